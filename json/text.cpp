@@ -1,0 +1,263 @@
+#include "json/text.h"
+
+#include <array>
+#include <charconv>
+#include <limits>
+
+#include "json/scan.h"
+#include "json/search.h"
+
+namespace {
+
+bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+bool needs_escape(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
+
+void append_escape(std::string& out, char c) {
+  switch (c) {
+    case '"': out += "\\\""; return;
+    case '\\': out += "\\\\"; return;
+    case '\b': out += "\\b"; return;
+    case '\t': out += "\\t"; return;
+    case '\n': out += "\\n"; return;
+    case '\f': out += "\\f"; return;
+    case '\r': out += "\\r"; return;
+    default: break;
+  }
+  constexpr char kHex[] = "0123456789abcdef";
+  const auto byte = static_cast<unsigned char>(c);
+  const char escape[] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 15]};
+  out.append(escape, sizeof escape);
+}
+
+void append_utf8(std::string& out, unsigned code) {
+  const auto tail = [code](unsigned shift) {
+    return static_cast<char>(0x80 | ((code >> shift) & 0x3F));
+  };
+  if (code < 0x80) {
+    out += static_cast<char>(code);
+  } else if (code < 0x800) {
+    out += static_cast<char>(0xC0 | (code >> 6));
+    out += tail(0);
+  } else if (code < 0x10000) {
+    out += static_cast<char>(0xE0 | (code >> 12));
+    out += tail(6);
+    out += tail(0);
+  } else {
+    out += static_cast<char>(0xF0 | (code >> 18));
+    out += tail(12);
+    out += tail(6);
+    out += tail(0);
+  }
+}
+
+// The code point of the escape whose four digits begin at `pos`, which is moved past all that
+// belongs to it. A surrogate without its partner stands for itself.
+bool read_unicode_escape(std::string_view text, std::size_t& pos, unsigned& code) {
+  if (!parse_hex4(text, pos, code)) return false;
+  pos += 4;
+  unsigned low = 0;
+  if (code >= 0xD800 && code <= 0xDBFF && text.substr(pos, 2) == "\\u" &&
+      parse_hex4(text, pos + 2, low) && low >= 0xDC00 && low <= 0xDFFF) {
+    code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+    pos += 6;
+  }
+  return true;
+}
+
+// -1: outside the alphabet, -2: padding, -3: whitespace.
+int base64_value(char c) {
+  if (c >= 'A' && c <= 'Z') return c - 'A';
+  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+  if (is_digit(c)) return c - '0' + 52;
+  if (c == '+') return 62;
+  if (c == '/') return 63;
+  if (c == '=') return -2;
+  return is_space(c) ? -3 : -1;
+}
+
+}  // namespace
+
+std::string json_escape(std::string_view text) {
+  std::string out;
+  out.reserve(text.size() + 8);
+  append_json_escaped(out, text);
+  return out;
+}
+
+std::string json_unescape(std::string_view text) {
+  std::string out;
+  std::size_t pos = 0;
+  while (pos < text.size()) {
+    const std::size_t slash = text.find('\\', pos);
+    out.append(text.substr(pos, slash == std::string_view::npos ? slash : slash - pos));
+    if (slash == std::string_view::npos || slash + 1 == text.size()) break;
+    pos = slash + 2;
+    const char escape = text[slash + 1];
+    unsigned code = 0;
+    switch (escape) {
+      case 'b': out += '\b'; break;
+      case 'f': out += '\f'; break;
+      case 'n': out += '\n'; break;
+      case 'r': out += '\r'; break;
+      case 't': out += '\t'; break;
+      case 'u':
+        if (read_unicode_escape(text, pos, code)) append_utf8(out, code);
+        break;
+      default: out += escape; break;
+    }
+  }
+  return out;
+}
+
+bool base64_decode(std::string_view text, std::string& out) {
+  out.clear();
+  out.reserve(text.size() / 4 * 3 + 3);
+  unsigned bits = 0;
+  unsigned pending = 0;
+  for (const char c : text) {
+    const int value = base64_value(c);
+    if (value == -3) continue;
+    if (value == -2) return true;
+    if (value == -1) return false;
+    bits = (bits << 6 | static_cast<unsigned>(value)) & 0xFFFF;
+    pending += 6;
+    if (pending >= 8) {
+      pending -= 8;
+      out += static_cast<char>(bits >> pending & 0xFF);
+    }
+  }
+  return true;
+}
+
+bool parse_i64(std::string_view text, std::int64_t& out) {
+  text = trim(text);
+  // strtoll's rules: two more blanks may lead, then one sign.
+  while (!text.empty() && (text.front() == ' ' || (text.front() >= '\t' && text.front() <= '\r'))) {
+    text.remove_prefix(1);
+  }
+  if (!text.empty() && text.front() == '+') {
+    text.remove_prefix(1);
+    if (text.empty() || !is_digit(text.front())) return false;
+  }
+  std::int64_t value = 0;
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value);
+  if (result.ec != std::errc() || result.ptr != end) return false;
+  out = value;
+  return true;
+}
+
+std::string_view trim(std::string_view text) {
+  while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+bool split_once(std::string_view text, char separator, std::string_view& left,
+                std::string_view& right) {
+  const std::size_t at = text.find(separator);
+  left = text.substr(0, at);
+  right = at == std::string_view::npos ? std::string_view() : text.substr(at + 1);
+  return at != std::string_view::npos;
+}
+
+std::string to_lower_ascii(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  return text;
+}
+
+bool ends_with(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+bool is_hex_string_even(std::string_view text) {
+  if (text.empty() || text.size() % 2 != 0) return false;
+  for (const char c : text) {
+    if (!(is_digit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'))) return false;
+  }
+  return true;
+}
+
+std::string normalize_phone_number(std::string_view text) {
+  std::string out;
+  for (const char c : trim(text)) {
+    if (is_digit(c) || (c == '+' && out.empty())) out += c;
+  }
+  return out;
+}
+
+std::string make_json_string_array(const std::vector<std::string>& values) {
+  std::string out;
+  out.reserve(10 * values.size() + 8);
+  out += '[';
+  for (const std::string& value : values) {
+    if (out.size() > 1) out += ',';
+    out += '"';
+    append_json_escaped(out, value);
+    out += '"';
+  }
+  out += ']';
+  return out;
+}
+
+std::string json_add_extra(std::string request, std::string_view tag) {
+  if (request.empty() || request.back() != '}') return request;
+  request.pop_back();
+  append_string_member(request, "@extra", tag);
+  request += '}';
+  return request;
+}
+
+bool json_has_extra(std::string_view text, std::string_view tag) {
+  constexpr std::string_view kMarker = "\"@extra\":\"";
+  for (std::size_t at = find_bytes(text, kMarker); at != kNotFound;
+       at = find_bytes(text, kMarker, at + 1)) {
+    const std::string_view rest = text.substr(at + kMarker.size());
+    if (rest.size() > tag.size() && rest[tag.size()] == '"' && json_starts_with(rest, tag)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void append_i64(std::string& out, std::int64_t value) {
+  std::array<char, 24> digits{};
+  const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  out.append(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
+}
+
+void append_json_escaped(std::string& out, std::string_view text) {
+  std::size_t run = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (!needs_escape(text[at])) continue;
+    out.append(text.substr(run, at - run));
+    append_escape(out, text[at]);
+    run = at + 1;
+  }
+  out.append(text.substr(run));
+}
+
+void append_int_member(std::string& out, std::string_view key, std::int64_t value) {
+  out += ",\"";
+  out += key;
+  out += "\":";
+  append_i64(out, value);
+}
+
+void append_string_member(std::string& out, std::string_view key, std::string_view value) {
+  out += ",\"";
+  out += key;
+  out += "\":\"";
+  append_json_escaped(out, value);
+  out += '"';
+}
+
+void append_bool_member(std::string& out, std::string_view key, bool value) {
+  out += ",\"";
+  out += key;
+  out += value ? "\":true" : "\":false";
+}
