@@ -223,8 +223,7 @@ std::vector<std::string_view> extract_json_object_array_field_raw(std::string_vi
 }
 
 std::vector<std::int64_t> extract_json_int64_array_field(std::string_view text,
-                                                         std::string_view key,
-                                                         unsigned max_items) {
+                                                         std::string_view key, unsigned max_items) {
   std::vector<std::int64_t> numbers;
   std::size_t pos = find_past_key(text, key, ":[");
   if (pos == kNotFound) return numbers;

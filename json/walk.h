@@ -40,7 +40,7 @@ std::size_t skip_value(std::string_view text, std::size_t pos);
 std::string value_string(std::string_view value);  // unescaped; empty when absent
 std::int64_t value_int(std::string_view value, std::int64_t absent = -1);    // bare digits
 std::int64_t value_int64(std::string_view value, std::int64_t absent = -1);  // bare or quoted
-bool value_true(std::string_view value);    // the literal true
+bool value_true(std::string_view value);                                     // the literal true
 bool value_is_object(std::string_view value);
 // The object's "@type" without quotes when it is the first member or a later one of its own;
 // a view into the text, empty when absent.
