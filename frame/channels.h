@@ -1,0 +1,39 @@
+// The three output channels and the descriptors behind them. Every write is best effort: it
+// never blocks and never fails its caller; what does not fit is lost.
+// Main thread only, except the atomics, which TDLib's log callback and the crash handlers read
+// on any thread.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+extern bool g_hub_mode;                    // only five event types leave
+extern bool g_verbose_stdout;              // no events file: every reply line is written
+extern std::atomic<bool> g_log_to_stderr;  // diagnostic lines go to standard error, too
+extern std::atomic<int> g_log_fd;          // -1: closed, as for the three below
+extern std::atomic<int> g_log_mirror_fd;
+extern std::atomic<int> g_events_fd;
+extern std::atomic<int> g_db_lock_fd;
+
+// Writes until all is out or a write would block or fails; an interrupted write is repeated.
+void write_best_effort(int fd, const char* buf, std::size_t len);
+
+// One line, prefix and message, in a single write; nothing when fd is negative, "(null)" for a
+// null message. A line that does not fit 2048 bytes is written as its first 2047 bytes and a
+// NUL, without a line feed. Any thread; allocates nothing.
+void write_line_best_effort(int fd, const char* prefix, const char* msg);
+
+// A diagnostic line "[backend] <msg>" to standard error (when switched on), log and mirror.
+void dbg(const char* msg);
+inline void dbg(const std::string& msg) { dbg(msg.c_str()); }
+
+// A reply line for the UI on standard output. With an events file in use, acknowledgements
+// ("OK ", "ERR ", "TD_ERROR ", "PONG", "BYE") are left out: the UI follows the events.
+void print_line(std::string_view line);
+
+// One event: a complete JSON object on one line. Nothing happens without an events file.
+void emit_event_json_line(std::string_view json);
+// {"type":"<type>","<key>":"<value>"}, each text escaped.
+void emit_event_type_state(std::string_view type, std::string_view key, std::string_view value);

@@ -1,0 +1,48 @@
+// TDLib's JSON interface, loaded at run time from the program's directory. The library stays
+// loaded for the whole run. Main thread only, except log_cb.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+struct TdApi {
+  void* handle = nullptr;
+  int (*create_client_id)() = nullptr;
+  void (*send)(int client_id, const char* request) = nullptr;
+  // The text is valid until the next call; null when nothing came within `timeout` seconds.
+  const char* (*receive)(double timeout) = nullptr;
+  const char* (*execute)(const char* request) = nullptr;    // never called
+  int (*set_log_file_path)(const char* path) = nullptr;     // never called
+  void (*set_log_max_file_size)(long long size) = nullptr;  // never called
+  void (*set_log_verbosity_level)(int level) = nullptr;
+  void (*set_log_message_callback)(int max_level,
+                                   void (*callback)(int level, const char* message)) = nullptr;
+  bool loaded = false;  // the library and all eight entry points are there
+};
+
+// Load addresses for the crash report; null while unknown.
+extern void* g_backend_base;
+extern void* g_tdjson_base;
+
+// The directory part of argv[0], unresolved; "." when there is none.
+std::string program_directory(int argc, char** argv);
+// Fills `api`; what is missing is reported on standard error, and `api.loaded` stays false.
+void load_tdlib(const std::string& exe_dir, TdApi& api);
+void unload_tdlib(TdApi& api);
+// Learns both load addresses and logs them.
+void record_module_bases(const TdApi& api);
+// Sets TDLib's log level and takes its log over.
+void route_tdlib_log(const TdApi& api, int level);
+// TDLib's log goes to our diagnostic channels. Called on any thread of TDLib's; allocates nothing,
+// takes no lock.
+void log_cb(int verbosity_level, const char* message);
+
+// The one client of the run, as far as senders need it.
+struct TdClient {
+  void (*send)(int client_id, const char* request) = nullptr;
+  int id = 0;
+};
+// Hands a complete request to TDLib.
+void td_request(const TdClient& td, const std::string& request);
+// The same with `tag` as its "@extra", by which the answer is routed (frame/answer.h).
+void td_request(const TdClient& td, std::string request, std::string_view tag);
