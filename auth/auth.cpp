@@ -1,0 +1,219 @@
+#include "auth/auth.h"
+
+#include <utility>
+
+#include "frame/channels.h"
+#include "frame/config.h"
+#include "json/scan.h"
+#include "json/text.h"
+#include "json/walk.h"
+
+namespace {
+
+struct StateName {
+  const char* name;
+  const char* object;
+};
+
+// By number, in the order in which they are looked for.
+constexpr StateName kStates[] = {
+    {"Unknown", nullptr},
+    {"WaitTdlibParameters", "\"@type\":\"authorizationStateWaitTdlibParameters\""},
+    {"WaitPhoneNumber", "\"@type\":\"authorizationStateWaitPhoneNumber\""},
+    {"WaitCode", "\"@type\":\"authorizationStateWaitCode\""},
+    {"WaitPassword", "\"@type\":\"authorizationStateWaitPassword\""},
+    {"Ready", "\"@type\":\"authorizationStateReady\""},
+    {"Closing", "\"@type\":\"authorizationStateClosing\""},
+    {"Closed", "\"@type\":\"authorizationStateClosed\""},
+};
+
+}  // namespace
+
+const char* authorization_state_name(AuthorizationState state) { return kStates[state].name; }
+
+static AuthorizationState find_state(std::string_view text) {
+  for (int state = kAuthWaitTdlibParameters; state <= kAuthClosed; ++state) {
+    if (json_contains(text, kStates[state].object)) return static_cast<AuthorizationState>(state);
+  }
+  return kAuthUnknown;
+}
+
+void send_ignore_background_updates(AuthState& auth, const TdClient& td, std::string_view when) {
+  td_request(td, make_set_option_bool("ignore_background_updates", true, "opt:bg_updates"));
+  auth.background_updates_ignored = true;
+  dbg("SEND setOption ignore_background_updates" + std::string(when));
+}
+
+void send_first_requests(AuthState& auth, const TdClient& td) {
+  if (g_hub_mode) send_ignore_background_updates(auth, td, " (early)");
+  td_request(td, "{\"@type\":\"getAuthorizationState\"}");
+}
+
+// The code's own description without that of the next code, which has a type and a length, too.
+static std::string code_description(std::string_view text) {
+  const std::string_view info = extract_json_object_field_raw(text, "code_info");
+  if (info.empty()) return std::string(text);
+  std::string description = "{";
+  ObjectWalk walk{info};
+  JsonMember member;
+  while (next_member(walk, member)) {
+    if (member.key == "next_type") continue;
+    description += "\"";
+    description += member.key;
+    description += "\":";
+    description += member.value;
+    description += ',';
+  }
+  return description;
+}
+
+static const char* code_delivery(std::string_view description) {
+  static constexpr const char* kDeliveries[][2] = {
+      {"\"authenticationCodeTypeTelegramMessage\"", "telegram_message"},
+      {"\"authenticationCodeTypeSms\"", "sms"},
+      {"\"authenticationCodeTypeCall\"", "call"},
+      {"\"authenticationCodeTypeFlashCall\"", "flash_call"},
+      {"\"authenticationCodeTypeMissedCall\"", "missed_call"},
+  };
+  for (const auto& delivery : kDeliveries) {
+    if (json_contains(description, delivery[0])) return delivery[1];
+  }
+  return "unknown";
+}
+
+static void report_code_info(std::string_view text) {
+  const std::string description = code_description(text);
+  const char* delivery = code_delivery(description);
+  const std::int64_t length = extract_json_int_field(description, "length");
+  const std::int64_t timeout = extract_json_int_field(description, "timeout");
+  std::string log = std::string("CODE_INFO type=") + delivery;
+  std::string event = "{\"type\":\"code_info\"";
+  append_string_member(event, "delivery", delivery);
+  if (length >= 0) {
+    log += " length=" + std::to_string(length);
+    append_int_member(event, "length", length);
+  }
+  if (timeout >= 0) {
+    log += " timeout=" + std::to_string(timeout);
+    append_int_member(event, "timeout", timeout);
+  }
+  dbg(log);
+  event += '}';
+  emit_event_json_line(event);
+}
+
+static void ask_ui(const char* what) {
+  const std::string line = std::string("NEED ") + what;
+  print_line(line);
+  dbg(line);
+  emit_event_type_state("need", "what", what);
+}
+
+static void send_parameters(AuthState& auth, const TdClient& td, const char* log) {
+  dbg(log);
+  td_request(td, make_set_tdlib_parameters(auth.parameters));
+  auth.params_requested = false;
+}
+
+static void send_phone(const TdClient& td, std::string_view phone, const char* log) {
+  dbg(log);
+  td_request(td, make_set_auth_phone_number(phone), "setPhone");
+}
+
+static void send_pending_phone(AuthState& auth, const TdClient& td) {
+  send_phone(td, std::exchange(auth.pending_phone, {}), "SEND setAuthenticationPhoneNumber");
+}
+
+static void send_pending_code(AuthState& auth, const TdClient& td) {
+  dbg("SEND checkAuthenticationCode");
+  td_request(td, make_check_auth_code(std::exchange(auth.pending_code, {})));
+}
+
+static void send_pending_password(AuthState& auth, const TdClient& td) {
+  dbg("SEND checkAuthenticationPassword");
+  td_request(td, make_check_auth_password(std::exchange(auth.pending_password, {})));
+}
+
+std::string usable_phone_number(std::string_view text) {
+  std::string phone = normalize_phone_number(text);
+  if (phone == "+") phone.clear();
+  return phone;
+}
+
+static void enter_wait_phone(AuthState& auth, const TdClient& td) {
+  if (!auth.pending_phone.empty()) return send_pending_phone(auth, td);
+  if (auth.auto_send_phone) {
+    const std::string phone = usable_phone_number(get_env("TG_PHONE_NUMBER", ""));
+    if (!phone.empty())
+      return send_phone(td, phone, "SEND setAuthenticationPhoneNumber (from env)");
+  }
+  ask_ui("phone");
+}
+
+static void enter_ready(const TdClient& td) {
+  if (g_hub_mode) return;
+  dbg("SEND getMe");
+  td_request(td, "{\"@type\":\"getMe\",\"@extra\":\"getMe\"}");
+  static constexpr const char* kScopes[][2] = {
+      {"notificationSettingsScopePrivateChats", "scope:private"},
+      {"notificationSettingsScopeGroupChats", "scope:group"},
+      {"notificationSettingsScopeChannelChats", "scope:channel"},
+  };
+  for (const auto& scope : kScopes) {
+    td_request(td, make_get_scope_notification_settings(scope[0]), scope[1]);
+  }
+  dbg("SEND getScopeNotificationSettings");
+}
+
+static void enter_closed() {
+  print_line("TD_CLOSED");
+  dbg("TD_CLOSED");
+  emit_event_json_line("{\"type\":\"td_closed\"}");
+}
+
+static void enter_state(AuthState& auth, const TdClient& td) {
+  switch (auth.state) {
+    case kAuthWaitTdlibParameters:
+      auth.params_requested = auth.params_requested || auth.auto_set_params;
+      if (!auth.params_requested) return ask_ui("params");
+      return send_parameters(auth, td, "SEND setTdlibParameters");
+    case kAuthWaitPhoneNumber: return enter_wait_phone(auth, td);
+    case kAuthWaitCode:
+      return auth.pending_code.empty() ? ask_ui("code") : send_pending_code(auth, td);
+    case kAuthWaitPassword:
+      return auth.pending_password.empty() ? ask_ui("password") : send_pending_password(auth, td);
+    case kAuthReady: return enter_ready(td);
+    case kAuthClosed: return enter_closed();
+    case kAuthUnknown:
+    case kAuthClosing: return;
+  }
+}
+
+bool on_authorization_state(AuthState& auth, const TdClient& td, std::string_view text) {
+  const AuthorizationState state = find_state(text);
+  if (state == kAuthUnknown || state == auth.state) return false;
+  auth.state = state;
+  const char* name = authorization_state_name(state);
+  const std::string line = std::string("AUTH_STATE ") + name;
+  print_line(line);
+  dbg(line);
+  emit_event_type_state("auth_state", "state", name);
+  if (json_contains(text, kStates[kAuthWaitCode].object)) report_code_info(text);
+  enter_state(auth, td);
+  return state == kAuthClosed;
+}
+
+void send_pending_inputs(AuthState& auth, const TdClient& td) {
+  if (auth.state == kAuthWaitTdlibParameters && auth.params_requested) {
+    send_parameters(auth, td, "SEND setTdlibParameters (manual)");
+  }
+  // While a code is awaited a wrong number can still be replaced.
+  const bool takes_phone = auth.state == kAuthWaitPhoneNumber || auth.state == kAuthWaitCode;
+  if (takes_phone && !auth.pending_phone.empty()) {
+    send_pending_phone(auth, td);
+  } else if (auth.state == kAuthWaitCode && !auth.pending_code.empty()) {
+    send_pending_code(auth, td);
+  } else if (auth.state == kAuthWaitPassword && !auth.pending_password.empty()) {
+    send_pending_password(auth, td);
+  }
+}

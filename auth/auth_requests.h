@@ -1,0 +1,30 @@
+// The requests of the login, each a complete text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct TdlibParameters {
+  bool use_test_dc = false;
+  std::string database_directory;
+  std::string files_directory;
+  bool use_file_database = false;
+  bool use_chat_info_database = false;
+  bool use_message_database = false;
+  bool use_secret_chats = false;
+  std::int64_t api_id = 0;
+  std::string api_hash;
+};
+
+// Tagged "setParams".
+std::string make_set_tdlib_parameters(const TdlibParameters& parameters);
+// Untagged; the caller tags it.
+std::string make_set_auth_phone_number(std::string_view phone);
+// Tagged "checkCode" and "checkPassword".
+std::string make_check_auth_code(std::string_view code);
+std::string make_check_auth_password(std::string_view password);
+// Without a tag when it is empty.
+std::string make_set_option_bool(std::string_view name, bool value, std::string_view tag);
+// `scope` is the full type name, "notificationSettingsScopePrivateChats" and its siblings.
+std::string make_get_scope_notification_settings(std::string_view scope);

@@ -1,0 +1,9 @@
+// What happens whenever TDLib shows a user object, in an update or an answer. Main thread only.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// Caches the first user object in `json`; when it is new or changed, tells the UI and completes
+// the sentences that name the user. Its id, or 0 when there is no user object.
+std::int64_t learn_user(std::string_view json);

@@ -1,0 +1,49 @@
+// Every user that this run has heard of, and the queue that fetches the unknown ones at a
+// measured pace. Main thread only. Entries live as long as the process. Ids below 1 are never
+// cached or requested.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "frame/tdlib.h"
+
+struct UserInfo {
+  std::string first_name;
+  std::string last_name;
+  std::string username;             // editable, else plain, else the first active; may be empty
+  std::int64_t photo_small_id = 0;  // TDLib file id, 0: no photo
+  std::string status_type;          // "online", "offline", "recently", ...; empty: none given
+  std::int64_t was_online = 0;      // Unix seconds, offline only
+  std::int64_t expires = 0;         // Unix seconds, online only
+};
+
+extern std::unordered_map<std::int64_t, UserInfo> g_user_cache;
+// Users for whom a request was queued or sent; only grows, so each is asked for at most once.
+extern std::unordered_set<std::int64_t> g_user_requested;
+extern std::vector<std::int64_t> g_user_request_queue;
+extern std::int64_t g_next_user_request_at_ms;  // mono_ms; 0: no wait
+
+// Stores the first user object in `json`. True when the user was new or changed; `user_id` gets
+// its id, or 0 when there is no user object.
+bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id);
+// The user's small profile photo, 0 when there is none.
+std::int64_t extract_user_photo_small_id(std::string_view user_json);
+// First and last name, else the username, else empty.
+std::string user_display_name(const UserInfo& user);
+// A name for use in a sentence. An id whose name is not known is appended to `missing` (once),
+// requested, and called "User <id>"; an id below 1 is "Someone".
+std::string resolve_user_name(std::int64_t user_id, std::vector<std::int64_t>& missing);
+// The cached user, or null.
+const UserInfo* find_user(std::int64_t user_id);
+
+void queue_user_request(std::int64_t user_id);
+// Sends the most recently queued request when its time has come. Once an iteration.
+void send_next_user_request(const TdClient& td);
+
+std::string make_get_user(std::int64_t user_id);
+void emit_user_event(std::int64_t user_id);

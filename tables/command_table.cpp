@@ -1,0 +1,73 @@
+#include "auth/auth_commands.h"
+#include "commands/process_commands.h"
+#include "frame/memtest.h"
+#include "tables/tables.h"
+
+namespace {
+
+using R = Rooms;
+using C = CommandCall;
+constexpr Gate kOpen = Gate::kOpen;
+constexpr Gate kReady = Gate::kReady;
+
+// clang-format off
+constexpr Command kCommands[] = {
+    {"phone", "", kOpen, [](R& r, C& c) { run_phone(c, r.auth); }},
+    {"code", "", kOpen, [](R& r, C& c) { run_code(c, r.auth); }},
+    {"password", "", kOpen, [](R& r, C& c) { run_password(c, r.auth); }},
+    {"ping", "", kOpen, [](R&, C&) { run_ping(); }},
+    {"proxy_get", "", kOpen, nullptr},
+    {"proxy_disable", "", kOpen, nullptr},
+    {"proxy_remove", "", kOpen, nullptr},
+    {"proxy_test_mtproto", "", kOpen, nullptr},
+    {"proxy_try_mtproto", "", kOpen, nullptr},
+    {"memtest", "", kOpen, [](R&, C& c) { run_memtest(c.args); }},
+    {"params", "", kOpen, [](R& r, C& c) { run_params(c, r.auth); }},
+    {"state", "", kOpen, [](R& r, C&) { run_state(r.auth); }},
+    {"resend", "", kOpen, [](R& r, C& c) { run_resend(c, r.td); }},
+    {"call_start", "", kReady, nullptr},
+    {"call_accept", "", kReady, nullptr},
+    {"call_mute", "ERR usage call_mute <call_id> <0|1>", kReady, nullptr},
+    {"call_discard", "", kReady, nullptr},
+    {"chats", "", kReady, nullptr},
+    {"resolve", "ERR usage resolve <username>", kReady, nullptr},
+    {"search_server64", "ERR usage search_server64 <req_id> <base64_utf8_query> [limit]", kReady, nullptr},
+    {"open", "ERR usage open <chat_id> [anchor_message_id]", kReady, nullptr},
+    {"close", "ERR usage close <chat_id>", kReady, nullptr},
+    {"chat_info", "ERR usage chat_info <chat_id>", kReady, nullptr},
+    {"user_info", "ERR usage user_info <user_id>", kReady, nullptr},
+    {"open_user_chat", "ERR usage open_user_chat <user_id>", kReady, nullptr},
+    {"chat_search64", "ERR usage chat_search64 <req_id> <chat_id> <base64_utf8_query> [from_message_id] [limit]", kReady, nullptr},
+    {"shared64", "ERR usage shared64 <req_id> <chat_id> <kind> [from_message_id] [limit]", kReady, nullptr},
+    {"pinned_list", "ERR usage pinned_list <chat_id> [limit]", kReady, nullptr},
+    {"mute_toggle", "ERR usage mute_toggle <chat_id>", kReady, nullptr},
+    {"clear_history", "ERR usage clear_history <chat_id>", kReady, nullptr},
+    {"join", "ERR usage join <chat_id>", kReady, nullptr},
+    {"read", "ERR usage read <chat_id> <message_id>", kReady, nullptr},
+    {"leave", "ERR usage leave <chat_id>", kReady, nullptr},
+    {"delete_chat", "ERR usage delete_chat <chat_id>", kReady, nullptr},
+    {"download", "ERR usage download <file_id>", kReady, nullptr},
+    {"downloadp", "ERR usage downloadp <file_id>", kReady, nullptr},
+    {"history", "ERR usage history <chat_id> [limit]", kReady, nullptr},
+    {"history_more", "ERR usage history_more <chat_id> <from_message_id> [limit]", kReady, nullptr},
+    {"thread_open", "ERR usage thread_open <channel_chat_id> <post_message_id> [limit]", kReady, nullptr},
+    {"thread_more", "ERR usage thread_more <thread_chat_id> <message_thread_id> <from_message_id> [limit]", kReady, nullptr},
+    {"history_jump", "ERR usage history_jump <chat_id> <message_id> [before] [after]", kReady, nullptr},
+    {"sendfile64", "ERR usage sendfile64 <chat_id> [reply_to_message_id] <base64_utf8_path> [base64_utf8_caption]", kReady, nullptr},
+    {"sendvoice64", "ERR usage sendvoice64 <chat_id> [reply_to_message_id] <base64_utf8_path> <duration_sec>", kReady, nullptr},
+    {"sendvideonote64", "ERR usage sendvideonote64 <chat_id> [reply_to_message_id] <base64_utf8_path>", kReady, nullptr},
+    {"forward", "ERR usage forward <chat_id> <from_chat_id> <message_id...>", kReady, nullptr},
+    {"delete", "ERR usage delete <chat_id> <self|all> <message_id...>", kReady, nullptr},
+    {"react", "ERR usage react <chat_id> <message_id> <emoji> <add|remove>", kReady, nullptr},
+    {"pin", "ERR usage pin <chat_id> <message_id> [disable_notification] [only_for_self]", kReady, nullptr},
+    {"props", "ERR usage props <chat_id> <message_id>", kReady, nullptr},
+    {"preview", "ERR usage preview <chat_id> <message_id>", kReady, nullptr},
+    {"edit64", "ERR usage edit64 <chat_id> <message_id> <base64_utf8_text>", kReady, nullptr},
+    {"send64", "ERR usage send64 <chat_id> [reply_to_message_id] <base64_utf8_text>", kReady, nullptr},
+    {"send", "ERR usage send <chat_id> <text>", kReady, nullptr},
+};
+// clang-format on
+
+}  // namespace
+
+Table<Command> command_table() { return {kCommands, sizeof kCommands / sizeof *kCommands}; }

@@ -1,0 +1,14 @@
+// All state of the main routine, as main owns it. Only the rows of the tables see it whole; each
+// row hands its handler just the structs that it needs.
+#pragma once
+
+#include "auth/auth.h"
+#include "frame/tdlib.h"
+#include "frame/timers.h"
+
+struct Rooms {
+  TdClient td;
+  Timers timers;
+  AuthState auth;
+  bool keep_running = true;
+};

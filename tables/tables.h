@@ -1,0 +1,48 @@
+// The three tables that are the program's index. A row says what comes in and hands it to the
+// function of its subject, with just the state that this function needs.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "commands/call.h"
+#include "frame/answer.h"
+#include "tables/rooms.h"
+
+struct Command {
+  std::string_view word;
+  std::string_view usage;  // empty: it cannot be malformed
+  Gate gate;
+  void (*run)(Rooms& rooms, CommandCall& call);
+};
+
+// What an answer's text must show to belong to its row.
+struct AnswerShape {
+  std::string_view begins;       // the text begins with this, or with `begins_else`
+  std::string_view begins_else;  // empty: no second form
+  std::string_view contains;     // used when `begins` is empty; empty, too: any text
+};
+
+struct AnswerRow {
+  std::string_view tag;  // a prefix with its colon, or a whole bare word
+  AnswerShape shape;
+  void (*handle)(Rooms& rooms, const Answer& answer);  // null: nothing is owed to a success
+  void (*fail)(Rooms& rooms, const TdError& error);    // null: the general "td_error"
+};
+
+struct UpdateRow {
+  std::string_view type;
+  void (*handle)(Rooms& rooms, std::string_view text);
+};
+
+template <typename Row>
+struct Table {
+  const Row* rows;
+  std::size_t size;
+  const Row* begin() const { return rows; }
+  const Row* end() const { return rows + size; }
+};
+
+Table<Command> command_table();  // in the order in which a word is looked up
+Table<AnswerRow> answer_table();
+Table<UpdateRow> update_table();  // in the order in which markers are looked for
