@@ -1,0 +1,95 @@
+// What is known of each chat: one record a chat. Main thread only; records live as long as the
+// process. Chat ids may be negative; 0 is none.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "frame/tdlib.h"
+#include "state/message.h"
+
+enum class NotifyScope { kUnknown, kPrivate, kGroup, kChannel };
+
+struct ChatNotifySettingsCache {
+  bool known = false;
+  std::int32_t mute_for = 0;  // seconds
+  bool use_default_mute_for = false;
+};
+
+// A notification that waits until the chat's mute state is known.
+struct PendingHubNotification {
+  std::int64_t message_id = 0;
+  std::int64_t date = 0;
+  std::string chat_title;
+  std::string sender_name;
+  std::string text;
+};
+
+struct Chat {
+  std::optional<bool> is_member;             // false: hidden from the UI; absent: not known
+  std::optional<std::int64_t> unread_count;  // last one reported
+  std::string title;
+  std::string type;  // "private", "secret", "basic_group", "supergroup", "channel" or empty
+  NotifyScope scope = NotifyScope::kUnknown;
+  ChatNotifySettingsCache notify;
+  std::string notification_settings;  // raw object as last received; empty: never
+  bool row_written = false;           // its "chat" event has been written
+  bool fetch_pending = false;         // a live fetch or a chat-list fetch is under way
+  std::unique_ptr<PendingHubNotification> waiting;  // the newest one, or null
+};
+
+struct ScopeDefault {
+  bool known = false;
+  std::int32_t mute_for = 0;
+};
+
+struct ChatTable {
+  std::unordered_map<std::int64_t, Chat> chats;
+  std::unordered_map<std::int64_t, std::int64_t> peer_user_chat_id_cache;  // user: private chat
+  ScopeDefault scope_defaults[4];                                          // by NotifyScope
+};
+
+// The record, made when there is none. Never call with id 0.
+Chat& chat_record(ChatTable& table, std::int64_t chat_id);
+// The record, or null.
+const Chat* find_chat(const ChatTable& table, std::int64_t chat_id);
+// True when this account is known not to be a member; updates of such chats are dropped.
+bool chat_filtered(const ChatTable& table, std::int64_t chat_id);
+// The title, or empty.
+std::string_view chat_title(const ChatTable& table, std::int64_t chat_id);
+// The private chat with the user, or 0.
+std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id);
+// False: the mute state is not known (`muted` is then false, too).
+bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted);
+
+// What a chat object tells, for its event.
+struct ChatDescription {
+  std::int64_t id = 0;
+  std::string title;
+  std::string type;
+  std::int64_t unread_count = -1;                 // -1: unknown
+  std::int64_t last_read_outbox_message_id = -1;  // -1: unknown
+  std::int64_t order = 0;                         // main list; 0: none
+  std::int64_t photo_small_id = 0;
+  MessagePreview last;  // id 0: none
+};
+
+std::string parse_chat_type(std::string_view chat_json);
+std::int64_t extract_chat_main_order(std::string_view chat_json);
+// False when the text holds no main-list order, which an order of 0 is not.
+bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order);
+std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json);
+
+// Every chat object that TDLib shows goes through here: fills the record (title, type, scope,
+// notification settings, private chat of its user). The id, 0 when there is no chat object.
+std::int64_t record_chat(ChatTable& table, std::string_view chat_json);
+// The verdict of a membership check, a join or a leave.
+void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member);
+
+// Fetches a chat that the UI has never been told of, unless a fetch is pending, the chat is
+// filtered, or the chat list is being loaded.
+void ensure_chat_known(ChatTable& table, const TdClient& td, std::int64_t chat_id);

@@ -1,0 +1,47 @@
+// A TDLib message reduced to one flat record, as every event that shows a message needs it.
+// Main thread only. Views are the caller's; nothing is kept of them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// Absent values are 0, empty or false.
+struct MessagePreview {
+  std::int64_t chat_id = 0;
+  std::int64_t id = 0;  // 0: no message parsed
+  std::int64_t reply_to_message_id = 0;
+  std::int64_t message_thread_id = 0;
+  std::int32_t reply_count = 0;
+  bool forwarded = false;
+  bool outgoing = false;
+  std::int64_t date = 0;      // Unix seconds
+  std::string sending_state;  // "pending", "failed" or empty
+  std::string content_type;   // TDLib's "@type" of the content
+  std::string text;           // message text, caption or a substitute
+  std::string media_type;     // "photo", "voice", "video", "video_note", "file" or empty
+  std::string reactions;      // a ready JSON array, or empty
+  std::int64_t media_file_id = 0;
+  std::int64_t media_thumb_file_id = 0;
+  std::int32_t media_w = 0;  // pixels; a video note's length
+  std::int32_t media_h = 0;
+  std::int32_t media_duration = 0;  // seconds
+  std::string media_name;
+  std::int64_t media_size = 0;  // bytes
+};
+
+// How much text a record carries.
+struct TextProfile {
+  unsigned max_text_bytes;
+  bool ellipsis;  // "..." behind a text that was cut
+};
+constexpr TextProfile kFullMessage{4096, false};
+constexpr TextProfile kChatPreview{240, true};
+
+// Fills `out` from the first message object in `json`; false when there is none. A service message
+// whose sentence lacks a name is remembered until the name comes (state/service_messages.h).
+bool parse_first_message(std::string_view json, MessagePreview& out, unsigned max_text_bytes,
+                         bool ellipsis);
+// The same, and the sender, 0 when it is a chat.
+bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
+                         std::int64_t& sender_user_id);
