@@ -1,0 +1,590 @@
+#include "tests/support/backend_run.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+
+#include "tests/standin/wire.h"
+#include "tests/support/recorder.h"
+
+// The socket's descriptor in the program; high, so that the program's own get their usual
+// numbers.
+constexpr int kSocketInProgram = 198;
+constexpr int kPipeBytes = 1 << 20;
+constexpr auto kPatience = std::chrono::seconds(30);
+
+using Clock = std::chrono::steady_clock;
+
+static void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
+
+static void close_fd(int& fd) {
+  if (fd >= 0) close(fd);
+  fd = -1;
+}
+
+BackendRun::BackendRun(Mode mode) {
+  argv0_ = dir_ / "td_backend";
+  env_["TDLIB_LOG_FILE"] = dir_ / "backend.log";
+  env_["BACKEND_EVENTS_FILE"] = dir_ / "events.jsonl";
+  if (mode == Mode::kHub) env_["TD_BACKEND_MODE"] = "hub";
+}
+
+BackendRun::~BackendRun() {
+  try {
+    if (running() && std::uncaught_exceptions() == 0) {
+      const int status = quit();
+      if (status != 0) ADD_FAILURE() << "the program ended with " << status << "\n" << all_errors();
+    } else if (ended_ && !collected_ && status_ != 0) {
+      ADD_FAILURE() << "the program ended unasked, with " << status_ << "\n" << all_errors();
+    }
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << error.what();
+  }
+  kill();
+  close_fd(socket_);
+  close_fd(input_);
+  close_fd(stdout_.fd);
+  close_fd(stderr_.fd);
+  close_fd(stalled_fd_);
+  if (clock_ != nullptr) munmap(clock_, sizeof(HeldClock));
+}
+
+void BackendRun::use_real_library(bool stepped) {
+  real_ = true;
+  stepped_ = stepped;
+}
+
+void BackendRun::hold_clock() {
+  const std::string path = dir_ / "clock";
+  write_file(path, std::string(sizeof(HeldClock), '\0'));
+  const int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  void* page = mmap(nullptr, sizeof(HeldClock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  close(fd);
+  if (page == MAP_FAILED) throw BackendError("cannot map the clock");
+  clock_ = static_cast<HeldClock*>(page);
+  clock_->mono_ns = 1'000'000LL * 1'000'000;
+  clock_->wall_ns = 1'700'000'000LL * 1'000'000'000;
+  env_["TD_HELD_CLOCK"] = path;
+  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held_clock.so";
+}
+
+void BackendRun::advance_ms(std::int64_t ms) {
+  clock().mono_ns += ms * 1'000'000;
+  clock().wall_ns += ms * 1'000'000;
+}
+
+HeldClock& BackendRun::clock() {
+  if (clock_ == nullptr) throw BackendError("hold_clock() comes first");
+  return *clock_;
+}
+
+// ---- start
+
+void BackendRun::prepare_directory() {
+  namespace fs = std::filesystem;
+  const std::string library = dir_ / "libtdjson.so.1.8.61";
+  fs::create_symlink(TD_BACKEND_PROGRAM, dir_ / "td_backend");
+  if (zlib_) fs::create_symlink(TD_STANDIN_DIR "/libz.so.2", dir_ / "libz.so.2");
+  if (real_ && !fs::exists(TD_BACKEND_TDLIB)) {
+    throw BackendError("the real TDLib is not there: " TD_BACKEND_TDLIB " (tools/tdlib brings it)");
+  }
+  if (real_ && stepped_) env_["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
+  if (real_ && !stepped_) {
+    fs::create_symlink(TD_BACKEND_TDLIB, library);
+  } else if (!library_.empty()) {
+    fs::create_symlink(fs::path(TD_STANDIN_DIR) / library_ / "libtdjson.so.1.8.61", library);
+  }
+}
+
+std::vector<std::string> BackendRun::environment() const {
+  std::vector<std::string> all;
+  for (const char* name :
+       {"PATH", "TMPDIR", "LD_LIBRARY_PATH", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr) all.push_back(std::string(name) + "=" + value);
+  }
+  // A held clock is loaded before the sanitizer's runtime, which does not mind.
+  const char* asan = std::getenv("ASAN_OPTIONS");
+  all.push_back(std::string("ASAN_OPTIONS=") + (asan != nullptr ? asan : "") +
+                ":verify_asan_link_order=0");
+  if (stepped_) all.push_back("TD_STANDIN_FD=" + std::to_string(kSocketInProgram));
+  for (const auto& [name, value] : env_) all.push_back(name + "=" + value);
+  return all;
+}
+
+// A namespace with a network of its own, which has no way out. Null, or what failed.
+static const char* leave_the_network() {
+  if (unshare(CLONE_NEWNET) == 0) return nullptr;
+  const std::string user = std::to_string(getuid());
+  const std::string group = std::to_string(getgid());
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return "cannot make a network namespace";
+  const std::pair<const char*, std::string> maps[] = {
+      {"/proc/self/setgroups", "deny"},
+      {"/proc/self/uid_map", user + " " + user + " 1"},
+      {"/proc/self/gid_map", group + " " + group + " 1"}};
+  for (const auto& [path, text] : maps) {
+    const int fd = open(path, O_WRONLY | O_CLOEXEC);
+    if (fd < 0 || write(fd, text.data(), text.size()) < 0) return "cannot map the user";
+    close(fd);
+  }
+  return nullptr;
+}
+
+// In the forked child; reports on `failed` when there is no program to become.
+void BackendRun::run_child(int in, int out, int err, int socket, int failed) const {
+  const char* failure = nullptr;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (real_) failure = leave_the_network();
+  if (failure == nullptr && chdir(dir_.path().c_str()) != 0) failure = "chdir";
+  if (address_space_ != 0) {
+    const rlimit limit = {static_cast<rlim_t>(address_space_), static_cast<rlim_t>(address_space_)};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) failure = "setrlimit";
+  }
+  if (failure == nullptr && (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0 ||
+                             (stepped_ && dup2(socket, kSocketInProgram) < 0))) {
+    failure = "dup2";
+  }
+  if (failure == nullptr) {
+    for (const int fd : closed_) close(fd);
+    const std::string program = dir_ / "td_backend";
+    std::vector<std::string> variables = environment();
+    std::vector<char*> envp;
+    envp.reserve(variables.size() + 1);
+    for (std::string& variable : variables) envp.push_back(variable.data());
+    envp.push_back(nullptr);
+    std::string argv0 = argv0_;
+    char* argv[] = {argv0.data(), nullptr};
+    execve(program.c_str(), argv, envp.data());
+    failure = "execve";
+  }
+  const std::string text = std::string(failure) + ": " + std::strerror(errno);
+  static_cast<void>(!write(failed, text.data(), text.size()));
+  _exit(127);
+}
+
+void BackendRun::start_process() {
+  int in[2], out[2], err[2], failed[2], sockets[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 ||
+      pipe2(failed, O_CLOEXEC) != 0 ||
+      socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
+    throw BackendError("no descriptors left");
+  }
+  for (const int fd : {in[0], out[0], err[0]}) fcntl(fd, F_SETPIPE_SZ, kPipeBytes);
+  pid_ = fork();
+  if (pid_ == 0) run_child(in[0], out[1], err[1], sockets[1], failed[1]);
+  for (int fd : {in[0], out[1], err[1], sockets[1], failed[1]}) close(fd);
+  input_ = in[1];
+  stdout_.fd = out[0];
+  stderr_.fd = err[0];
+  for (const int fd : {input_, stdout_.fd, stderr_.fd}) set_nonblocking(fd);
+  socket_ = sockets[0];
+  if (!stepped_) close_fd(socket_);
+  char text[256];
+  const ssize_t size = pid_ > 0 ? read(failed[0], text, sizeof text) : -1;
+  close(failed[0]);
+  if (pid_ < 0) throw BackendError("cannot fork");
+  pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
+  if (size > 0 || pidfd_ < 0) {
+    kill();
+    throw BackendError("cannot start the program: " +
+                       std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
+  }
+}
+
+void BackendRun::start() {
+  prepare_directory();
+  const auto append = env_.find("BACKEND_EVENTS_APPEND");
+  if (append != env_.end() && append->second == "1") {
+    events_recorded_ = read_file(events_path()).size();  // those lines are not this run's
+  }
+  start_process();
+  if (stepped_) wait_for_ask("start");
+}
+
+// ---- waiting
+
+[[noreturn]] void BackendRun::fail(const std::string& why) const {
+  std::string text = why;
+  if (ended_) text += "\nThe program has ended with " + std::to_string(status_) + ".";
+  text += "\n--- standard output\n" + stdout_.all + "\n--- standard error\n" + stderr_.all +
+          "\n--- log\n" + read_file(log_path()) + "\n--- last requests\n";
+  const std::size_t first = all_requests_.size() > 5 ? all_requests_.size() - 5 : 0;
+  for (std::size_t i = first; i < all_requests_.size(); ++i) text += all_requests_[i] + "\n";
+  throw BackendError(text);
+}
+
+// Reads what is there. True when something was.
+bool BackendRun::drain(Stream& stream) {
+  bool some = false;
+  char buffer[65536];
+  while (stream.fd >= 0) {
+    const ssize_t n = read(stream.fd, buffer, sizeof buffer);
+    if (n <= 0) {
+      if (n == 0) close_fd(stream.fd);
+      return some;
+    }
+    stream.all.append(buffer, static_cast<std::size_t>(n));
+    some = true;
+  }
+  return some;
+}
+
+void BackendRun::drain_output() {
+  drain(stdout_);
+  drain(stderr_);
+}
+
+// Waits until there is a frame (true), or the program has ended or has written (false).
+bool BackendRun::wait_for_event(bool want_frame, const std::string& what) {
+  const auto deadline = Clock::now() + kPatience;
+  for (;;) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) fail("nothing happened for 30 seconds after: " + what);
+    // A negative descriptor is passed over by poll.
+    pollfd fds[] = {{socket_, POLLIN, 0},
+                    {pidfd_, POLLIN, 0},
+                    {stdout_.fd, POLLIN, 0},
+                    {stderr_.fd, POLLIN, 0}};
+    if (poll(fds, 4, static_cast<int>(left)) <= 0) continue;
+    const bool written = (drain(stdout_) | drain(stderr_));
+    if ((fds[0].revents & POLLIN) != 0) {
+      char byte = 0;
+      if (recv(socket_, &byte, 1, MSG_PEEK) == 1) return true;
+    }
+    if (fds[0].revents != 0) close_fd(socket_);
+    if ((fds[1].revents & POLLIN) != 0 && socket_ < 0) {
+      reap();
+      return false;
+    }
+    if (written && !want_frame) return false;
+  }
+}
+
+void BackendRun::reap() {
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  pid_ = -1;
+  ended_ = true;
+  asked_ = false;
+  close_fd(pidfd_);
+  drain_output();
+  record_events();
+}
+
+bool BackendRun::read_frame(char& kind, std::string& text) const {
+  char head[5];
+  if (recv(socket_, head, sizeof head, MSG_WAITALL) != sizeof head) return false;
+  std::uint32_t size = 0;
+  std::memcpy(&size, head + 1, sizeof size);
+  text.resize(size);
+  kind = head[0];
+  for (std::size_t got = 0; got < size;) {
+    const ssize_t n = recv(socket_, text.data() + got, size - got, 0);
+    if (n <= 0) return false;
+    got += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// True when the report says that the library waits for the test.
+bool BackendRun::handle_report(char kind, std::string text) {
+  switch (kind) {
+    case kLoaded: loaded_ = text; return false;
+    case kCreated:
+      client_id_ = std::atoi(text.c_str());
+      set_up_calls_.push_back("create " + text);
+      return false;
+    case kVerbosity: set_up_calls_.push_back("verbosity " + text); return false;
+    case kLogCallback: set_up_calls_.push_back("callback " + text); return false;
+    case kSent: {
+      const std::size_t blank = text.find(' ');
+      const std::string client = text.substr(0, blank);
+      text.erase(0, blank + 1);
+      if (client_id_ == 0 || client != std::to_string(client_id_)) {
+        fail("sent with client id " + client + ": " + text);
+      }
+      if (record_) record_request_line(text);
+      all_requests_.push_back(text);
+      requests_.push_back(std::move(text));
+      return false;
+    }
+    case kReal: real_object_ = std::move(text); return false;
+    case kRealNone: real_object_.clear(); return false;
+    case kAsk:
+      last_timeout_ = text;
+      asked_ = true;
+      return true;
+    case kOrderDone: return true;
+    default: fail("the program called " + text);
+  }
+}
+
+void BackendRun::wait_for_ask(const std::string& what) {
+  char kind = 0;
+  std::string text;
+  while (!ended_) {
+    if (!wait_for_event(true, what)) continue;
+    if (!read_frame(kind, text)) continue;
+    if (handle_report(kind, std::move(text))) break;
+  }
+  drain_output();
+  record_events();
+}
+
+// ---- steps
+
+void BackendRun::need_ask(const std::string& what) const {
+  if (!asked_) fail("the program does not wait for TDLib, so not possible: " + what);
+}
+
+void BackendRun::order(char kind, std::string_view text, const std::string& what) {
+  need_ask(what);
+  std::string frame(5, kind);
+  const auto size = static_cast<std::uint32_t>(text.size());
+  std::memcpy(&frame[1], &size, sizeof size);
+  frame += text;
+  if (kind == kObject || kind == kNothing || kind == kAskReal) asked_ = false;
+  for (std::size_t done = 0; done < frame.size();) {
+    const ssize_t n = send(socket_, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
+    if (n <= 0) break;  // it has ended, as the wait finds out
+    done += static_cast<std::size_t>(n);
+  }
+  wait_for_ask(what);
+}
+
+void BackendRun::write_input(std::string_view bytes) {
+  if (write(input_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+    fail("standard input is full or closed");
+  }
+}
+
+void BackendRun::feed(std::string_view bytes) {
+  const std::string what = "input " + std::string(bytes.substr(0, 200));
+  need_ask(what);
+  while (!bytes.empty() && asked_) {
+    const ssize_t n = write(input_, bytes.data(), bytes.size());
+    if (n < 0 && errno != EAGAIN) fail("cannot write standard input");
+    if (n > 0) bytes.remove_prefix(static_cast<std::size_t>(n));
+    order(kNothing, "", what);
+  }
+}
+
+void BackendRun::send_line(std::string_view line) { feed(std::string(line) + "\n"); }
+
+void BackendRun::deliver(std::string_view object) {
+  order(kObject, object, "object " + std::string(object.substr(0, 200)));
+}
+
+void BackendRun::answer(std::string_view object, std::string_view tag) {
+  deliver(tagged(object, tag));
+}
+
+void BackendRun::idle() { order(kNothing, "", "an empty receive call"); }
+
+void BackendRun::deliver_auth_state(std::string_view state) {
+  deliver(R"({"@type":"updateAuthorizationState","authorization_state":{"@type":")" +
+          std::string(state) + R"("},"@client_id":)" + std::to_string(client_id_) + "}");
+}
+
+void BackendRun::login() {
+  deliver_auth_state("authorizationStateWaitTdlibParameters");
+  answer(R"({"@type":"ok"})", "setParams");
+  deliver_auth_state("authorizationStateReady");
+  forget();
+}
+
+std::string BackendRun::receive_real() {
+  order(kAskReal, "", "a receive call of the real library");
+  return real_object_;
+}
+
+void BackendRun::fault(std::string_view name) {
+  order(kFault, name, "fault " + std::string(name));
+  if (!ended_) fail("the program has survived the fault " + std::string(name));
+}
+
+void BackendRun::log_from_tdlib(int level, std::string_view message) {
+  order(kLog, std::to_string(level) + " " + std::string(message), "log line");
+}
+
+void BackendRun::log_from_thread(int level, std::string_view message) {
+  order(kLogThread, std::to_string(level) + " " + std::string(message), "log line of a thread");
+}
+
+void BackendRun::flood_log(int threads, int lines) {
+  order(kLogFlood, std::to_string(threads) + " " + std::to_string(lines), "log lines of threads");
+}
+
+// ---- what came
+
+Lines BackendRun::take_lines(Stream& stream) {
+  drain_output();
+  Lines lines;
+  for (std::size_t end = stream.all.find('\n', stream.taken); end != std::string::npos;
+       end = stream.all.find('\n', stream.taken)) {
+    lines.push_back(stream.all.substr(stream.taken, end - stream.taken));
+    stream.taken = end + 1;
+  }
+  return lines;
+}
+
+Lines BackendRun::take_file_lines(const std::string& path, std::size_t& taken) const {
+  Lines lines;
+  if (!std::filesystem::is_regular_file(path)) return lines;
+  const std::string all = read_file(path);
+  for (std::size_t end = all.find('\n', taken); end != std::string::npos;
+       end = all.find('\n', taken)) {
+    lines.push_back(all.substr(taken, end - taken));
+    taken = end + 1;
+  }
+  return lines;
+}
+
+void BackendRun::record_events() {
+  if (!record_) return;
+  for (const std::string& line : take_file_lines(events_path(), events_recorded_)) {
+    record_event_line(line);
+  }
+}
+
+Lines BackendRun::requests() {
+  Lines lines;
+  lines.swap(requests_);
+  return lines;
+}
+
+Lines BackendRun::events() { return take_file_lines(events_path(), events_taken_); }
+Lines BackendRun::log_lines() { return take_file_lines(log_path(), log_taken_); }
+Lines BackendRun::replies() { return take_lines(stdout_); }
+Lines BackendRun::error_lines() { return take_lines(stderr_); }
+
+Lines BackendRun::dbg_lines() {
+  const std::string_view prefix = "[backend] ";
+  Lines lines;
+  for (const std::string& line : log_lines()) {
+    if (line.compare(0, prefix.size(), prefix) == 0) lines.push_back(line.substr(prefix.size()));
+  }
+  return lines;
+}
+
+void BackendRun::forget() {
+  requests();
+  events();
+  log_lines();
+  replies();
+  error_lines();
+}
+
+std::string BackendRun::wait_for_line(Stream& stream, std::string_view begin) {
+  for (;;) {
+    std::size_t end = stream.all.find('\n', stream.taken);
+    for (; end != std::string::npos; end = stream.all.find('\n', stream.taken)) {
+      std::string line = stream.all.substr(stream.taken, end - stream.taken);
+      stream.taken = end + 1;
+      if (line.compare(0, begin.size(), begin) == 0) return line;
+    }
+    if (ended_) fail("the program has ended without the line " + std::string(begin));
+    wait_for_event(false, "waiting for the line " + std::string(begin));
+  }
+}
+
+std::string BackendRun::wait_for_reply(std::string_view begin) {
+  return wait_for_line(stdout_, begin);
+}
+
+std::string BackendRun::wait_for_error_line(std::string_view begin) {
+  return wait_for_line(stderr_, begin);
+}
+
+static std::string path_from(const TempDir& dir, const std::map<std::string, std::string>& env,
+                             const char* name) {
+  const auto found = env.find(name);
+  if (found == env.end() || found->second.empty()) return "";
+  return found->second[0] == '/' ? found->second : dir / found->second;
+}
+
+std::string BackendRun::events_path() const { return path_from(dir_, env_, "BACKEND_EVENTS_FILE"); }
+std::string BackendRun::log_path() const { return path_from(dir_, env_, "TDLIB_LOG_FILE"); }
+
+// ---- the ends
+
+void BackendRun::close_input() { close_fd(input_); }
+
+void BackendRun::close_output() {
+  drain_output();
+  close_fd(stdout_.fd);
+}
+
+void BackendRun::stall_output() {
+  drain_output();
+  const std::string path = "/proc/self/fd/" + std::to_string(stdout_.fd);
+  const int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  const std::string filler(4096, '#');
+  while (write(fd, filler.data(), filler.size()) > 0) {
+  }
+  while (write(fd, filler.data(), 1) > 0) {
+  }
+  close(fd);
+  stalled_fd_ = stdout_.fd;  // kept open, never read
+  stdout_.fd = -1;
+}
+
+int BackendRun::quit() {
+  write_input("quit\n");
+  return wait_exit();
+}
+
+int BackendRun::wait_exit() {
+  for (int asks = 0; asked_ && asks < 3; ++asks) idle();
+  if (asked_) fail("the program should have ended, and still waits for TDLib");
+  while (!ended_) wait_for_event(false, "waiting for the program's end");
+  collected_ = true;
+  for (const char* report :
+       {"AddressSanitizer", "LeakSanitizer", "ThreadSanitizer", "runtime error:"}) {
+    if (stderr_.all.find(report) != std::string::npos) fail("a sanitizer has reported");
+  }
+  return status_;
+}
+
+void BackendRun::kill() {
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    reap();
+  }
+  collected_ = true;
+}
+
+std::string tagged(std::string_view object, std::string_view tag) {
+  std::string text(object.substr(0, object.rfind('}')));
+  text += R"(,"@extra":")";
+  text += tag;
+  text += R"(","@client_id":1})";
+  return text;
+}
+
+std::string tag_of(std::string_view request) {
+  const std::string_view key = R"("@extra":")";
+  const std::size_t begin = request.rfind(key);
+  if (begin == std::string_view::npos) return "";
+  const std::size_t first = begin + key.size();
+  return std::string(request.substr(first, request.rfind('"') - first));
+}
