@@ -253,18 +253,24 @@ static void touch_beyond_the_file() {
 }
 
 // Damages the list of free chunks so that the next malloc follows a wild pointer while it holds
-// the arena's lock. The second thread is what makes glibc take that lock at all. A sanitizer's
-// allocator keeps no such list; there the program crashes beside its allocator, not inside it.
+// the arena's lock. The second thread is what makes glibc take that lock at all. The damaged
+// chunk lies between two that are in use, for else it would be merged with its neighbour. A
+// sanitizer's allocator keeps no such list; there the program crashes beside its allocator.
 TD_STANDIN_AS_WRITTEN static void crash_inside_malloc() {
   std::thread([] { pause(); }).detach();
-  void* chunk = std::malloc(4000);
-  void* fence = std::malloc(16);
-  auto* volatile links = static_cast<int**>(chunk);
-  std::free(chunk);
+  constexpr std::size_t kSize = 4000;
+  char* chunks[64];
+  for (char*& chunk : chunks) chunk = static_cast<char*>(std::malloc(kSize));
+  std::size_t i = 1;
+  while (i < 62 &&
+         (chunks[i] - chunks[i - 1] != kSize + 16 || chunks[i + 1] - chunks[i] != kSize + 16)) {
+    ++i;
+  }
+  auto* volatile links = reinterpret_cast<int**>(chunks[i]);
+  std::free(chunks[i]);
   links[1] = g_bad_address;  // NOLINT: used after its release on purpose
-  void* volatile never = std::malloc(8000);
+  void* volatile never = std::malloc(2 * kSize);
   static_cast<void>(never);
-  static_cast<void>(fence);
   write_to_bad_address();
 }
 

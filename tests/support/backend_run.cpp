@@ -30,8 +30,6 @@ constexpr int kSocketInProgram = 198;
 constexpr int kPipeBytes = 1 << 20;
 constexpr auto kPatience = std::chrono::seconds(30);
 
-using Clock = std::chrono::steady_clock;
-
 static void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
 static void close_fd(int& fd) {
@@ -252,8 +250,8 @@ void BackendRun::drain_output() {
 }
 
 // Waits until there is a frame (true), or the program has ended or has written (false).
-bool BackendRun::wait_for_event(bool want_frame, const std::string& what) {
-  const auto deadline = Clock::now() + kPatience;
+bool BackendRun::wait_for_event(bool want_frame, Clock::time_point deadline,
+                                const std::string& what) {
   for (;;) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -339,10 +337,11 @@ bool BackendRun::handle_report(char kind, std::string text) {
 }
 
 void BackendRun::wait_for_ask(const std::string& what) {
+  const Clock::time_point deadline = Clock::now() + kPatience;
   char kind = 0;
   std::string text;
   while (!ended_) {
-    if (!wait_for_event(true, what)) continue;
+    if (!wait_for_event(true, deadline, what)) continue;
     if (!read_frame(kind, text)) continue;
     if (handle_report(kind, std::move(text))) break;
   }
@@ -495,6 +494,7 @@ void BackendRun::forget() {
 }
 
 std::string BackendRun::wait_for_line(Stream& stream, std::string_view begin) {
+  const Clock::time_point deadline = Clock::now() + kPatience;
   for (;;) {
     std::size_t end = stream.all.find('\n', stream.taken);
     for (; end != std::string::npos; end = stream.all.find('\n', stream.taken)) {
@@ -503,7 +503,7 @@ std::string BackendRun::wait_for_line(Stream& stream, std::string_view begin) {
       if (line.compare(0, begin.size(), begin) == 0) return line;
     }
     if (ended_) fail("the program has ended without the line " + std::string(begin));
-    wait_for_event(false, "waiting for the line " + std::string(begin));
+    wait_for_event(false, deadline, "waiting for the line " + std::string(begin));
   }
 }
 
@@ -556,7 +556,8 @@ int BackendRun::quit() {
 int BackendRun::wait_exit() {
   for (int asks = 0; asked_ && asks < 3; ++asks) idle();
   if (asked_) fail("the program should have ended, and still waits for TDLib");
-  while (!ended_) wait_for_event(false, "waiting for the program's end");
+  const Clock::time_point deadline = Clock::now() + kPatience;
+  while (!ended_) wait_for_event(false, deadline, "waiting for the program's end");
   collected_ = true;
   for (const char* report :
        {"AddressSanitizer", "LeakSanitizer", "ThreadSanitizer", "runtime error:"}) {

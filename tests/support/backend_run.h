@@ -32,6 +32,7 @@
 // REQUEST_LINES_DIR, one file per test process, for checks over all of them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
@@ -186,7 +187,8 @@ class BackendRun {
   [[noreturn]] void run_child(int in, int out, int err, int socket, int failed) const;
   bool drain(Stream& stream);
   void drain_output();
-  bool wait_for_event(bool want_frame, const std::string& what);
+  using Clock = std::chrono::steady_clock;
+  bool wait_for_event(bool want_frame, Clock::time_point deadline, const std::string& what);
   void wait_for_ask(const std::string& what);
   std::string wait_for_line(Stream& stream, std::string_view begin);
   bool handle_report(char kind, std::string text);
