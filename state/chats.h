@@ -8,8 +8,11 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
+#include <vector>
 
 #include "frame/tdlib.h"
+#include "state/chat_object.h"
 #include "state/message.h"
 
 enum class NotifyScope { kUnknown, kPrivate, kGroup, kChannel };
@@ -37,8 +40,9 @@ struct Chat {
   NotifyScope scope = NotifyScope::kUnknown;
   ChatNotifySettingsCache notify;
   std::string notification_settings;  // raw object as last received; empty: never
-  bool row_written = false;           // its "chat" event has been written
-  bool fetch_pending = false;         // a live fetch or a chat-list fetch is under way
+  bool row_written = false;           // the UI shows it: its "chat" event has been written
+  bool fetch_pending = false;         // a live fetch or its membership check is under way
+  bool fetch_missed = false;          // wanted while the chat list was being loaded
   std::unique_ptr<PendingHubNotification> waiting;  // the newest one, or null
 };
 
@@ -47,10 +51,19 @@ struct ScopeDefault {
   std::int32_t mute_for = 0;
 };
 
+// One "chats" command until its end event.
+struct ChatListLoad {
+  std::int64_t gen = 0;
+  bool listed = false;                    // the list of ids has come
+  std::unordered_set<std::int64_t> owed;  // chats whose row, or refusal, is still to come
+};
+
 struct ChatTable {
   std::unordered_map<std::int64_t, Chat> chats;
   std::unordered_map<std::int64_t, std::int64_t> peer_user_chat_id_cache;  // user: private chat
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
+  std::vector<ChatListLoad> loads;   // the open ones; while there is any, live fetches wait
+  std::vector<std::int64_t> missed;  // chats that wait for them to end, in order of arrival
 };
 
 // The record, made when there is none. Never call with id 0.
@@ -78,18 +91,22 @@ struct ChatDescription {
   MessagePreview last;  // id 0: none
 };
 
-std::string parse_chat_type(std::string_view chat_json);
-std::int64_t extract_chat_main_order(std::string_view chat_json);
-// False when the text holds no main-list order, which an order of 0 is not.
-bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order);
-std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json);
-
 // Every chat object that TDLib shows goes through here: fills the record (title, type, scope,
-// notification settings, private chat of its user). The id, 0 when there is no chat object.
+// notification settings, private chat of its user), and settles a notification that waited for
+// them. The id, 0 when there is no chat object.
 std::int64_t record_chat(ChatTable& table, std::string_view chat_json);
-// The verdict of a membership check, a join or a leave.
+// The same without settling, for those who must first hear whether this account is a member.
+std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object);
+// A chat's "notification_settings" object: kept as it is, and its mute state. False when it says
+// nothing about muting; what was known before then stays.
+bool record_notification_settings(Chat& chat, std::string_view settings);
+// The verdict of a membership check, a join or a leave. A chat that is no longer shown is
+// described anew when it comes back.
 void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member);
+// The UI was told to drop the chat; whatever happens in it next describes it anew.
+void forget_chat_row(ChatTable& table, std::int64_t chat_id);
 
-// Fetches a chat that the UI has never been told of, unless a fetch is pending, the chat is
-// filtered, or the chat list is being loaded.
+// Fetches a chat that the UI has never been told of (state/live_chats.h), unless a fetch is
+// pending or the chat is filtered. While the chat list is being loaded the chat is only noted, and
+// fetched after the load if that has not shown it.
 void ensure_chat_known(ChatTable& table, const TdClient& td, std::int64_t chat_id);

@@ -5,10 +5,12 @@
 #include "auth/auth.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
+#include "state/chats.h"
 
 struct Rooms {
   TdClient td;
   Timers timers;
   AuthState auth;
+  ChatTable chats;
   bool keep_running = true;
 };

@@ -1,0 +1,47 @@
+// Reading TDLib's chat objects. Values come from the chat's own members, never from what nests in
+// it: a last message has ids, titles and counters of its own. An object that breaks off is read
+// by first occurrences up to the end of its text. Pure functions; views point into the text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// The raw values of the members that anybody reads; empty: missing.
+struct ChatObject {
+  std::string_view id;
+  std::string_view title;
+  std::string_view type;
+  std::string_view photo;
+  std::string_view last_message;
+  std::string_view positions;
+  std::string_view unread_count;
+  std::string_view last_read_outbox_message_id;
+  std::string_view notification_settings;
+  std::string_view available_reactions;
+};
+
+// The first chat object in `json`, to its closing brace or to the end; empty when there is none.
+std::string_view find_chat_object(std::string_view json);
+// One pass over the chat (find_chat_object).
+ChatObject read_chat_object(std::string_view chat_json);
+
+// "private", "secret", "basic_group", "supergroup", "channel" or "unknown".
+std::string parse_chat_type(std::string_view chat_json);
+std::string chat_type_word(std::string_view type_object);
+// Basic groups, supergroups and channels: what one can be a member of.
+bool is_group_type(std::string_view chat_type);
+
+// 0: no position in the main list.
+std::int64_t extract_chat_main_order(std::string_view chat_json);
+// False when the text holds no main-list order, which an order of 0 is not. Also for the text of
+// an update that has "positions".
+bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order);
+// The same for one position object.
+bool extract_position_main_order(std::string_view position, std::int64_t& order);
+// 0: no photo.
+std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json);
+
+// False when the settings say nothing about muting; the arguments are then untouched.
+bool extract_chat_notification_settings(std::string_view settings_json, std::int32_t& mute_for,
+                                        bool& use_default);

@@ -1,0 +1,106 @@
+#include "state/chats.h"
+
+#include "json/walk.h"
+#include "state/hub.h"
+
+Chat& chat_record(ChatTable& table, std::int64_t chat_id) { return table.chats[chat_id]; }
+
+const Chat* find_chat(const ChatTable& table, std::int64_t chat_id) {
+  const auto found = table.chats.find(chat_id);
+  return found == table.chats.end() ? nullptr : &found->second;
+}
+
+bool chat_filtered(const ChatTable& table, std::int64_t chat_id) {
+  const Chat* chat = find_chat(table, chat_id);
+  return chat != nullptr && chat->is_member == false;
+}
+
+std::string_view chat_title(const ChatTable& table, std::int64_t chat_id) {
+  const Chat* chat = find_chat(table, chat_id);
+  return chat == nullptr ? std::string_view() : std::string_view(chat->title);
+}
+
+std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id) {
+  const auto found = table.peer_user_chat_id_cache.find(user_id);
+  return found == table.peer_user_chat_id_cache.end() ? 0 : found->second;
+}
+
+bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted) {
+  muted = false;
+  const Chat* chat = find_chat(table, chat_id);
+  if (chat == nullptr || !chat->notify.known) return false;
+  if (!chat->notify.use_default_mute_for) {
+    muted = chat->notify.mute_for > 0;
+    return true;
+  }
+  const ScopeDefault& scope = table.scope_defaults[static_cast<std::size_t>(chat->scope)];
+  if (chat->scope == NotifyScope::kUnknown || !scope.known) return false;
+  muted = scope.mute_for > 0;
+  return true;
+}
+
+static NotifyScope scope_of(std::string_view chat_type) {
+  if (chat_type == "private" || chat_type == "secret") return NotifyScope::kPrivate;
+  if (chat_type == "basic_group" || chat_type == "supergroup") return NotifyScope::kGroup;
+  return chat_type == "channel" ? NotifyScope::kChannel : NotifyScope::kUnknown;
+}
+
+bool record_notification_settings(Chat& chat, std::string_view settings) {
+  ChatNotifySettingsCache read{true, 0, false};
+  const bool parsed =
+      extract_chat_notification_settings(settings, read.mute_for, read.use_default_mute_for);
+  if (parsed) chat.notify = read;
+  if (parsed || chat.notification_settings.empty()) chat.notification_settings = settings;
+  return parsed;
+}
+
+// A secret chat stands for its user only while there is no private one: who opens "the chat with
+// Ann" means the ordinary one.
+static void record_peer(ChatTable& table, std::int64_t chat_id, std::string_view chat_type,
+                        std::int64_t user_id) {
+  if (user_id < 1) return;
+  if (chat_type == "private") table.peer_user_chat_id_cache[user_id] = chat_id;
+  if (chat_type == "secret") table.peer_user_chat_id_cache.try_emplace(user_id, chat_id);
+}
+
+std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object) {
+  if (chat_id == 0) return 0;
+  Chat& chat = chat_record(table, chat_id);
+  if (!object.title.empty()) chat.title = value_string(object.title);
+  const std::string type = chat_type_word(object.type);
+  if (type != "unknown") {
+    chat.type = type;
+    chat.scope = scope_of(type);
+    record_peer(table, chat_id, type, member_int(object.type, "user_id", 0));
+  }
+  if (value_is_object(object.notification_settings)) {
+    (void)record_notification_settings(chat, object.notification_settings);
+  }
+  return chat_id;
+}
+
+std::int64_t record_chat(ChatTable& table, std::string_view chat_json) {
+  const std::string_view text = find_chat_object(chat_json);
+  if (text.empty()) return 0;
+  const ChatObject object = read_chat_object(text);
+  const std::int64_t chat_id = fill_chat_record(table, value_int(object.id, 0), object);
+  if (chat_id == 0) return 0;
+  // For a group the membership verdict comes first; the fetch that brings it settles then.
+  const Chat& chat = chat_record(table, chat_id);
+  if (!is_group_type(chat.type) || chat.is_member.has_value()) {
+    settle_hub_notification(table, chat_id);
+  }
+  return chat_id;
+}
+
+void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member) {
+  if (chat_id == 0) return;
+  Chat& chat = chat_record(table, chat_id);
+  chat.is_member = is_member;
+  if (!is_member) chat.row_written = false;
+}
+
+void forget_chat_row(ChatTable& table, std::int64_t chat_id) {
+  const auto found = table.chats.find(chat_id);
+  if (found != table.chats.end()) found->second.row_written = false;
+}
