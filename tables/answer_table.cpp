@@ -1,6 +1,8 @@
 #include "auth/auth_commands.h"
+#include "calls/call_commands.h"
 #include "commands/td_errors.h"
 #include "frame/channels.h"
+#include "proxy/proxy_answers.h"
 #include "state/learn_user.h"
 #include "tables/tables.h"
 
@@ -14,6 +16,8 @@ constexpr AnswerShape begins(std::string_view head, std::string_view other = "")
   return {head, other, ""};
 }
 constexpr AnswerShape kOk = begins("{\"@type\":\"ok\"");
+constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
+constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
 
 // clang-format off
@@ -25,6 +29,17 @@ constexpr AnswerRow kAnswers[] = {
     {"checkPassword", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
     {"getMe", begins("{\"@type\":\"user\",\"id\":"), [](R&, A a) { on_me(a); }, nullptr},
     {"getUser:", kUser, [](R&, A a) { learn_user(a.text); }, [](R&, E) { dbg("TD_ERROR getUser"); }},
+
+    {"callStart:", begins("{\"@type\":\"callId\""), [](R&, A a) { on_call_created(a); }, [](R&, E e) { on_call_error(e); }},
+    {"callAccept:", kOk, nullptr, [](R&, E e) { on_call_error(e); }},
+    {"callDiscard:", kOk, nullptr, [](R&, E e) { on_call_discard_error(e); }},
+
+    {"proxyGet", begins("{\"@type\":\"proxies\"", "{\"@type\":\"addedProxies\""), [](R&, A a) { on_proxies(a); }, [](R&, E e) { on_proxies_error(e); }},
+    {"proxyDisable", kOk, [](R&, A) { on_proxy_disabled(); }, nullptr},
+    {"proxyRemove:", kOk, [](R&, A a) { on_proxy_removed(a); }, nullptr},
+    {"proxyPing:", kSeconds, [](R&, A a) { on_proxy_test_ok(a, "pingProxy"); }, [](R&, E e) { on_proxy_test_error(e, "pingProxy"); }},
+    {"proxyTest:", kTested, [](R&, A a) { on_proxy_test_ok(a, "proxyTest"); }, [](R&, E e) { on_proxy_test_error(e, "proxyTest"); }},
+    {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), [](R&, A a) { on_proxy_added(a); }, [](R&, E e) { on_proxy_try_error(e); }},
 };
 // clang-format on
 

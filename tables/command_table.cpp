@@ -1,6 +1,8 @@
 #include "auth/auth_commands.h"
+#include "calls/call_commands.h"
 #include "commands/process_commands.h"
 #include "frame/memtest.h"
+#include "proxy/proxy_commands.h"
 #include "tables/tables.h"
 
 namespace {
@@ -16,19 +18,19 @@ constexpr Command kCommands[] = {
     {"code", "", kOpen, [](R& r, C& c) { run_code(c, r.auth); }},
     {"password", "", kOpen, [](R& r, C& c) { run_password(c, r.auth); }},
     {"ping", "", kOpen, [](R&, C&) { run_ping(); }},
-    {"proxy_get", "", kOpen, nullptr},
-    {"proxy_disable", "", kOpen, nullptr},
-    {"proxy_remove", "", kOpen, nullptr},
-    {"proxy_test_mtproto", "", kOpen, nullptr},
-    {"proxy_try_mtproto", "", kOpen, nullptr},
+    {"proxy_get", "", kOpen, [](R& r, C& c) { run_proxy_get(c, r.td); }},
+    {"proxy_disable", "", kOpen, [](R& r, C& c) { run_proxy_disable(c, r.td); }},
+    {"proxy_remove", "", kOpen, [](R& r, C& c) { run_proxy_remove(c, r.td); }},
+    {"proxy_test_mtproto", "", kOpen, [](R& r, C& c) { run_proxy_test_mtproto(c, r.proxy, r.td); }},
+    {"proxy_try_mtproto", "", kOpen, [](R& r, C& c) { run_proxy_try_mtproto(c, r.proxy, r.td); }},
     {"memtest", "", kOpen, [](R&, C& c) { run_memtest(c.args); }},
     {"params", "", kOpen, [](R& r, C& c) { run_params(c, r.auth); }},
     {"state", "", kOpen, [](R& r, C&) { run_state(r.auth); }},
     {"resend", "", kOpen, [](R& r, C& c) { run_resend(c, r.td); }},
-    {"call_start", "", kReady, nullptr},
-    {"call_accept", "", kReady, nullptr},
-    {"call_mute", "ERR usage call_mute <call_id> <0|1>", kReady, nullptr},
-    {"call_discard", "", kReady, nullptr},
+    {"call_start", "", kReady, [](R& r, C& c) { run_call_start(c, r.td); }},
+    {"call_accept", "", kReady, [](R& r, C& c) { run_call_accept(c, r.td); }},
+    {"call_mute", "ERR usage call_mute <call_id> <0|1>", kReady, [](R&, C& c) { run_call_mute(c); }},
+    {"call_discard", "", kReady, [](R& r, C& c) { run_call_discard(c, r.td); }},
     {"chats", "", kReady, nullptr},
     {"resolve", "ERR usage resolve <username>", kReady, nullptr},
     {"search_server64", "ERR usage search_server64 <req_id> <base64_utf8_query> [limit]", kReady, nullptr},

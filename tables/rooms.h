@@ -5,6 +5,7 @@
 #include "auth/auth.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
+#include "proxy/proxy_commands.h"
 #include "state/chats.h"
 
 struct Rooms {
@@ -12,5 +13,6 @@ struct Rooms {
   Timers timers;
   AuthState auth;
   ChatTable chats;
+  ProxyState proxy;
   bool keep_running = true;
 };
