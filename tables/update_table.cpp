@@ -1,4 +1,5 @@
 #include "auth/auth.h"
+#include "calls/call_updates.h"
 #include "state/learn_user.h"
 #include "tables/tables.h"
 
@@ -23,6 +24,8 @@ constexpr UpdateRow kUpdates[] = {
     {"authorizationStateClosing", authorization},
     {"authorizationStateClosed", authorization},
     {"updateUser", [](R&, T text) { learn_user(text); }},
+    {"updateCall", [](R& r, T text) { on_update_call(r.chats, text); }},
+    {"updateNewCallSignalingData", [](R&, T text) { on_update_new_call_signaling_data(text); }},
 };
 // clang-format on
 
