@@ -1,9 +1,13 @@
 #include "state/learn_user.h"
 
+#include "state/service_messages.h"
 #include "state/users.h"
 
 std::int64_t learn_user(std::string_view json) {
   std::int64_t user_id = 0;
-  if (update_user_cache_from_json(json, user_id)) emit_user_event(user_id);
+  if (update_user_cache_from_json(json, user_id)) {
+    emit_user_event(user_id);
+    update_pending_service_messages(user_id);
+  }
   return user_id;
 }

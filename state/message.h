@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "json/object_text.h"
+
 // Absent values are 0, empty or false.
 struct MessagePreview {
   std::int64_t chat_id = 0;
@@ -45,3 +47,20 @@ bool parse_first_message(std::string_view json, MessagePreview& out, unsigned ma
 // The same, and the sender, 0 when it is a chat.
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id);
+
+// The first message object in `json`, from its brace; up to the next message or the end of the
+// text when it does not close. Without a message: the object that `json` is.
+ObjectText find_message(std::string_view json);
+// Its own content object.
+ObjectText find_message_content(std::string_view json);
+// What a content object says in words: a text, an emoji or a caption; may be empty.
+std::string content_text(const ObjectText& content);
+// The substitute for content without words, "[photo]" for "messagePhoto".
+std::string message_preview_fallback(std::string_view content_type);
+
+// Single values of the first message in `json`, or of `json` itself.
+std::string extract_message_sending_state(std::string_view json);  // "pending", "failed" or empty
+std::int64_t extract_reply_to_message_id(std::string_view json);   // 0: none, or not to a message
+std::int64_t extract_message_topic_thread_id(std::string_view json);  // 0: none
+std::int32_t extract_message_reply_count(std::string_view json);
+std::int64_t extract_sender_user_id(std::string_view json);  // 0: the sender is a chat

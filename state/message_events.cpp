@@ -1,0 +1,132 @@
+#include "state/message_events.h"
+
+#include "frame/channels.h"
+#include "json/text.h"
+#include "state/users.h"
+
+namespace {
+
+constexpr std::size_t kFixedPart = 260;
+
+std::string begin_event(std::string_view type, const MessagePreview& message,
+                        const Sender& sender) {
+  std::string event;
+  event.reserve(kFixedPart + sender.name.size() + message.content_type.size() +
+                message.text.size());
+  event += "{\"type\":\"";
+  event += type;
+  event += '"';
+  return event;
+}
+
+void end_event(std::string& event) {
+  event += '}';
+  emit_event_json_line(event);
+}
+
+// The small optional fields, by the one rule for each kind.
+void append_positive(std::string& event, std::string_view key, std::int64_t value) {
+  if (value >= 1) append_int_member(event, key, value);
+}
+
+void append_non_empty(std::string& event, std::string_view key, std::string_view value) {
+  if (!value.empty()) append_string_member(event, key, value);
+}
+
+void append_state_and_date(std::string& event, const MessagePreview& message) {
+  append_int_member(event, "id", message.id);
+  append_bool_member(event, "outgoing", message.outgoing);
+  append_non_empty(event, "sending_state", message.sending_state);
+  append_positive(event, "date", message.date);
+}
+
+void append_words_and_sender(std::string& event, const MessagePreview& message,
+                             const Sender& sender) {
+  append_non_empty(event, "content_type", message.content_type);
+  append_non_empty(event, "text", message.text);
+  append_positive(event, "sender_user_id", sender.user_id);
+  append_non_empty(event, "sender_name", sender.name);
+  append_positive(event, "sender_photo_small_id", sender.photo_small_id);
+}
+
+void append_references(std::string& event, const MessagePreview& message) {
+  append_positive(event, "reply_to_message_id", message.reply_to_message_id);
+  append_positive(event, "message_thread_id", message.message_thread_id);
+  append_positive(event, "reply_count", message.reply_count);
+  if (message.forwarded) append_bool_member(event, "forwarded", true);
+}
+
+void append_reactions(std::string& event, const MessagePreview& message) {
+  if (message.reactions.empty()) return;
+  event += ",\"reactions\":";
+  event += message.reactions;
+}
+
+}  // namespace
+
+Sender find_sender(std::int64_t user_id) {
+  Sender sender;
+  sender.user_id = user_id;
+  if (const UserInfo* user = find_user(user_id)) {
+    sender.name = user_display_name(*user);
+    sender.photo_small_id = user->photo_small_id;
+  } else {
+    queue_user_request(user_id);
+  }
+  return sender;
+}
+
+void append_media_members(std::string& event, const MessagePreview& message) {
+  append_non_empty(event, "media_type", message.media_type);
+  append_positive(event, "media_file_id", message.media_file_id);
+  append_positive(event, "media_thumb_file_id", message.media_thumb_file_id);
+  append_positive(event, "media_w", message.media_w);
+  append_positive(event, "media_h", message.media_h);
+  append_positive(event, "media_duration", message.media_duration);
+  append_non_empty(event, "media_name", message.media_name);
+  append_positive(event, "media_size", message.media_size);
+}
+
+void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePreview& message,
+                        const Sender& sender) {
+  std::string event = begin_event("message", message, sender);
+  append_int_member(event, "chat_id", chat_id);
+  append_positive(event, "gen", gen);
+  append_state_and_date(event, message);
+  append_words_and_sender(event, message, sender);
+  append_references(event, message);
+  append_media_members(event, message);
+  append_reactions(event, message);
+  end_event(event);
+}
+
+void emit_message_new_event(const MessagePreview& message, const Sender& sender) {
+  std::string event = begin_event("message_new", message, sender);
+  append_int_member(event, "chat_id", message.chat_id);
+  append_state_and_date(event, message);
+  append_references(event, message);
+  append_words_and_sender(event, message, sender);
+  append_media_members(event, message);
+  append_reactions(event, message);
+  end_event(event);
+}
+
+void emit_message_update_event(std::int64_t chat_id, std::int64_t id, std::string_view text) {
+  if (chat_id == 0 || id == 0 || text.empty()) return;
+  std::string event = "{\"type\":\"message_update\"";
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "id", id);
+  append_string_member(event, "text", text);
+  end_event(event);
+}
+
+void emit_chat_last_message_event(std::int64_t chat_id, const MessagePreview& last) {
+  std::string event = "{\"type\":\"chat_last_message\"";
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "message_id", last.id);
+  append_bool_member(event, "outgoing", last.outgoing);
+  append_positive(event, "date", last.date);
+  append_non_empty(event, "content_type", last.content_type);
+  append_non_empty(event, "text", last.text);
+  end_event(event);
+}

@@ -1,0 +1,173 @@
+#include "state/service_messages.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "json/scan.h"
+#include "json/walk.h"
+#include "state/message.h"
+#include "state/message_events.h"
+#include "state/users.h"
+
+std::unordered_map<MsgKey, PendingServiceMessage, MsgKeyHash, MsgKeyEq> g_pending_service_messages;
+
+namespace {
+
+constexpr unsigned kMaxMembers = 16;
+
+// Which remembered sentences name a user: (user, chat, message). Ordered, so that all of one user
+// stand together and one of them leaves without a look at the others, however many there are.
+using NamedIn = std::tuple<std::int64_t, std::int64_t, std::int64_t>;
+std::set<NamedIn> g_named_in;
+
+// The names of a sentence while it is built.
+struct Names {
+  std::vector<std::int64_t>& missing;
+  std::vector<std::int64_t> user_ids;  // all who are named
+
+  std::string of(std::int64_t user_id) {
+    if (user_id >= 1) user_ids.push_back(user_id);
+    return resolve_user_name(user_id, missing);
+  }
+};
+
+std::string added_sentence(const std::vector<std::int64_t>& members, std::int64_t sender,
+                           Names& names) {
+  const bool joined = members.size() == 1 && sender != 0 && members.front() == sender;
+  std::string text = names.of(sender);
+  if (joined) return text + " joined the group";
+  if (members.empty()) return text + " added members";
+  text += " added ";
+  if (members.size() == 1) return text + names.of(members.front());
+  return text + std::to_string(members.size()) + " members";
+}
+
+std::string removed_sentence(std::int64_t subject, std::int64_t sender, Names& names) {
+  if (sender != 0 && subject == sender) return names.of(subject) + " left the chat";
+  std::string text = names.of(sender) + " removed ";
+  return subject >= 1 ? text + names.of(subject) : text + "a member";
+}
+
+std::string title_sentence(const std::string& title, std::int64_t sender, Names& names) {
+  std::string text = names.of(sender) + " changed chat title";
+  return title.empty() ? text : text + " to \"" + title + "\"";
+}
+
+std::string sentence(std::string_view type, std::string_view message_json, Names& names) {
+  const std::int64_t sender = extract_sender_user_id(message_json);
+  const ObjectText content = find_message_content(message_json);
+  if (type == "messageChatAddMembers" || type == "messageChatAddedMembers") {
+    return added_sentence(
+        extract_json_int64_array_field(content.text, "member_user_ids", kMaxMembers), sender,
+        names);
+  }
+  const std::int64_t user_id = std::max<std::int64_t>(own_int(content, "user_id", 0), 0);
+  // A join names nobody where the one who joined is the sender.
+  const std::int64_t joined = user_id != 0 ? user_id : sender;
+  if (type == "messageChatJoinByLink") return names.of(joined) + " joined via invite link";
+  if (type == "messageChatJoinByRequest") return names.of(joined) + " joined (approved)";
+  if (type == "messageChatDeleteMember") return removed_sentence(user_id, sender, names);
+  if (type == "messageChatChangeTitle") {
+    return title_sentence(own_string(content, "title"), sender, names);
+  }
+  return names.of(sender) + " pinned a message";
+}
+
+bool is_service_type(std::string_view content_type) {
+  static constexpr std::string_view kTypes[] = {
+      "messageChatAddMembers",    "messageChatAddedMembers", "messageChatJoinByLink",
+      "messageChatJoinByRequest", "messageChatDeleteMember", "messageChatChangeTitle",
+      "messagePinMessage"};
+  return std::find(std::begin(kTypes), std::end(kTypes), content_type) != std::end(kTypes);
+}
+
+void forget(const MsgKey& key) {
+  const auto found = g_pending_service_messages.find(key);
+  if (found == g_pending_service_messages.end()) return;
+  for (const std::int64_t user_id : found->second.user_ids) {
+    g_named_in.erase({user_id, key.chat_id, key.message_id});
+  }
+  g_pending_service_messages.erase(found);
+}
+
+void remember(PendingServiceMessage&& pending) {
+  const MsgKey key{pending.chat_id, pending.message_id};
+  forget(key);
+  for (const std::int64_t user_id : pending.user_ids) {
+    g_named_in.insert({user_id, key.chat_id, key.message_id});
+  }
+  g_pending_service_messages.emplace(key, std::move(pending));
+}
+
+void rebuild(const std::vector<MsgKey>& keys) {
+  std::vector<std::int64_t> missing;
+  for (const MsgKey& key : keys) {
+    const auto found = g_pending_service_messages.find(key);
+    if (found == g_pending_service_messages.end()) continue;
+    PendingServiceMessage& pending = found->second;
+    missing.clear();
+    std::string text =
+        format_service_message_text(pending.content_type, pending.message_json, missing);
+    if (!text.empty() && text != pending.text) {
+      pending.text = std::move(text);
+      emit_message_update_event(key.chat_id, key.message_id, pending.text);
+    }
+    if (missing.empty()) forget(key);
+  }
+}
+
+}  // namespace
+
+std::size_t MsgKeyHash::operator()(const MsgKey& key) const {
+  // Message ids of one chat lie far apart in their low bits; both ids are spread over all bits.
+  std::uint64_t mixed = static_cast<std::uint64_t>(key.chat_id) * 0x9E3779B97F4A7C15U;
+  mixed ^= static_cast<std::uint64_t>(key.message_id) + (mixed >> 29);
+  mixed *= 0xBF58476D1CE4E5B9U;
+  return static_cast<std::size_t>(mixed ^ (mixed >> 32));
+}
+
+std::string format_service_message_text(std::string_view content_type,
+                                        std::string_view message_json,
+                                        std::vector<std::int64_t>& missing) {
+  if (!is_service_type(content_type)) return {};
+  Names names{missing, {}};
+  return sentence(content_type, message_json, names);
+}
+
+std::string format_message_preview_and_track(std::int64_t chat_id, std::int64_t message_id,
+                                             std::string_view content_type,
+                                             std::string_view message_json) {
+  if (!is_service_type(content_type)) return message_preview_fallback(content_type);
+  std::vector<std::int64_t> missing;
+  Names names{missing, {}};
+  std::string text = sentence(content_type, message_json, names);
+  if (text.empty()) text = message_preview_fallback(content_type);
+  if (!missing.empty() && chat_id != 0 && message_id != 0) {
+    remember({chat_id, message_id, std::string(content_type), std::string(message_json), text,
+              std::move(names.user_ids)});
+  }
+  return text;
+}
+
+void update_pending_service_messages() {
+  if (g_pending_service_messages.empty()) return;
+  std::vector<MsgKey> keys;
+  keys.reserve(g_pending_service_messages.size());
+  for (const auto& entry : g_pending_service_messages) keys.push_back(entry.first);
+  rebuild(keys);
+}
+
+void update_pending_service_messages(std::int64_t user_id) {
+  if (g_pending_service_messages.empty()) return;
+  std::vector<MsgKey> keys;
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+  for (auto at = g_named_in.lower_bound({user_id, kLeast, kLeast});
+       at != g_named_in.end() && std::get<0>(*at) == user_id; ++at) {
+    keys.push_back({std::get<1>(*at), std::get<2>(*at)});
+  }
+  rebuild(keys);
+}

@@ -1,0 +1,52 @@
+// Messages that say what happened in a chat ("Ann added Bob"). They have no text of their own; the
+// sentence is built from names, and one that lacks a name is remembered and told again when the
+// name comes. Main thread only. An entry lives until every name in its sentence is known.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+struct MsgKey {
+  std::int64_t chat_id = 0;
+  std::int64_t message_id = 0;
+};
+struct MsgKeyHash {
+  std::size_t operator()(const MsgKey& key) const;
+};
+struct MsgKeyEq {
+  bool operator()(const MsgKey& a, const MsgKey& b) const {
+    return a.chat_id == b.chat_id && a.message_id == b.message_id;
+  }
+};
+
+struct PendingServiceMessage {
+  std::int64_t chat_id = 0;
+  std::int64_t message_id = 0;
+  std::string content_type;
+  std::string message_json;            // the whole message object
+  std::string text;                    // the sentence last told
+  std::vector<std::int64_t> user_ids;  // every user whom the sentence names
+};
+
+extern std::unordered_map<MsgKey, PendingServiceMessage, MsgKeyHash, MsgKeyEq>
+    g_pending_service_messages;
+
+// The sentence, or empty for content of another type. Users whose names are not known are
+// appended to `missing`, and requested.
+std::string format_service_message_text(std::string_view content_type,
+                                        std::string_view message_json,
+                                        std::vector<std::int64_t>& missing);
+// The text for a message without words: its sentence, or the substitute for its content type. A
+// sentence that lacks a name is remembered unless an id is 0.
+std::string format_message_preview_and_track(std::int64_t chat_id, std::int64_t message_id,
+                                             std::string_view content_type,
+                                             std::string_view message_json);
+
+// Builds the remembered sentences anew and tells those that have changed: all, or only those that
+// name the user. Those that lack no name any more are forgotten.
+void update_pending_service_messages();
+void update_pending_service_messages(std::int64_t user_id);
