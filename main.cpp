@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "frame/alloc.h"
@@ -17,6 +18,10 @@
 #include "platform/process_name.h"
 #include "state/users.h"
 #include "tables/dispatch.h"
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace {
 
@@ -147,4 +152,13 @@ int main_impl(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return run_main(main_impl, argc, argv); }
+int main(int argc, char** argv) {
+  const int status = run_main(main_impl, argc, argv);
+  std::fflush(nullptr);
+#ifdef __SANITIZE_ADDRESS__
+  __lsan_do_leak_check();
+#endif
+  // TDLib's threads are still at work, and its destructors abort when they find them so. They are
+  // not run: everything of ours is closed and flushed.
+  std::_Exit(status);
+}

@@ -118,10 +118,11 @@ std::vector<std::string> BackendRun::environment() const {
     const char* value = std::getenv(name);
     if (value != nullptr) all.push_back(std::string(name) + "=" + value);
   }
-  // A held clock is loaded before the sanitizer's runtime, which does not mind.
+  // A held clock is loaded before the sanitizer's runtime, which does not mind. The real library
+  // is still at work when the program ends; what its threads hold then is no leak of ours.
   const char* asan = std::getenv("ASAN_OPTIONS");
   all.push_back(std::string("ASAN_OPTIONS=") + (asan != nullptr ? asan : "") +
-                ":verify_asan_link_order=0");
+                ":verify_asan_link_order=0" + (real_ ? ":detect_leaks=0" : ""));
   if (stepped_) all.push_back("TD_STANDIN_FD=" + std::to_string(kSocketInProgram));
   for (const auto& [name, value] : env_) all.push_back(name + "=" + value);
   return all;
