@@ -11,3 +11,8 @@ std::int64_t learn_user(std::string_view json) {
   }
   return user_id;
 }
+
+void learn_user_status(std::string_view update) {
+  std::int64_t user_id = 0;
+  if (update_user_status_from_json(update, user_id)) emit_user_event(user_id);
+}

@@ -7,45 +7,75 @@
 #include "frame/answer.h"
 #include "frame/channels.h"
 #include "frame/clock.h"
+#include "json/object_text.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
-#include "json/walk.h"
 
-std::unordered_map<std::int64_t, UserInfo> g_user_cache;
-std::unordered_set<std::int64_t> g_user_requested;
+IdTable<UserInfo> g_user_cache;
+IdTable<bool> g_user_requested;
 std::vector<std::int64_t> g_user_request_queue;
 std::int64_t g_next_user_request_at_ms = 0;
 
 constexpr std::int64_t kRequestIntervalMs = 60;
 
-std::int64_t extract_user_photo_small_id(std::string_view user_json) {
-  const std::string_view photo = member_object(user_json, "profile_photo");
-  return std::max<std::int64_t>(member_int(member_object(photo, "small"), "id", 0), 0);
+static std::int64_t photo_small_id(const ObjectText& profile_photo) {
+  const std::int64_t id = own_int(own_object(profile_photo, "small"), "id", 0);
+  return std::max<std::int64_t>(id, 0);
 }
 
-static void read_status(std::string_view status, UserInfo& user) {
-  static constexpr const char* kStatuses[][2] = {
+std::int64_t extract_user_photo_small_id(std::string_view user_json) {
+  return photo_small_id(own_object(object_text_at(user_json, 0), "profile_photo"));
+}
+
+static std::string_view status_word(std::string_view type) {
+  static constexpr std::string_view kStatuses[][2] = {
       {"userStatusOnline", "online"},        {"userStatusOffline", "offline"},
       {"userStatusRecently", "recently"},    {"userStatusLastWeek", "last_week"},
       {"userStatusLastMonth", "last_month"}, {"userStatusEmpty", "empty"},
   };
-  const std::string_view type = object_type(status);
   for (const auto& row : kStatuses) {
-    if (type == row[0]) user.status_type = row[1];
+    if (type == row[0]) return row[1];
   }
-  if (user.status_type == "online")
-    user.expires = std::max<std::int64_t>(member_int(status, "expires"), 0);
-  if (user.status_type == "offline")
-    user.was_online = std::max<std::int64_t>(member_int(status, "was_online"), 0);
+  return {};
 }
 
-// The object whose "@type" stands at `marker`, from its brace; the rest of the text when it breaks
-// off.
-static std::string_view object_around(std::string_view json, std::size_t marker) {
-  const std::size_t begin = marker == 0 ? 0 : marker - 1;
-  const std::string_view object = extract_json_object_raw_at(json, begin);
-  return object.empty() ? json.substr(begin) : object;
+static void read_status(const ObjectText& status, UserInfo& user) {
+  user.status_type = status_word(own_type(status));
+  user.expires = 0;
+  user.was_online = 0;
+  if (user.status_type == "online") {
+    user.expires = std::max<std::int64_t>(own_int(status, "expires"), 0);
+  } else if (user.status_type == "offline") {
+    user.was_online = std::max<std::int64_t>(own_int(status, "was_online"), 0);
+  }
+}
+
+static std::string first_active(std::string_view object) {
+  std::vector<std::string> active = extract_json_string_array_field(object, "active_usernames");
+  return active.empty() ? std::string() : std::move(active.front());
+}
+
+// The names stand in an object of their own; a plain "username" beside the user's other members.
+static std::string find_username(const ObjectText& user, const ObjectText& usernames) {
+  std::string name = own_string(usernames.text.empty() ? user : usernames, "editable_username");
+  if (name.empty()) name = own_string(user, "username");
+  return name.empty() ? first_active(usernames.text.empty() ? user.text : usernames.text) : name;
+}
+
+static UserInfo read_user(const ObjectText& object) {
+  UserInfo user;
+  user.first_name = own_string(object, "first_name");
+  user.last_name = own_string(object, "last_name");
+  user.username = find_username(object, own_object(object, "usernames"));
+  user.photo_small_id = photo_small_id(own_object(object, "profile_photo"));
+  read_status(own_object(object, "status"), user);
+  return user;
+}
+
+static auto fields(const UserInfo& u) {
+  return std::tie(u.first_name, u.last_name, u.username, u.photo_small_id, u.status_type,
+                  u.was_online, u.expires);
 }
 
 bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
@@ -57,27 +87,28 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
     return false;
   }
   user_id = id;
-  const std::string_view object = object_around(json, marker);
-  UserInfo user;
-  user.first_name = member_string(object, "first_name");
-  user.last_name = member_string(object, "last_name");
-  user.username = extract_json_string_field(object, "editable_username");
-  if (user.username.empty()) user.username = member_string(object, "username");
-  if (user.username.empty()) {
-    const std::vector<std::string> active =
-        extract_json_string_array_field(object, "active_usernames");
-    if (!active.empty()) user.username = active.front();
-  }
-  user.photo_small_id = extract_user_photo_small_id(object);
-  read_status(member_object(object, "status"), user);
+  UserInfo user = read_user(object_text_at(json, marker == 0 ? 0 : marker - 1));
+  UserInfo* known = g_user_cache.find(id);
+  if (known != nullptr && fields(*known) == fields(user)) return false;
+  (known != nullptr ? *known : g_user_cache.get(id)) = std::move(user);
+  return true;
+}
 
-  const auto fields = [](const UserInfo& u) {
-    return std::tie(u.first_name, u.last_name, u.username, u.photo_small_id, u.status_type,
-                    u.was_online, u.expires);
+bool update_user_status_from_json(std::string_view json, std::int64_t& user_id) {
+  const ObjectText update = object_text_at(json, 0);
+  user_id = std::max<std::int64_t>(own_int(update, "user_id", 0), 0);
+  UserInfo* known = g_user_cache.find(user_id);
+  const ObjectText status = own_object(update, "status");
+  if (known == nullptr || status.text.empty()) return false;
+  UserInfo now;
+  read_status(status, now);
+  const auto times = [](const UserInfo& u) {
+    return std::tie(u.status_type, u.was_online, u.expires);
   };
-  const auto [entry, added] = g_user_cache.try_emplace(id);
-  if (!added && fields(entry->second) == fields(user)) return false;
-  entry->second = std::move(user);
+  if (times(*known) == times(now)) return false;
+  known->status_type = now.status_type;
+  known->was_online = now.was_online;
+  known->expires = now.expires;
   return true;
 }
 
@@ -90,10 +121,7 @@ std::string user_display_name(const UserInfo& user) {
   return name.empty() ? user.username : name;
 }
 
-const UserInfo* find_user(std::int64_t user_id) {
-  const auto found = g_user_cache.find(user_id);
-  return found == g_user_cache.end() ? nullptr : &found->second;
-}
+const UserInfo* find_user(std::int64_t user_id) { return g_user_cache.find(user_id); }
 
 std::string resolve_user_name(std::int64_t user_id, std::vector<std::int64_t>& missing) {
   if (user_id < 1) return "Someone";
@@ -111,7 +139,9 @@ std::string resolve_user_name(std::int64_t user_id, std::vector<std::int64_t>& m
 
 void queue_user_request(std::int64_t user_id) {
   if (user_id < 1 || find_user(user_id) != nullptr) return;
-  if (g_user_requested.insert(user_id).second) g_user_request_queue.push_back(user_id);
+  bool& requested = g_user_requested.get(user_id);
+  if (!requested) g_user_request_queue.push_back(user_id);
+  requested = true;
 }
 
 std::string make_get_user(std::int64_t user_id) {

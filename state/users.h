@@ -6,31 +6,34 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "frame/tdlib.h"
+#include "state/id_table.h"
 
 struct UserInfo {
   std::string first_name;
   std::string last_name;
   std::string username;             // editable, else plain, else the first active; may be empty
   std::int64_t photo_small_id = 0;  // TDLib file id, 0: no photo
-  std::string status_type;          // "online", "offline", "recently", ...; empty: none given
-  std::int64_t was_online = 0;      // Unix seconds, offline only
-  std::int64_t expires = 0;         // Unix seconds, online only
+  // "online", "offline", "recently", "last_week", "last_month", "empty", or empty: none given.
+  std::string_view status_type;  // one of the program's own words, never TDLib's text
+  std::int64_t was_online = 0;   // Unix seconds, offline only
+  std::int64_t expires = 0;      // Unix seconds, online only
 };
 
-extern std::unordered_map<std::int64_t, UserInfo> g_user_cache;
+extern IdTable<UserInfo> g_user_cache;
 // Users for whom a request was queued or sent; only grows, so each is asked for at most once.
-extern std::unordered_set<std::int64_t> g_user_requested;
+extern IdTable<bool> g_user_requested;
 extern std::vector<std::int64_t> g_user_request_queue;
 extern std::int64_t g_next_user_request_at_ms;  // mono_ms; 0: no wait
 
 // Stores the first user object in `json`. True when the user was new or changed; `user_id` gets
 // its id, or 0 when there is no user object.
 bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id);
+// Stores the status that an "updateUserStatus" brings. True when the user is cached and the status
+// differs; `user_id` gets the update's id in any case, or 0.
+bool update_user_status_from_json(std::string_view json, std::int64_t& user_id);
 // The user's small profile photo, 0 when there is none.
 std::int64_t extract_user_photo_small_id(std::string_view user_json);
 // First and last name, else the username, else empty.

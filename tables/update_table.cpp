@@ -24,6 +24,7 @@ constexpr UpdateRow kUpdates[] = {
     {"authorizationStateClosing", authorization},
     {"authorizationStateClosed", authorization},
     {"updateUser", [](R&, T text) { learn_user(text); }},
+    {"updateUserStatus", [](R&, T text) { learn_user_status(text); }},
     {"updateCall", [](R& r, T text) { on_update_call(r.chats, text); }},
     {"updateNewCallSignalingData", [](R&, T text) { on_update_new_call_signaling_data(text); }},
 };
