@@ -2,6 +2,7 @@
 
 #include "frame/channels.h"
 #include "json/text.h"
+#include "state/told_reactions.h"
 #include "state/users.h"
 
 namespace {
@@ -56,8 +57,9 @@ void append_references(std::string& event, const MessagePreview& message) {
   if (message.forwarded) append_bool_member(event, "forwarded", true);
 }
 
-void append_reactions(std::string& event, const MessagePreview& message) {
+void append_reactions(std::string& event, std::int64_t chat_id, const MessagePreview& message) {
   if (message.reactions.empty()) return;
+  note_told_reactions(chat_id, message.id);
   event += ",\"reactions\":";
   event += message.reactions;
 }
@@ -96,7 +98,7 @@ void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePre
   append_words_and_sender(event, message, sender);
   append_references(event, message);
   append_media_members(event, message);
-  append_reactions(event, message);
+  append_reactions(event, chat_id, message);
   end_event(event);
 }
 
@@ -107,7 +109,7 @@ void emit_message_new_event(const MessagePreview& message, const Sender& sender)
   append_references(event, message);
   append_words_and_sender(event, message, sender);
   append_media_members(event, message);
-  append_reactions(event, message);
+  append_reactions(event, message.chat_id, message);
   end_event(event);
 }
 

@@ -4,6 +4,7 @@
 #include "frame/channels.h"
 #include "proxy/proxy_answers.h"
 #include "state/learn_user.h"
+#include "state/notify_updates.h"
 #include "tables/tables.h"
 
 namespace {
@@ -15,6 +16,7 @@ using E = const TdError&;
 constexpr AnswerShape begins(std::string_view head, std::string_view other = "") {
   return {head, other, ""};
 }
+constexpr AnswerShape kAny{};
 constexpr AnswerShape kOk = begins("{\"@type\":\"ok\"");
 constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
@@ -40,6 +42,7 @@ constexpr AnswerRow kAnswers[] = {
     {"proxyPing:", kSeconds, [](R&, A a) { on_proxy_test_ok(a, "pingProxy"); }, [](R&, E e) { on_proxy_test_error(e, "pingProxy"); }},
     {"proxyTest:", kTested, [](R&, A a) { on_proxy_test_ok(a, "proxyTest"); }, [](R&, E e) { on_proxy_test_error(e, "proxyTest"); }},
     {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), [](R&, A a) { on_proxy_added(a); }, [](R&, E e) { on_proxy_try_error(e); }},
+    {"scope:", kAny, [](R& r, A a) { on_scope_settings_answer(r.chats, a); }, nullptr},
 };
 // clang-format on
 

@@ -7,12 +7,14 @@
 #include "frame/timers.h"
 #include "proxy/proxy_commands.h"
 #include "state/chats.h"
+#include "state/open_chat.h"
 
 struct Rooms {
   TdClient td;
   Timers timers;
   AuthState auth;
   ChatTable chats;
+  OpenChat open_chat;
   ProxyState proxy;
   bool keep_running = true;
 };

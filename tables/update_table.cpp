@@ -1,6 +1,9 @@
 #include "auth/auth.h"
 #include "calls/call_updates.h"
+#include "state/connection_state.h"
 #include "state/learn_user.h"
+#include "state/message_updates.h"
+#include "state/notify_updates.h"
 #include "tables/tables.h"
 
 namespace {
@@ -27,6 +30,16 @@ constexpr UpdateRow kUpdates[] = {
     {"updateUserStatus", [](R&, T text) { learn_user_status(text); }},
     {"updateCall", [](R& r, T text) { on_update_call(r.chats, text); }},
     {"updateNewCallSignalingData", [](R&, T text) { on_update_new_call_signaling_data(text); }},
+    {"updateNewMessage", [](R& r, T text) { on_new_message(r.chats, r.open_chat, r.td, text); }},
+    {"updateMessageSendAcknowledged", [](R&, T text) { on_message_send_acknowledged(text); }},
+    {"updateMessageSendSucceeded", [](R&, T text) { on_message_send_succeeded(text); }},
+    {"updateMessageSendFailed", [](R&, T text) { on_message_send_failed(text); }},
+    {"updateMessageContent", [](R&, T text) { on_message_content(text); }},
+    {"updateMessageInteractionInfo", [](R&, T text) { on_message_interaction_info(text); }},
+    {"updateDeleteMessages", [](R&, T text) { on_delete_messages(text); }},
+    {"updateConnectionState", [](R&, T text) { on_connection_state(text); }},
+    {"updateChatNotificationSettings", [](R& r, T text) { on_chat_notification_settings(r.chats, text); }},
+    {"updateScopeNotificationSettings", [](R& r, T text) { on_scope_notification_settings(r.chats, text); }},
 };
 // clang-format on
 

@@ -1,0 +1,166 @@
+#include "state/message_updates.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "frame/channels.h"
+#include "json/scan.h"
+#include "json/text.h"
+#include "json/walk.h"
+#include "state/hub_decision.h"
+#include "state/message.h"
+#include "state/message_events.h"
+#include "state/reactions.h"
+#include "state/told_reactions.h"
+
+constexpr std::size_t kDeletedIdsPerEvent = 1024;
+
+// The update's own message; false when there is none, or one without its ids.
+static bool read_message(std::string_view text, MessagePreview& message, std::int64_t& sender_id) {
+  return parse_first_message(text, kFullMessage, message, sender_id) && message.id != 0 &&
+         message.chat_id != 0;
+}
+
+// What most of these updates are about. False when one of the ids is missing.
+struct MessageRef {
+  std::int64_t chat_id = 0;
+  std::int64_t id = 0;
+};
+
+static bool read_message_ref(std::string_view text, MessageRef& ref) {
+  ref.chat_id = member_int(text, "chat_id", 0);
+  ref.id = member_int(text, "message_id", 0);
+  return ref.chat_id != 0 && ref.id != 0;
+}
+
+// An event's beginning: {"type":"<type>","chat_id":<id>
+static std::string begin_event(std::string_view type, std::int64_t chat_id) {
+  std::string event = "{\"type\":\"";
+  event += type;
+  event += '"';
+  append_int_member(event, "chat_id", chat_id);
+  return event;
+}
+
+static void end_event(std::string& event) {
+  event += '}';
+  emit_event_json_line(event);
+}
+
+void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
+                    std::string_view text) {
+  MessagePreview message;
+  std::int64_t sender_id = 0;
+  if (!read_message(text, message, sender_id)) return;
+  ensure_chat_known(chats, td, message.chat_id);
+  const Sender sender = find_sender(sender_id);
+  emit_message_new_event(message, sender);
+  decide_hub_notification(chats, open, message, sender.name);
+}
+
+void on_message_send_acknowledged(std::string_view text) {
+  MessageRef ref;
+  if (!read_message_ref(text, ref)) return;
+  std::string event = begin_event("message_send_acked", ref.chat_id);
+  append_int_member(event, "id", ref.id);
+  end_event(event);
+}
+
+void on_message_send_succeeded(std::string_view text) {
+  MessagePreview message;
+  std::int64_t sender_id = 0;
+  if (!read_message(text, message, sender_id)) return;
+  std::string event = begin_event("message_send_succeeded", message.chat_id);
+  append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
+  append_int_member(event, "new_id", message.id);
+  append_int_member(event, "date", message.date);
+  end_event(event);
+  emit_message_event(message.chat_id, 0, message, find_sender(sender_id));
+}
+
+void on_message_send_failed(std::string_view text) {
+  MessagePreview message;
+  std::int64_t sender_id = 0;
+  if (!read_message(text, message, sender_id)) return;
+  std::string event = begin_event("message_send_failed", message.chat_id);
+  append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
+  append_string_member(event, "error", member_string(member_object(text, "error"), "message"));
+  end_event(event);
+}
+
+static std::string edited_text(std::string_view content) {
+  const std::string_view type = object_type(content);
+  if (type == "messageAnimatedEmoji") return member_string(content, "emoji");
+  const char* key = type == "messageText" ? "text" : "caption";
+  return member_string(member_object(content, key), "text");
+}
+
+void on_message_content(std::string_view text) {
+  MessageRef ref;
+  if (!read_message_ref(text, ref)) return;
+  emit_message_update_event(ref.chat_id, ref.id, edited_text(member_object(text, "new_content")));
+}
+
+// A message whose last shown reaction is gone is told once more, with none.
+static void tell_reactions(const MessageRef& ref, std::string_view text) {
+  std::string reactions = extract_message_reactions_event_json_array(text);
+  if (!reactions.empty()) {
+    note_told_reactions(ref.chat_id, ref.id);
+  } else if (forget_told_reactions(ref.chat_id, ref.id)) {
+    reactions = "[]";
+  } else {
+    return;
+  }
+  dbg("REACTIONS_EMIT src=updateMessageInteractionInfo chat_id=" + std::to_string(ref.chat_id) +
+      " msg_id=" + std::to_string(ref.id) + " json=" + reactions);
+  std::string event = begin_event("message_reactions", ref.chat_id);
+  append_int_member(event, "id", ref.id);
+  event += ",\"reactions\":";
+  event += reactions;
+  end_event(event);
+}
+
+void on_message_interaction_info(std::string_view text) {
+  MessageRef ref;
+  if (!read_message_ref(text, ref)) return;
+  const std::string_view info = member_object(text, "interaction_info");
+  const std::int64_t replies = member_int(member_object(info, "reply_info"), "reply_count");
+  if (replies >= 0) {
+    std::string event = begin_event("message_reply_count", ref.chat_id);
+    append_int_member(event, "id", ref.id);
+    append_int_member(event, "reply_count", replies);
+    end_event(event);
+  }
+  tell_reactions(ref, text);
+}
+
+static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids, std::size_t count,
+                                  bool from_cache) {
+  std::string event = begin_event("messages_deleted", chat_id);
+  event += ",\"message_ids\":[";
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i > 0) event += ',';
+    append_i64(event, ids[i]);
+  }
+  event += ']';
+  if (from_cache) append_bool_member(event, "from_cache", true);
+  end_event(event);
+}
+
+void on_delete_messages(std::string_view text) {
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
+  const std::vector<std::int64_t> ids =
+      extract_json_int64_array_field(text, "message_ids", std::numeric_limits<unsigned>::max());
+  if (chat_id == 0) return;
+  const bool from_cache = member_true(text, "from_cache");
+  for (std::size_t done = 0; done < ids.size(); done += kDeletedIdsPerEvent) {
+    const std::size_t count = std::min(kDeletedIdsPerEvent, ids.size() - done);
+    emit_messages_deleted(chat_id, ids.data() + done, count, from_cache);
+  }
+  // What the library merely drops from its memory still shows its reactions.
+  if (from_cache) return;
+  for (const std::int64_t id : ids) (void)forget_told_reactions(chat_id, id);
+}
