@@ -1,14 +1,29 @@
 #include "json/scan.h"
 
+#include <array>
 #include <cstring>
 #include <limits>
 
 #include "json/search.h"
+#include "json/skip.h"
 #include "json/text.h"
 
 namespace {
 
 constexpr std::size_t kStringArrayLimit = 16;
+
+constexpr std::uint8_t kNoHexDigit = 16;
+constexpr std::array<std::uint8_t, 256> make_hex_digits() {
+  std::array<std::uint8_t, 256> digits{};
+  for (std::uint8_t& digit : digits) digit = kNoHexDigit;
+  for (std::uint8_t i = 0; i < 10; ++i) digits['0' + i] = i;
+  for (std::uint8_t i = 0; i < 6; ++i) {
+    digits['a' + i] = static_cast<std::uint8_t>(10 + i);
+    digits['A' + i] = static_cast<std::uint8_t>(10 + i);
+  }
+  return digits;
+}
+constexpr std::array<std::uint8_t, 256> kHexDigits = make_hex_digits();
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -51,15 +66,6 @@ std::size_t find_value(std::string_view text, std::string_view key) {
   return pos < text.size() ? pos : kNotFound;
 }
 
-// Offset of the quote that closes the string whose content begins at `pos`, or kNotFound.
-std::size_t find_closing_quote(std::string_view text, std::size_t pos) {
-  while (pos < text.size()) {
-    if (text[pos] == '"') return pos;
-    pos += text[pos] == '\\' ? 2 : 1;
-  }
-  return kNotFound;
-}
-
 // Digits from `pos` on, wrapping in 64 bits; `pos` is moved past them. False without a digit.
 bool read_digits(std::string_view text, std::size_t& pos, std::uint64_t& value) {
   const std::size_t begin = pos;
@@ -86,9 +92,14 @@ bool read_number_like_strtoll(std::string_view text, std::size_t& pos, std::int6
     ++at;
   }
   const std::size_t digits = at;
+  std::uint64_t value = 0;
+  // 18 digits fit whatever they are.
+  const std::size_t safe = text.size() - at < 18 ? text.size() : at + 18;
+  for (; at < safe && is_digit(text[at]); ++at) {
+    value = value * 10 + static_cast<std::uint64_t>(text[at] - '0');
+  }
   const std::uint64_t limit =
       static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) + (negative ? 1U : 0U);
-  std::uint64_t value = 0;
   for (; at < text.size() && is_digit(text[at]); ++at) {
     const auto digit = static_cast<std::uint64_t>(text[at] - '0');
     if (value > (limit - digit) / 10) return false;
@@ -169,22 +180,12 @@ std::string_view extract_json_object_field_raw(std::string_view text, std::strin
 
 std::string_view extract_json_object_raw_at(std::string_view text, std::size_t pos) {
   if (pos >= text.size() || text[pos] != '{') return {};
-  std::size_t depth = 0;
-  for (std::size_t at = pos; at < text.size(); ++at) {
-    if (text[at] == '"') {
-      at = find_closing_quote(text, at + 1);
-      if (at == kNotFound) return {};
-    } else if (text[at] == '{') {
-      ++depth;
-    } else if (text[at] == '}' && --depth == 0) {
-      return text.substr(pos, at + 1 - pos);
-    }
-  }
-  return {};
+  const std::size_t end = skip_to_close(text, pos + 1, 1, Nesting::kBraces);
+  return end == kNotFound ? std::string_view() : text.substr(pos, end - pos);
 }
 
 bool extract_json_string_from_pos(std::string_view text, std::size_t pos, std::string& out) {
-  const std::size_t end = find_closing_quote(text, pos);
+  const std::size_t end = find_string_end(text, pos);
   if (end == kNotFound) return false;
   out = json_unescape(text.substr(pos, end - pos));
   return true;
@@ -198,7 +199,7 @@ std::vector<std::string> extract_json_string_array_field(std::string_view text,
   while (values.size() < kStringArrayLimit) {
     pos = skip_spaces_and_commas(text, pos);
     if (pos >= text.size() || text[pos] != '"') break;
-    const std::size_t end = find_closing_quote(text, pos + 1);
+    const std::size_t end = find_string_end(text, pos + 1);
     if (end == kNotFound) break;
     values.push_back(json_unescape(text.substr(pos + 1, end - pos - 1)));
     pos = end + 1;
@@ -238,21 +239,15 @@ std::vector<std::int64_t> extract_json_int64_array_field(std::string_view text,
 
 bool parse_hex4(std::string_view text, std::size_t pos, unsigned& out) {
   if (pos > text.size() || text.size() - pos < 4) return false;
-  unsigned value = 0;
-  for (const char c : text.substr(pos, 4)) {
-    unsigned digit = 0;
-    if (is_digit(c)) {
-      digit = static_cast<unsigned>(c - '0');
-    } else if (c >= 'a' && c <= 'f') {
-      digit = static_cast<unsigned>(c - 'a') + 10;
-    } else if (c >= 'A' && c <= 'F') {
-      digit = static_cast<unsigned>(c - 'A') + 10;
-    } else {
-      return false;
-    }
-    value = value * 16 + digit;
-  }
-  out = value;
+  const auto digit = [&text, pos](std::size_t i) {
+    return static_cast<unsigned>(kHexDigits[static_cast<unsigned char>(text[pos + i])]);
+  };
+  const unsigned a = digit(0);
+  const unsigned b = digit(1);
+  const unsigned c = digit(2);
+  const unsigned d = digit(3);
+  if (((a | b | c | d) & kNoHexDigit) != 0) return false;
+  out = a << 12 | b << 8 | c << 4 | d;
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <limits>
 
+#include "json/cpu.h"
 #include "json/scan.h"
 #include "json/search.h"
 
@@ -13,6 +14,23 @@ bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 bool needs_escape(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
+
+// Offset of the next byte that cannot stand between JSON quotes as it is, or the text's size.
+std::size_t find_escaped_byte(std::string_view text, std::size_t pos) {
+#if defined(__SSE2__)
+  for (; text.size() - pos >= 16; pos += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
+    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x1F)), v);
+    const __m128i quote = _mm_cmpeq_epi8(v, _mm_set1_epi8('"'));
+    const __m128i slash = _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'));
+    const __m128i any = _mm_or_si128(control, _mm_or_si128(quote, slash));
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(any));
+    if (mask != 0) return pos + static_cast<unsigned>(__builtin_ctz(mask));
+  }
+#endif
+  while (pos < text.size() && !needs_escape(text[pos])) ++pos;
+  return pos;
+}
 
 void append_escape(std::string& out, char c) {
   switch (c) {
@@ -31,25 +49,25 @@ void append_escape(std::string& out, char c) {
   out.append(escape, sizeof escape);
 }
 
-void append_utf8(std::string& out, unsigned code) {
-  const auto tail = [code](unsigned shift) {
-    return static_cast<char>(0x80 | ((code >> shift) & 0x3F));
-  };
+// At most four bytes; the place behind them.
+char* put_utf8(char* out, unsigned code) {
+  const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
   if (code < 0x80) {
-    out += static_cast<char>(code);
+    put(code);
   } else if (code < 0x800) {
-    out += static_cast<char>(0xC0 | (code >> 6));
-    out += tail(0);
+    put(0xC0 | code >> 6);
+    put(0x80 | (code & 0x3F));
   } else if (code < 0x10000) {
-    out += static_cast<char>(0xE0 | (code >> 12));
-    out += tail(6);
-    out += tail(0);
+    put(0xE0 | code >> 12);
+    put(0x80 | (code >> 6 & 0x3F));
+    put(0x80 | (code & 0x3F));
   } else {
-    out += static_cast<char>(0xF0 | (code >> 18));
-    out += tail(12);
-    out += tail(6);
-    out += tail(0);
+    put(0xF0 | code >> 18);
+    put(0x80 | (code >> 12 & 0x3F));
+    put(0x80 | (code >> 6 & 0x3F));
+    put(0x80 | (code & 0x3F));
   }
+  return out;
 }
 
 // The code point of the escape whose four digits begin at `pos`, which is moved past all that
@@ -64,6 +82,40 @@ bool read_unicode_escape(std::string_view text, std::size_t& pos, unsigned& code
     pos += 6;
   }
   return true;
+}
+
+// What the letter behind a backslash stands for; any but these stands for itself.
+char escaped_letter(char c) {
+  switch (c) {
+    case 'b': return '\b';
+    case 'f': return '\f';
+    case 'n': return '\n';
+    case 'r': return '\r';
+    case 't': return '\t';
+    default: return c;
+  }
+}
+
+// Decodes the escapes that follow each other from `pos` on; in most scripts a word is one such
+// row. `pos` is moved past them, at most to the end.
+void append_escapes(std::string& out, std::string_view text, std::size_t& pos) {
+  std::array<char, 128> row;  // NOLINT(cppcoreguidelines-pro-type-member-init): written first
+  char* end = row.data();
+  while (pos < text.size() && text[pos] == '\\' && end + 4 <= row.data() + row.size()) {
+    if (pos + 1 == text.size()) {
+      pos = text.size();
+      break;
+    }
+    const char letter = text[pos + 1];
+    pos += 2;
+    if (letter != 'u') {
+      *end++ = escaped_letter(letter);
+      continue;
+    }
+    unsigned code = 0;
+    if (read_unicode_escape(text, pos, code)) end = put_utf8(end, code);
+  }
+  out.append(row.data(), static_cast<std::size_t>(end - row.data()));
 }
 
 // -1: outside the alphabet, -2: padding, -3: whitespace.
@@ -91,22 +143,14 @@ std::string json_unescape(std::string_view text) {
   std::size_t pos = 0;
   while (pos < text.size()) {
     const std::size_t slash = text.find('\\', pos);
-    out.append(text.substr(pos, slash == std::string_view::npos ? slash : slash - pos));
-    if (slash == std::string_view::npos || slash + 1 == text.size()) break;
-    pos = slash + 2;
-    const char escape = text[slash + 1];
-    unsigned code = 0;
-    switch (escape) {
-      case 'b': out += '\b'; break;
-      case 'f': out += '\f'; break;
-      case 'n': out += '\n'; break;
-      case 'r': out += '\r'; break;
-      case 't': out += '\t'; break;
-      case 'u':
-        if (read_unicode_escape(text, pos, code)) append_utf8(out, code);
-        break;
-      default: out += escape; break;
+    if (slash == std::string_view::npos) {
+      out.append(text.substr(pos));
+      break;
     }
+    if (pos == 0) out.reserve(slash + (text.size() - slash) / 2);
+    out.append(text.substr(pos, slash - pos));
+    pos = slash;
+    append_escapes(out, text, pos);
   }
   return out;
 }
@@ -212,10 +256,11 @@ std::string json_add_extra(std::string request, std::string_view tag) {
   return request;
 }
 
+// The tag stands at the end of an answer, so the search begins there.
 bool json_has_extra(std::string_view text, std::string_view tag) {
   constexpr std::string_view kMarker = "\"@extra\":\"";
-  for (std::size_t at = find_bytes(text, kMarker); at != kNotFound;
-       at = find_bytes(text, kMarker, at + 1)) {
+  for (std::size_t at = find_last_bytes(text, kMarker); at != kNotFound;
+       at = find_last_bytes(text.substr(0, at + kMarker.size() - 1), kMarker)) {
     const std::string_view rest = text.substr(at + kMarker.size());
     if (rest.size() > tag.size() && rest[tag.size()] == '"' && json_starts_with(rest, tag)) {
       return true;
@@ -232,13 +277,13 @@ void append_i64(std::string& out, std::int64_t value) {
 
 void append_json_escaped(std::string& out, std::string_view text) {
   std::size_t run = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (!needs_escape(text[at])) continue;
+  for (;;) {
+    const std::size_t at = find_escaped_byte(text, run);
     out.append(text.substr(run, at - run));
+    if (at == text.size()) return;
     append_escape(out, text[at]);
     run = at + 1;
   }
-  out.append(text.substr(run));
 }
 
 void append_int_member(std::string& out, std::string_view key, std::int64_t value) {

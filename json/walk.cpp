@@ -2,6 +2,7 @@
 
 #include "json/scan.h"
 #include "json/search.h"
+#include "json/skip.h"
 #include "json/text.h"
 
 namespace {
@@ -13,102 +14,171 @@ std::size_t skip_spaces(std::string_view text, std::size_t pos) {
   return pos;
 }
 
-std::size_t skip_string(std::string_view text, std::size_t pos) {
-  for (++pos; pos < text.size(); ++pos) {
-    if (text[pos] == '"') return pos + 1;
-    if (text[pos] == '\\') ++pos;
+// Offset of the quote that ends the string, as find_string_end; keys and most strings are short
+// and hold no escape.
+inline std::size_t find_short_string_end(std::string_view text, std::size_t pos) {
+#if defined(__SSE2__)
+  if (pos + 16 <= text.size()) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
+    const __m128i quote = _mm_cmpeq_epi8(v, _mm_set1_epi8('"'));
+    const __m128i slash = _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'));
+    const int stops = _mm_movemask_epi8(_mm_or_si128(quote, slash));
+    if (stops == 0) return find_string_end(text, pos + 16);
+    const std::size_t first =
+        pos + static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(stops)));
+    return text[first] == '"' ? first : find_string_end(text, first);
   }
-  return kNotFound;
+#endif
+  return find_string_end(text, pos);
 }
 
-std::size_t skip_container(std::string_view text, std::size_t pos) {
-  std::size_t depth = 0;
-  while (pos < text.size()) {
-    switch (text[pos]) {
-      case '"':
-        pos = skip_string(text, pos);
-        if (pos == kNotFound) return kNotFound;
-        continue;
-      case '{':
-      case '[': ++depth; break;
-      case '}':
-      case ']':
-        if (--depth == 0) return pos + 1;
-        break;
-      default: break;
-    }
-    ++pos;
-  }
-  return kNotFound;
-}
+bool ends_scalar(char c) { return c == ',' || c == '}' || c == ']' || is_space(c); }
 
-// A number or literal: up to what may stand behind one. At the end of the text nobody can tell
-// whether it is whole.
+// A number or literal reaches to what may stand behind one. At the end of the text nobody can
+// tell whether it is whole.
 std::size_t skip_scalar(std::string_view text, std::size_t pos) {
   const std::size_t begin = pos;
-  while (pos < text.size() && !is_space(text[pos]) && text[pos] != ',' && text[pos] != '}' &&
-         text[pos] != ']') {
-    ++pos;
+#if defined(__SSE2__)
+  if (pos + 16 <= text.size()) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
+    const auto equal = [v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
+    const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(' ')), v);
+    const __m128i ends =
+        _mm_or_si128(_mm_or_si128(equal(','), equal('}')), _mm_or_si128(equal(']'), low));
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(ends));
+    pos += mask == 0 ? 16 : static_cast<unsigned>(__builtin_ctz(mask));
   }
+#endif
+  while (pos < text.size() && !ends_scalar(text[pos])) ++pos;
   return pos == begin || pos == text.size() ? kNotFound : pos;
 }
 
-// Offset of the next item behind the separator at `pos`, or kNotFound at the closing byte, at
-// the end of the text and at anything else.
-std::size_t next_item(std::string_view text, std::size_t pos, char open) {
-  if (pos == 0) {
-    if (text.empty() || text[0] != open) return kNotFound;
+template <class Walk>
+bool stop(Walk& walk, WalkStage stage) {
+  walk.stage = stage;
+  if (stage == WalkStage::kBroken) walk.pos = walk.text.size();
+  return false;
+}
+
+// Moves to the next item's first byte. False at the closing byte, which is passed over, and where
+// the text is no object or array, or breaks off.
+template <class Walk>
+inline bool next_item(Walk& walk, char open, char close) {
+  const std::string_view text = walk.text;
+  std::size_t pos = walk.pos;
+  if (walk.stage != WalkStage::kBetween) {
+    if (walk.stage != WalkStage::kAtValue) return false;
+    pos = skip_value(text, pos);
+    if (pos == kNotFound) return stop(walk, WalkStage::kBroken);
+  }
+  const bool begins = pos == 0;
+  if (begins) {
+    if (text.empty() || text[0] != open) return false;
     pos = 1;
-  } else {
-    pos = skip_spaces(text, pos);
-    if (pos >= text.size() || text[pos] != ',') return kNotFound;
-    ++pos;
   }
   pos = skip_spaces(text, pos);
-  return pos < text.size() ? pos : kNotFound;
+  if (pos >= text.size()) return stop(walk, WalkStage::kBroken);
+  if (text[pos] == close) {
+    walk.pos = pos + 1;
+    return stop(walk, WalkStage::kClosed);
+  }
+  if (!begins) {
+    if (text[pos] != ',') return stop(walk, WalkStage::kBroken);
+    pos = skip_spaces(text, pos + 1);
+    if (pos >= text.size()) return stop(walk, WalkStage::kBroken);
+  }
+  walk.pos = pos;
+  return true;
+}
+
+template <class Walk>
+std::string_view take(Walk& walk) {
+  if (walk.stage != WalkStage::kAtValue) return {};
+  const std::size_t begin = walk.pos;
+  const std::size_t end = skip_value(walk.text, begin);
+  if (end == kNotFound) {
+    stop(walk, WalkStage::kBroken);
+    return {};
+  }
+  walk.pos = end;
+  walk.stage = WalkStage::kBetween;
+  return walk.text.substr(begin, end - begin);
+}
+
+template <class Walk>
+std::size_t end_of(const Walk& walk) {
+  if (walk.stage == WalkStage::kBroken) return kNotFound;
+  if (walk.stage == WalkStage::kClosed || walk.pos == 0) return walk.pos;
+  const std::size_t pos =
+      walk.stage == WalkStage::kAtValue ? skip_value(walk.text, walk.pos) : walk.pos;
+  return pos == kNotFound ? kNotFound : skip_to_close(walk.text, pos, 1, Nesting::kAll);
 }
 
 }  // namespace
 
 std::size_t skip_value(std::string_view text, std::size_t pos) {
   if (pos >= text.size()) return kNotFound;
-  if (text[pos] == '"') return skip_string(text, pos);
-  if (text[pos] == '{' || text[pos] == '[') return skip_container(text, pos);
-  return skip_scalar(text, pos);
+  switch (text[pos]) {
+    case '"': {
+      const std::size_t end = find_short_string_end(text, pos + 1);
+      return end == kNotFound ? kNotFound : end + 1;
+    }
+    case '{':
+    case '[': return skip_to_close(text, pos + 1, 1, Nesting::kAll);
+    default: return skip_scalar(text, pos);
+  }
 }
 
-bool next_member(ObjectWalk& walk, JsonMember& member) {
+bool next_key(ObjectWalk& walk, std::string_view& key) {
+  if (!next_item(walk, '{', '}')) return false;
   const std::string_view text = walk.text;
-  const std::size_t key = next_item(text, walk.pos, '{');
-  walk.pos = text.size();
-  if (key == kNotFound || text[key] != '"') return false;
-  const std::size_t key_end = skip_string(text, key);
-  if (key_end == kNotFound) return false;
-  const std::size_t colon = skip_spaces(text, key_end);
-  if (colon >= text.size() || text[colon] != ':') return false;
-  const std::size_t value = skip_spaces(text, colon + 1);
-  const std::size_t end = skip_value(text, value);
-  if (end == kNotFound) return false;
-  member.key = text.substr(key + 1, key_end - key - 2);
-  member.value = text.substr(value, end - value);
-  walk.pos = end;
+  const std::size_t begin = walk.pos + 1;
+  if (text[walk.pos] != '"') return stop(walk, WalkStage::kBroken);
+  const std::size_t end = find_short_string_end(text, begin);
+  if (end == kNotFound) return stop(walk, WalkStage::kBroken);
+  std::size_t pos = skip_spaces(text, end + 1);
+  if (pos >= text.size() || text[pos] != ':') return stop(walk, WalkStage::kBroken);
+  pos = skip_spaces(text, pos + 1);
+  if (pos >= text.size()) return stop(walk, WalkStage::kBroken);
+  key = text.substr(begin, end - begin);
+  walk.pos = pos;
+  walk.stage = WalkStage::kAtValue;
+  return true;
+}
+
+bool next_place(ArrayWalk& walk) {
+  if (!next_item(walk, '[', ']')) return false;
+  walk.stage = WalkStage::kAtValue;
+  return true;
+}
+
+std::string_view take_value(ObjectWalk& walk) { return take(walk); }
+std::string_view take_value(ArrayWalk& walk) { return take(walk); }
+std::size_t walk_end(const ObjectWalk& walk) { return end_of(walk); }
+std::size_t walk_end(const ArrayWalk& walk) { return end_of(walk); }
+
+bool next_member(ObjectWalk& walk, JsonMember& member) {
+  std::string_view key;
+  if (!next_key(walk, key)) return false;
+  const std::string_view value = take(walk);
+  if (value.empty()) return false;
+  member = {key, value};
   return true;
 }
 
 bool next_element(ArrayWalk& walk, std::string_view& element) {
-  const std::string_view text = walk.text;
-  const std::size_t begin = next_item(text, walk.pos, '[');
-  const std::size_t end = begin == kNotFound ? kNotFound : skip_value(text, begin);
-  walk.pos = end == kNotFound ? text.size() : end;
-  if (end == kNotFound) return false;
-  element = text.substr(begin, end - begin);
+  if (!next_place(walk)) return false;
+  const std::string_view value = take(walk);
+  if (value.empty()) return false;
+  element = value;
   return true;
 }
 
+// Only what stands before the member is passed over.
 std::string_view object_member(std::string_view object, std::string_view key) {
   ObjectWalk walk{object};
-  for (JsonMember member; next_member(walk, member);) {
-    if (member.key == key) return member.value;
+  for (std::string_view found; next_key(walk, found);) {
+    if (found == key) return take(walk);
   }
   return {};
 }

@@ -16,9 +16,14 @@ struct JsonMember {
   std::string_view value;  // raw: a string with its quotes, a number, an object with its braces
 };
 
+// Where a walk stands: between items, before a value not yet passed over, past the closing byte,
+// or nowhere, because the text broke off or is no JSON.
+enum class WalkStage : unsigned char { kBetween, kAtValue, kClosed, kBroken };
+
 struct ObjectWalk {
-  std::string_view text;  // begins with the opening brace
+  std::string_view text;  // begins with the opening brace; what follows the object is not looked at
   std::size_t pos = 0;    // 0: not begun
+  WalkStage stage = WalkStage::kBetween;
 };
 // The next member, or false at the end.
 bool next_member(ObjectWalk& walk, JsonMember& member);
@@ -26,9 +31,51 @@ bool next_member(ObjectWalk& walk, JsonMember& member);
 struct ArrayWalk {
   std::string_view text;  // begins with the opening bracket
   std::size_t pos = 0;
+  WalkStage stage = WalkStage::kBetween;
 };
 // The next element's raw value (null elements included), or false at the end.
 bool next_element(ArrayWalk& walk, std::string_view& element);
+
+// The same in two steps, for a large text whose nested values are walked as well: the end of a
+// value that is entered need not be looked for first, so all of the text is passed over once.
+//
+//   while (next_key(walk, key)) {
+//     if (key == "content") {
+//       ObjectWalk inner{value_here(walk)};
+//       ... next_key(inner, ...) as far as wanted ...
+//       leave(walk, inner);
+//     } else if (key == "id") {
+//       id = value_int(take_value(walk));
+//     }                      // a value left alone is skipped by the next call
+//   }
+//
+// Stops before the next member's value, or gives false at the end.
+bool next_key(ObjectWalk& walk, std::string_view& key);
+// Stops before the next element, or gives false at the end.
+bool next_place(ArrayWalk& walk);
+// The raw value that the walk stands before, which is passed over; empty when it breaks off.
+std::string_view take_value(ObjectWalk& walk);
+std::string_view take_value(ArrayWalk& walk);
+// The text from that value on, to its own end and beyond. Only for a walk to begin with, and for
+// value_int and value_int64, which read no further than the number.
+template <class Walk>
+std::string_view value_here(const Walk& walk) {
+  return walk.stage == WalkStage::kAtValue ? walk.text.substr(walk.pos) : std::string_view();
+}
+// Offset just past the object or array that a walk has begun, wherever the walk stands in it; 0
+// when it has not begun, kNotFound when the text breaks off.
+std::size_t walk_end(const ObjectWalk& walk);
+std::size_t walk_end(const ArrayWalk& walk);
+// Goes on behind the value that `inner` walks. One that never began (no object there, or no
+// array) is skipped like any value left alone.
+template <class Outer, class Inner>
+void leave(Outer& outer, const Inner& inner) {
+  const std::size_t length = walk_end(inner);
+  if (length == 0) return;
+  const bool broken = length > inner.text.size();
+  outer.pos = broken ? outer.text.size() : outer.pos + length;
+  outer.stage = broken ? WalkStage::kBroken : WalkStage::kBetween;
+}
 
 // The raw value of the object's own member `key`, or empty.
 std::string_view object_member(std::string_view object, std::string_view key);

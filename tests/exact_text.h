@@ -1,0 +1,18 @@
+// A text in memory of exactly its size, so that the sanitizer sees a read past either end.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+
+class ExactText {
+ public:
+  explicit ExactText(std::string_view text) : size_(text.size()), bytes_(new char[text.size()]) {
+    std::copy(text.begin(), text.end(), bytes_.get());
+  }
+  std::string_view view() const { return {bytes_.get(), size_}; }
+
+ private:
+  std::size_t size_;
+  std::unique_ptr<char[]> bytes_;
+};

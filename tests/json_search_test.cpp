@@ -1,0 +1,84 @@
+#include "json/search.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/corpus.h"
+#include "tests/exact_text.h"
+
+namespace {
+
+std::size_t as_offset(std::size_t at) { return at == std::string_view::npos ? kNotFound : at; }
+
+// Every kernel against the standard library, on a text that ends where its memory ends.
+void expect_same(std::string_view text, std::string_view needle, std::size_t from) {
+  const ExactText exact(text);
+  const std::size_t wanted = as_offset(text.find(needle, from));
+  const auto where = [&] {
+    return testing::Message() << "needle '" << needle << "' from " << from << " in '"
+                              << text.substr(0, 300) << "' of " << text.size();
+  };
+  ASSERT_EQ(find_bytes(exact.view(), needle, from), wanted) << where();
+  ASSERT_EQ(find_bytes_plain(exact.view(), needle, from), wanted) << where();
+#if defined(__SSE2__)
+  ASSERT_EQ(find_bytes_sse2(exact.view(), needle, from), wanted) << where();
+#endif
+  ASSERT_EQ(find_last_bytes(exact.view(), needle), as_offset(text.rfind(needle))) << where();
+}
+
+TEST(JsonSearch, EmptyNeedlesAndTextsAndStarts) {
+  for (const std::string_view text : {"", "a", "ab", "abc"}) {
+    for (const std::string_view needle : {"", "a", "b", "bc", "abcd"}) {
+      for (std::size_t from = 0; from < 6; ++from) expect_same(text, needle, from);
+    }
+  }
+}
+
+// Few letters make near matches; texts of up to some blocks' length put the needle, the block
+// borders and the end in every position to each other.
+TEST(JsonSearch, GeneratedTexts) {
+  std::mt19937 random(20240229);
+  const auto below = [&random](std::size_t limit) { return random() % limit; };
+  for (int round = 0; round < 30000; ++round) {
+    const std::size_t letters = 1 + below(4);
+    std::string text(below(round % 50 == 0 ? 3000 : 420), '\0');
+    for (char& c : text) c = "\"a:\x80"[below(letters)];
+    std::string needle(1 + below(20), '\0');
+    if (below(2) == 0 && text.size() > needle.size()) {
+      needle = text.substr(below(text.size() - needle.size()), needle.size());
+    } else {
+      for (char& c : needle) c = "\"a:\x80"[below(letters)];
+    }
+    expect_same(text, needle, below(4) == 0 ? below(text.size() + 2) : 0);
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST(JsonSearch, NeedleAtEveryPlaceOfTheCorpus) {
+  for (const CorpusText& entry : corpus()) {
+    const std::string_view text = entry.text;
+    const std::size_t step = text.size() / 400 + 1;
+    for (std::size_t at = 0; at + 9 < text.size(); at += step) {
+      expect_same(text, text.substr(at, 9), 0);
+      if (HasFatalFailure()) return;
+    }
+    expect_same(text, text.substr(text.size() - 40), 0);
+    expect_same(text, "\"@type\":\"updateMessageSendSucceeded\"", 0);
+  }
+}
+
+// Matches both chosen bytes at every place and fails at the needle's end: only a linear search
+// comes to the end of these.
+TEST(JsonSearch, HostileTextsStayLinear) {
+  const std::string text(std::size_t{16} << 20, 'a');
+  const std::string needle = std::string(200000, 'a') + 'b' + std::string(40, 'a');
+  EXPECT_EQ(find_bytes(text, needle), kNotFound);
+  EXPECT_EQ(find_bytes_plain(text, needle), kNotFound);
+  EXPECT_EQ(find_bytes(text + needle + text, needle), text.size());
+}
+
+}  // namespace
