@@ -11,6 +11,7 @@
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
+#include "json/walk.h"
 
 IdTable<UserInfo> g_user_cache;
 IdTable<bool> g_user_requested;
@@ -51,23 +52,31 @@ static void read_status(const ObjectText& status, UserInfo& user) {
   }
 }
 
-static std::string first_active(std::string_view object) {
-  std::vector<std::string> active = extract_json_string_array_field(object, "active_usernames");
-  return active.empty() ? std::string() : std::move(active.front());
+static std::string first_active(const ObjectText& object) {
+  if (!object.whole) {
+    std::vector<std::string> active =
+        extract_json_string_array_field(object.text, "active_usernames");
+    return active.empty() ? std::string() : std::move(active.front());
+  }
+  ArrayWalk walk{member_array(object.text, "active_usernames")};
+  std::string_view first;
+  return next_element(walk, first) ? value_string(first) : std::string();
 }
 
 // The names stand in an object of their own; a plain "username" beside the user's other members.
-static std::string find_username(const ObjectText& user, const ObjectText& usernames) {
-  std::string name = own_string(usernames.text.empty() ? user : usernames, "editable_username");
+static std::string find_username(const ObjectText& user) {
+  const ObjectText inner = own_object(user, "usernames");
+  const ObjectText& names = inner.text.empty() ? user : inner;
+  std::string name = own_string(names, "editable_username");
   if (name.empty()) name = own_string(user, "username");
-  return name.empty() ? first_active(usernames.text.empty() ? user.text : usernames.text) : name;
+  return name.empty() ? first_active(names) : name;
 }
 
 static UserInfo read_user(const ObjectText& object) {
   UserInfo user;
   user.first_name = own_string(object, "first_name");
   user.last_name = own_string(object, "last_name");
-  user.username = find_username(object, own_object(object, "usernames"));
+  user.username = find_username(object);
   user.photo_small_id = photo_small_id(own_object(object, "profile_photo"));
   read_status(own_object(object, "status"), user);
   return user;
