@@ -1,5 +1,6 @@
 #include "auth/auth_commands.h"
 #include "calls/call_commands.h"
+#include "commands/search_answers.h"
 #include "commands/td_errors.h"
 #include "frame/channels.h"
 #include "proxy/proxy_answers.h"
@@ -17,7 +18,10 @@ constexpr AnswerShape begins(std::string_view head, std::string_view other = "")
   return {head, other, ""};
 }
 constexpr AnswerShape kAny{};
+constexpr AnswerShape contains(std::string_view marker) { return {"", "", marker}; }
 constexpr AnswerShape kOk = begins("{\"@type\":\"ok\"");
+constexpr AnswerShape kChat = begins("{\"@type\":\"chat\"");
+constexpr AnswerShape kFoundChatMessages = contains("\"@type\":\"foundChatMessages\"");
 constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
@@ -43,6 +47,11 @@ constexpr AnswerRow kAnswers[] = {
     {"proxyTest:", kTested, [](R&, A a) { on_proxy_test_ok(a, "proxyTest"); }, [](R&, E e) { on_proxy_test_error(e, "proxyTest"); }},
     {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), [](R&, A a) { on_proxy_added(a); }, [](R&, E e) { on_proxy_try_error(e); }},
     {"scope:", kAny, [](R& r, A a) { on_scope_settings_answer(r.chats, a); }, nullptr},
+
+    {"searchServer:", contains("\"@type\":\"chats\""), [](R& r, A a) { on_public_chats_found(a, r.searches, r.td); }, [](R& r, E e) { on_public_search_error(e, r.searches); }},
+    {"searchChat:", kChat, [](R& r, A a) { on_search_chat(a, r.searches, r.chats); }, [](R& r, E e) { on_search_chat_error(e, r.searches); }},
+    {"chatSearch:", kFoundChatMessages, [](R& r, A a) { on_chat_search_found(a, r.searches); }, [](R& r, E e) { on_chat_search_error(e, r.searches); }},
+    {"shared:", kFoundChatMessages, [](R&, A a) { on_shared_found(a); }, [](R&, E e) { on_shared_error(e); }},
 };
 // clang-format on
 

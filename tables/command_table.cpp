@@ -1,6 +1,7 @@
 #include "auth/auth_commands.h"
 #include "calls/call_commands.h"
 #include "commands/process_commands.h"
+#include "commands/search_commands.h"
 #include "frame/memtest.h"
 #include "proxy/proxy_commands.h"
 #include "tables/tables.h"
@@ -33,14 +34,14 @@ constexpr Command kCommands[] = {
     {"call_discard", "", kReady, [](R& r, C& c) { run_call_discard(c, r.td); }},
     {"chats", "", kReady, nullptr},
     {"resolve", "ERR usage resolve <username>", kReady, nullptr},
-    {"search_server64", "ERR usage search_server64 <req_id> <base64_utf8_query> [limit]", kReady, nullptr},
+    {"search_server64", "ERR usage search_server64 <req_id> <base64_utf8_query> [limit]", kReady, [](R& r, C& c) { run_search_server64(c, r.searches, r.td); }},
     {"open", "ERR usage open <chat_id> [anchor_message_id]", kReady, nullptr},
     {"close", "ERR usage close <chat_id>", kReady, nullptr},
     {"chat_info", "ERR usage chat_info <chat_id>", kReady, nullptr},
     {"user_info", "ERR usage user_info <user_id>", kReady, nullptr},
     {"open_user_chat", "ERR usage open_user_chat <user_id>", kReady, nullptr},
-    {"chat_search64", "ERR usage chat_search64 <req_id> <chat_id> <base64_utf8_query> [from_message_id] [limit]", kReady, nullptr},
-    {"shared64", "ERR usage shared64 <req_id> <chat_id> <kind> [from_message_id] [limit]", kReady, nullptr},
+    {"chat_search64", "ERR usage chat_search64 <req_id> <chat_id> <base64_utf8_query> [from_message_id] [limit]", kReady, [](R& r, C& c) { run_chat_search64(c, r.searches, r.td); }},
+    {"shared64", "ERR usage shared64 <req_id> <chat_id> <kind> [from_message_id] [limit]", kReady, [](R& r, C& c) { run_shared64(c, r.td); }},
     {"pinned_list", "ERR usage pinned_list <chat_id> [limit]", kReady, nullptr},
     {"mute_toggle", "ERR usage mute_toggle <chat_id>", kReady, nullptr},
     {"clear_history", "ERR usage clear_history <chat_id>", kReady, nullptr},

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "auth/auth.h"
+#include "commands/searches.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
 #include "proxy/proxy_commands.h"
@@ -16,5 +17,6 @@ struct Rooms {
   ChatTable chats;
   OpenChat open_chat;
   ProxyState proxy;
+  Searches searches;
   bool keep_running = true;
 };

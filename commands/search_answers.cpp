@@ -1,0 +1,242 @@
+#include "commands/search_answers.h"
+
+#include "commands/td_errors.h"
+#include "frame/channels.h"
+#include "json/scan.h"
+#include "json/text.h"
+#include "json/walk.h"
+#include "state/chat_object.h"
+#include "state/chat_requests.h"
+#include "state/message_events.h"
+#include "state/message_page.h"
+
+namespace {
+
+std::string begin_event(std::string_view type, std::int64_t req) {
+  std::string event = "{\"type\":\"" + std::string(type) + "\"";
+  append_int_member(event, "req", req);
+  return event;
+}
+
+void end_public_search_when_done(Searches& searches, std::int64_t req) {
+  if (finish_public_search(searches, req)) {
+    emit_event_json_line(begin_event("search_end", req) + "}");
+  }
+}
+
+// What a "searchChat:" tag says.
+struct FollowedChat {
+  std::int64_t req = 0;
+  std::uint64_t idx = 0;
+  std::int64_t chat_id = 0;
+};
+
+FollowedChat parse_followed_chat(std::string_view fields) {
+  FollowedChat followed;
+  followed.req = next_field_i64(fields);
+  followed.idx = static_cast<std::uint64_t>(next_field_i64(fields));
+  followed.chat_id = next_field_i64(fields);
+  return followed;
+}
+
+void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_json) {
+  const ChatObject chat = read_chat_object(chat_json);
+  std::string event = begin_event("search_chat", followed.req);
+  append_int_member(event, "idx", static_cast<std::int64_t>(followed.idx));
+  append_int_member(event, "id", value_int(chat.id, followed.chat_id));
+  append_int_member(event, "photo_small_id", extract_chat_photo_small_file_id(chat_json));
+  append_string_member(event, "chat_type", parse_chat_type(chat_json));
+  append_string_member(event, "title", value_string(chat.title));
+  event += '}';
+  emit_event_json_line(event);
+}
+
+void append_link_members(std::string& event, const MessagePreview& message,
+                         std::string_view message_json) {
+  if (!message.text.empty()) append_string_member(event, "text", message.text);
+  const std::string url = first_url(find_message_content(message_json));
+  if (!url.empty()) append_string_member(event, "url", url);
+}
+
+// Which series of shared media an answer belongs to.
+struct SharedSeries {
+  std::int64_t req = 0;
+  std::int64_t chat_id = 0;
+  std::string_view kind;
+};
+
+SharedSeries parse_shared_series(std::string_view fields) {
+  SharedSeries series;
+  series.req = next_field_i64(fields);
+  series.chat_id = next_field_i64(fields);
+  series.kind = next_field(fields);
+  return series;
+}
+
+std::string begin_shared_event(std::string_view type, const SharedSeries& series) {
+  std::string event = begin_event(type, series.req);
+  append_int_member(event, "chat_id", series.chat_id);
+  append_string_member(event, "kind", series.kind);
+  return event;
+}
+
+void emit_shared_item_event(const SharedSeries& series, std::int64_t idx,
+                            const MessagePreview& message, std::string_view message_json) {
+  std::string event = begin_shared_event("shared_item", series);
+  append_int_member(event, "idx", idx);
+  append_int_member(event, "id", message.id);
+  if (message.outgoing) append_bool_member(event, "outgoing", true);
+  append_media_members(event, message);
+  if (series.kind == "link") append_link_members(event, message, message_json);
+  event += '}';
+  emit_event_json_line(event);
+}
+
+// Offset of the byte behind so many UTF-16 units; of the text's end when it has no more.
+std::size_t utf16_offset(std::string_view text, std::size_t begin, std::int64_t units) {
+  std::size_t pos = begin;
+  while (pos < text.size() && units > 0) {
+    const auto lead = static_cast<unsigned char>(text[pos]);
+    units -= lead >= 0xF0 ? 2 : 1;
+    ++pos;
+    while (pos < text.size() && (static_cast<unsigned char>(text[pos]) & 0xC0) == 0x80) ++pos;
+  }
+  return pos;
+}
+
+std::string entity_url(std::string_view entity, std::string_view text) {
+  const std::string_view type = member_object(entity, "type");
+  const std::string_view name = object_type(type);
+  if (name == "textEntityTypeTextUrl") return member_string(type, "url");
+  if (name != "textEntityTypeUrl") return {};
+  const std::int64_t offset = member_int(entity, "offset");
+  if (offset < 0) return {};
+  const std::size_t begin = utf16_offset(text, 0, offset);
+  const std::size_t end = utf16_offset(text, begin, member_int(entity, "length"));
+  return std::string(text.substr(begin, end - begin));
+}
+
+}  // namespace
+
+std::string first_url(const ObjectText& content) {
+  const bool plain_text = own_type(content) == "messageText";
+  const ObjectText formatted = own_object(content, plain_text ? "text" : "caption");
+  const std::string text = own_string(formatted, "text");
+  ArrayWalk walk{member_array(formatted.text, "entities")};
+  for (std::string_view entity; next_element(walk, entity);) {
+    std::string url = entity_url(entity, text);
+    if (!url.empty()) return url;
+  }
+  return {};
+}
+
+void on_public_chats_found(const Answer& answer, Searches& searches, const TdClient& td) {
+  std::string_view fields = answer.fields;
+  const std::int64_t req = next_field_i64(fields);
+  PublicSearch* search = take_public_answer(searches, req);
+  if (search == nullptr) return;
+  std::uint64_t idx = 0;
+  for (const std::int64_t chat_id :
+       extract_json_int64_array_field(answer.text, "chat_ids", search->limit)) {
+    search->outstanding.insert({idx, chat_id});
+    td_request(td, make_get_chat(chat_id),
+               make_tag("searchChat", req, static_cast<std::int64_t>(idx), chat_id));
+    ++idx;
+  }
+  end_public_search_when_done(searches, req);
+}
+
+void on_public_search_error(const TdError& error, Searches& searches) {
+  std::string_view fields = error.fields;
+  const std::int64_t req = next_field_i64(fields);
+  dbg("TD_ERROR searchChatsOnServer");
+  if (take_public_answer(searches, req) == nullptr) return;
+  emit_action_error("search", 0, error);
+  end_public_search_when_done(searches, req);
+}
+
+void on_search_chat(const Answer& answer, Searches& searches, ChatTable& chats) {
+  const FollowedChat followed = parse_followed_chat(answer.fields);
+  (void)record_chat(chats, answer.text);
+  if (!take_followed_chat(searches, followed.req, followed.idx, followed.chat_id)) return;
+  emit_search_chat_event(followed, find_chat_object(answer.text));
+  end_public_search_when_done(searches, followed.req);
+}
+
+void on_search_chat_error(const TdError& error, Searches& searches) {
+  const FollowedChat followed = parse_followed_chat(error.fields);
+  dbg("TD_ERROR getChat (search)");
+  if (take_followed_chat(searches, followed.req, followed.idx, followed.chat_id)) {
+    end_public_search_when_done(searches, followed.req);
+  }
+}
+
+void on_chat_search_found(const Answer& answer, Searches& searches) {
+  std::string_view fields = answer.fields;
+  const std::int64_t req = next_field_i64(fields);
+  const std::int64_t chat_id = next_field_i64(fields);
+  if (!take_chat_answer(searches, req, chat_id)) return;
+  std::int64_t emitted = 0;
+  MessagePage page = open_message_page(answer.text);
+  MessagePreview message;
+  std::int64_t sender_user_id = 0;
+  for (; next_message(page, kFullMessage, message, sender_user_id); ++emitted) {
+    std::string event = begin_event("chat_search_item", req);
+    append_int_member(event, "chat_id", chat_id);
+    append_int_member(event, "idx", emitted);
+    append_int_member(event, "id", message.id);
+    append_bool_member(event, "outgoing", message.outgoing);
+    append_string_member(event, "text", message.text);
+    event += '}';
+    emit_event_json_line(event);
+  }
+  dbg("CHAT_SEARCH chat_id=" + std::to_string(chat_id) + " req=" + std::to_string(req) +
+      " emitted=" + std::to_string(emitted) + " total_count=" + std::to_string(page.total_count));
+  std::string event = begin_event("chat_search_end", req);
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "count", emitted);
+  append_int_member(event, "total_count", page.total_count);
+  event += '}';
+  emit_event_json_line(event);
+}
+
+void on_chat_search_error(const TdError& error, Searches& searches) {
+  std::string_view fields = error.fields;
+  const std::int64_t req = next_field_i64(fields);
+  const std::int64_t chat_id = next_field_i64(fields);
+  dbg("TD_ERROR searchChatMessages (chat_search)");
+  if (!take_chat_answer(searches, req, chat_id)) return;
+  emit_action_error("chat_search", chat_id, error);
+  std::string event = begin_event("chat_search_end", req);
+  append_int_member(event, "chat_id", chat_id);
+  event += ",\"count\":0}";
+  emit_event_json_line(event);
+}
+
+void on_shared_found(const Answer& answer) {
+  const SharedSeries series = parse_shared_series(answer.fields);
+  std::int64_t emitted = 0;
+  MessagePage page = open_message_page(answer.text);
+  std::string_view message_json;
+  MessagePreview message;
+  std::int64_t sender_user_id = 0;
+  while (next_message(page, message_json)) {
+    if (!parse_first_message(message_json, kFullMessage, message, sender_user_id)) continue;
+    emit_shared_item_event(series, emitted, message, message_json);
+    ++emitted;
+  }
+  std::string event = begin_shared_event("shared_end", series);
+  append_int_member(event, "count", emitted);
+  append_int_member(event, "total_count", page.total_count);
+  append_int_member(event, "next_from_message_id",
+                    own_int(object_text_at(answer.text, 0), "next_from_message_id"));
+  event += '}';
+  emit_event_json_line(event);
+}
+
+void on_shared_error(const TdError& error) {
+  report_td_error(error);
+  std::string event = begin_shared_event("shared_end", parse_shared_series(error.fields));
+  event += ",\"count\":0}";
+  emit_event_json_line(event);
+}

@@ -1,0 +1,55 @@
+#include "commands/searches.h"
+
+#include <algorithm>
+
+void begin_public_search(Searches& searches, std::int64_t req, unsigned limit) {
+  PublicSearch& search = searches.in_public[req];
+  if (search.waiting) ++search.superseded;
+  search.waiting = true;
+  search.limit = limit;
+  search.outstanding.clear();
+}
+
+PublicSearch* take_public_answer(Searches& searches, std::int64_t req) {
+  const auto found = searches.in_public.find(req);
+  if (found == searches.in_public.end() || !found->second.waiting) return nullptr;
+  PublicSearch& search = found->second;
+  if (search.superseded > 0) {
+    --search.superseded;
+    return nullptr;
+  }
+  search.waiting = false;
+  return &search;
+}
+
+bool take_followed_chat(Searches& searches, std::int64_t req, std::uint64_t idx,
+                        std::int64_t chat_id) {
+  const auto found = searches.in_public.find(req);
+  return found != searches.in_public.end() && found->second.outstanding.erase({idx, chat_id}) != 0;
+}
+
+bool finish_public_search(Searches& searches, std::int64_t req) {
+  const auto found = searches.in_public.find(req);
+  if (found == searches.in_public.end()) return false;
+  if (found->second.waiting || !found->second.outstanding.empty()) return false;
+  searches.in_public.erase(found);
+  return true;
+}
+
+void begin_chat_search(Searches& searches, std::int64_t req, std::int64_t chat_id) {
+  ChatSearch& search = searches.in_chat[req];
+  if (search.chat_id != 0) search.superseded.push_back(search.chat_id);
+  search.chat_id = chat_id;
+}
+
+bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id) {
+  const auto found = searches.in_chat.find(req);
+  if (found == searches.in_chat.end()) return false;
+  ChatSearch& search = found->second;
+  const auto older = std::find(search.superseded.begin(), search.superseded.end(), chat_id);
+  const bool present = older == search.superseded.end() && search.chat_id == chat_id;
+  if (older != search.superseded.end()) search.superseded.erase(older);
+  if (present) search.chat_id = 0;
+  if (search.chat_id == 0 && search.superseded.empty()) searches.in_chat.erase(found);
+  return present;
+}
