@@ -3,8 +3,8 @@
 //
 // fatal_signal_handler may run on any thread, in any state of the process. It and everything that
 // it calls (the append functions, read_crash_context, write_best_effort) is async-signal-safe:
-// stack buffers, lock-free loads of g_log_fd, g_log_mirror_fd and g_in_fatal_signal, plain loads
-// of g_events_fd and the two module bases (set once at start-up), write and _exit. Keep it so.
+// stack buffers, lock-free loads of the descriptors and of g_in_fatal_signal, plain loads of the
+// two module bases (set before the handlers are installed), write and _exit. Keep it so.
 #pragma once
 
 #include <signal.h>

@@ -1,0 +1,470 @@
+#include "frame/crash.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frame/alloc.h"
+#include "frame/channels.h"
+#include "frame/tdlib.h"
+#include "platform/crash_context.h"
+#include "platform/process_name.h"
+#include "tests/forked_child.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define TD_SANITIZED_ALLOCATOR 1
+#endif
+
+namespace {
+
+TEST(CrashAppend, StopsOneByteBeforeTheCapacity) {
+  const struct {
+    std::size_t cap, pos;
+    const char* text;
+    std::size_t end;
+    const char* content;  // of eight bytes that were all '.'
+  } kCases[] = {
+      {8, 0, "", 0, "........"},          {8, 0, "abc", 3, "abc....."},
+      {8, 3, "abc", 6, "...abc.."},       {8, 0, "abcdefghij", 7, "abcdefg."},
+      {8, 7, "x", 7, "........"},         {8, 8, "x", 8, "........"},
+      {1, 0, "x", 0, "........"},         {0, 0, "x", 0, "........"},
+      {4, 2, "long text", 3, "..l....."},
+  };
+  for (const auto& c : kCases) {
+    char buf[8];
+    std::memset(buf, '.', sizeof buf);
+    EXPECT_EQ(append_cstr(buf, c.cap, c.pos, c.text), c.end) << c.text;
+    EXPECT_EQ(std::string(buf, sizeof buf), c.content) << c.text;
+  }
+}
+
+TEST(CrashAppend, WritesNumbersWithoutSignFillOrPrefix) {
+  const struct {
+    std::uint64_t value;
+    const char* dec;
+    const char* hex;
+  } kCases[] = {
+      {0, "0", "0"},
+      {9, "9", "9"},
+      {10, "10", "a"},
+      {255, "255", "ff"},
+      {0x1000, "4096", "1000"},
+      {0x80000000u, "2147483648", "80000000"},
+      {UINT64_MAX, "18446744073709551615", "ffffffffffffffff"},
+  };
+  for (const auto& c : kCases) {
+    char buf[64];
+    EXPECT_EQ(std::string(buf, append_u64_dec(buf, sizeof buf, 0, c.value)), c.dec);
+    EXPECT_EQ(std::string(buf, append_u64_hex(buf, sizeof buf, 0, c.value)), c.hex);
+  }
+  char small[6] = "....!";
+  EXPECT_EQ(append_u64_dec(small, 4, 1, 98765), 3u);
+  EXPECT_EQ(std::string(small), ".98.!");
+  EXPECT_EQ(append_u64_hex(small, 4, 3, 0xabc), 3u);
+  EXPECT_EQ(std::string(small), ".98.!");
+}
+
+// A machine context whose registers hold what a test wants to read back.
+ucontext_t context_with(std::uint64_t pc, std::uint64_t lr, std::uint64_t sp) {
+  ucontext_t context = {};
+#if defined(__x86_64__)
+  static_cast<void>(lr);
+  auto& gregs = context.uc_mcontext.gregs;
+  gregs[REG_RIP] = static_cast<greg_t>(pc);
+  gregs[REG_RSP] = static_cast<greg_t>(sp);
+  gregs[REG_RDI] = 0xa0;
+  gregs[REG_RSI] = 0;
+  gregs[REG_RDX] = 0xa2;
+  gregs[REG_RCX] = -1;
+#elif defined(__aarch64__)
+  auto& machine = context.uc_mcontext;
+  machine.pc = pc;
+  machine.sp = sp;
+  machine.regs[30] = lr;
+  machine.regs[0] = 0xa0;
+  machine.regs[1] = 0;
+  machine.regs[2] = 0xa2;
+  machine.regs[3] = UINT64_MAX;
+#endif
+  return context;
+}
+constexpr char kRegisters[] = " r0=0xa0 r1=0x0 r2=0xa2 r3=0xffffffffffffffff\n";
+
+TEST(CrashContext, IsUnknownWithoutAMachineContext) {
+  const CrashContext none = read_crash_context(nullptr);
+  EXPECT_FALSE(none.known);
+  EXPECT_EQ(none.pc | none.lr | none.sp | none.r[0] | none.r[3], 0u);
+  const ucontext_t context = context_with(1, 0, 3);
+  const CrashContext some = read_crash_context(&context);
+  EXPECT_TRUE(some.known);
+  EXPECT_EQ(some.pc, 1u);
+  EXPECT_EQ(some.lr, 0u);
+  EXPECT_EQ(some.sp, 3u);
+}
+
+// One call of the handler by hand, and everything that it must write.
+struct HandCall {
+  const char* what;
+  int sig;
+  bool info;
+  int code;
+  std::uintptr_t addr;
+  bool context;
+  std::uint64_t pc, sp;
+  std::uintptr_t backend_base, tdjson_base;
+  std::string lines;  // to standard error, log and mirror
+  std::string event;
+};
+
+TEST(CrashHandler, WritesExactlyWhatIsKnown) {
+  const std::string kHead = "{\"type\":\"backend_fatal\",\"kind\":\"signal\",\"sig\":";
+  const HandCall kCalls[] = {
+      {"everything", SIGSEGV, true, 1, 0xdead0, true, 0x55501234, 0x7ffe10, 0x55500000, 0x55501000,
+       std::string("FATAL signal=11 (SIGSEGV) code=1 addr=0xdead0 pc=0x55501234\n"
+                   "FATAL ctx: pc=0x55501234 sp=0x7ffe10 pc_rel_backend=0x1234"
+                   " pc_rel_tdjson=0x234") +
+           kRegisters,
+       kHead + "11,\"code\":1,\"addr\":\"0xdead0\",\"pc\":\"0x55501234\",\"sp\":\"0x7ffe10\","
+               "\"backend_base\":\"0x55500000\",\"pc_rel_backend\":\"0x1234\","
+               "\"tdjson_base\":\"0x55501000\",\"pc_rel_tdjson\":\"0x234\"}\n"},
+      {"pc below both bases", SIGBUS, true, -6, 0, true, 0x10, 0, 0x20, 0x30,
+       std::string("FATAL signal=7 (SIGBUS) code=-6 addr=0x0 pc=0x10\n"
+                   "FATAL ctx: pc=0x10 pc_rel_backend=0x0 pc_rel_tdjson=0x0") +
+           kRegisters,
+       kHead + "7,\"code\":-6,\"addr\":\"0x0\",\"pc\":\"0x10\",\"backend_base\":\"0x20\","
+               "\"pc_rel_backend\":\"0x0\",\"tdjson_base\":\"0x30\",\"pc_rel_tdjson\":\"0x0\"}\n"},
+      {"pc 0, bases known", SIGILL, true, 2, 0, true, 0, 0x99, 0x20, 0x30,
+       std::string("FATAL signal=4 (SIGILL) code=2 addr=0x0\nFATAL ctx: sp=0x99") + kRegisters,
+       kHead + "4,\"code\":2,\"addr\":\"0x0\",\"sp\":\"0x99\",\"backend_base\":\"0x20\","
+               "\"tdjson_base\":\"0x30\"}\n"},
+      {"only the library's base", SIGFPE, false, 0, 0, true, 0x31, 0x99, 0, 0x30,
+       std::string("FATAL signal=8 (SIGFPE) pc=0x31\n"
+                   "FATAL ctx: pc=0x31 sp=0x99 pc_rel_tdjson=0x1") +
+           kRegisters,
+       kHead + "8,\"pc\":\"0x31\",\"sp\":\"0x99\",\"tdjson_base\":\"0x30\","
+               "\"pc_rel_tdjson\":\"0x1\"}\n"},
+      {"only the library's base, pc 0", SIGTRAP, false, 0, 0, false, 0, 0, 0, 0x30,
+       "FATAL signal=5 (SIGTRAP)\nFATAL ctx:\n", kHead + "5,\"tdjson_base\":\"0x30\"}\n"},
+      {"only the program's base", SIGABRT, true, -6, 0x3e8, true, 0x21, 0x99, 0x20, 0,
+       std::string("FATAL signal=6 (SIGABRT) code=-6 addr=0x3e8 pc=0x21\n"
+                   "FATAL ctx: pc=0x21 sp=0x99 pc_rel_backend=0x1") +
+           kRegisters,
+       kHead + "6,\"code\":-6,\"addr\":\"0x3e8\",\"pc\":\"0x21\",\"sp\":\"0x99\","
+               "\"backend_base\":\"0x20\",\"pc_rel_backend\":\"0x1\"}\n"},
+      {"empty context, no base: no second line", SIGSEGV, true, 1, 8, true, 0, 0, 0, 0,
+       "FATAL signal=11 (SIGSEGV) code=1 addr=0x8\n", kHead + "11,\"code\":1,\"addr\":\"0x8\"}\n"},
+      {"nothing known, another signal", 40, false, 0, 0, false, 0, 0, 0, 0, "FATAL signal=40 (?)\n",
+       kHead + "40}\n"},
+  };
+  for (const HandCall& c : kCalls) {
+    SCOPED_TRACE(c.what);
+    const ChildResult child = run_in_child([&c] {
+      g_backend_base = reinterpret_cast<void*>(c.backend_base);
+      g_tdjson_base = reinterpret_cast<void*>(c.tdjson_base);
+      g_hub_mode = true;  // the event goes past its filter
+      siginfo_t info = {};
+      info.si_code = c.code;
+      info.si_addr = reinterpret_cast<void*>(c.addr);
+      ucontext_t context = context_with(c.pc, 0, c.sp);
+      fatal_signal_handler(c.sig, c.info ? &info : nullptr, c.context ? &context : nullptr);
+    });
+    EXPECT_EQ(child.exit_status, 128 + c.sig);
+    EXPECT_EQ(child.err, c.lines);
+    EXPECT_EQ(child.log, c.lines);
+    EXPECT_EQ(child.mirror, c.lines);
+    EXPECT_EQ(child.events, c.event);
+    EXPECT_EQ(child.out, "");
+  }
+}
+
+TEST(CrashHandler, WithoutFilesOnlyStandardErrorIsWritten) {
+  const ChildResult child = run_in_child([] {
+    g_log_fd = -1;
+    g_log_mirror_fd = -1;
+    g_events_fd = -1;
+    fatal_signal_handler(SIGABRT, nullptr, nullptr);
+  });
+  EXPECT_EQ(child.exit_status, 134);
+  EXPECT_EQ(child.err, "FATAL signal=6 (SIGABRT)\n");
+  EXPECT_EQ(child.log + child.mirror + child.events + child.out, "");
+}
+
+// A child that installs the handlers and then faults for real.
+ChildResult crash(const std::function<void()>& fault) {
+  return run_in_child([&fault] {
+    g_backend_base = reinterpret_cast<void*>(std::uintptr_t{0x1000});
+    install_crash_handlers();
+    fault();
+  });
+}
+
+// The whole report of a real fault: two lines in the log, equal ones in the mirror, one event, and
+// the same pc and sp in all of them.
+void expect_whole_report(const ChildResult& child, int sig, const std::string& first_line) {
+  EXPECT_EQ(child.exit_status, 128 + sig);
+  const std::vector<std::string> lines =
+      match_whole(child.log, "(" + first_line +
+                                 ") pc=0x([0-9a-f]+)\nFATAL ctx: pc=0x([0-9a-f]+)"
+                                 "( lr=0x[0-9a-f]+)? sp=0x([0-9a-f]+) pc_rel_backend=0x([0-9a-f]+)"
+                                 " r0=0x[0-9a-f]+ r1=0x[0-9a-f]+ r2=0x[0-9a-f]+ r3=0x[0-9a-f]+\n");
+  ASSERT_FALSE(lines.empty()) << child.log;
+  EXPECT_EQ(lines[2], lines[3]);
+  EXPECT_EQ(std::stoull(lines[6], nullptr, 16), std::stoull(lines[2], nullptr, 16) - 0x1000);
+  EXPECT_EQ(child.mirror, child.log);
+  const std::vector<std::string> event = match_whole(
+      child.events,
+      "\\{\"type\":\"backend_fatal\",\"kind\":\"signal\",\"sig\":" + std::to_string(sig) +
+          ",\"code\":-?[0-9]+,\"addr\":\"0x[0-9a-f]+\",\"pc\":\"0x([0-9a-f]+)\","
+          "(\"lr\":\"0x[0-9a-f]+\",)?\"sp\":\"0x([0-9a-f]+)\",\"backend_base\":\"0x1000\","
+          "\"pc_rel_backend\":\"0x([0-9a-f]+)\"\\}\n");
+  ASSERT_FALSE(event.empty()) << child.events;
+  EXPECT_EQ(event[1], lines[2]);
+  EXPECT_EQ(event[3], lines[5]);
+  EXPECT_EQ(event[4], lines[6]);
+}
+
+void read_address_16() {
+  const volatile int* volatile bad = reinterpret_cast<const volatile int*>(std::uintptr_t{16});
+  static_cast<void>(*bad);
+}
+
+TEST(CrashReport, RealFaultsOfEveryKind) {
+  ChildResult child = crash(read_address_16);
+  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
+  EXPECT_EQ(child.err, child.log);
+  child = crash([] { std::abort(); });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 \\(SIGABRT\\) code=-6 addr=0x[0-9a-f]+");
+  EXPECT_EQ(child.err, child.log);
+  const struct {
+    int sig;
+    const char* name;
+  } kRaised[] = {{SIGBUS, "SIGBUS"}, {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"}, {SIGTRAP, "SIGTRAP"}};
+  for (const auto& c : kRaised) {
+    SCOPED_TRACE(c.name);
+    child = crash([&c] { raise(c.sig); });
+    expect_whole_report(
+        child, c.sig,
+        "FATAL signal=" + std::to_string(c.sig) + " \\(" + c.name + "\\) code=-6 addr=0x[0-9a-f]+");
+    EXPECT_EQ(child.err, child.log);
+  }
+}
+
+// Each frame touches its own 16 KiB; the sanitizers' own bookkeeping is kept out of it.
+__attribute__((noinline, no_sanitize("address", "thread", "undefined"))) int overflow(int depth) {
+  volatile char frame[16 * 1024];
+  frame[0] = static_cast<char>(depth);
+  frame[sizeof frame - 1] = frame[0];
+  const int deeper = depth < 0 ? 0 : overflow(depth + 1);
+  return deeper + frame[0] + frame[sizeof frame - 1];
+}
+
+TEST(CrashReport, StackOverflow) {
+  const ChildResult child = crash([] { overflow(0); });
+  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x[0-9a-f]+");
+}
+
+TEST(CrashReport, OnASecondThread) {
+  const ChildResult child = crash([] { std::thread(read_address_16).join(); });
+  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
+}
+
+TEST(CrashReport, InsideAnotherSignalsHandler) {
+  const ChildResult child = crash([] {
+    signal(SIGUSR1, [](int) {
+      sigset_t none;
+      sigemptyset(&none);
+      sigprocmask(SIG_SETMASK, &none, nullptr);  // the thread sanitizer has blocked them all
+      read_address_16();
+    });
+    raise(SIGUSR1);
+  });
+  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
+}
+
+TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
+  const ChildResult child = crash([] {
+    // Reading these facts faults before the first line.
+    fatal_signal_handler(SIGABRT, reinterpret_cast<siginfo_t*>(std::uintptr_t{16}), nullptr);
+  });
+  EXPECT_EQ(child.exit_status, 128 + SIGSEGV);
+  EXPECT_EQ(child.err + child.log + child.mirror + child.events, "");
+}
+
+TEST(CrashReport, WithTheAllocatorsLocksHeld) {
+  ChildResult child = crash([] {
+    g_mmap_alloc_lock = 1;
+    std::abort();
+  });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+#if !defined(TD_SANITIZED_ALLOCATOR)
+  // The C library finds its heap damaged, and aborts from inside malloc with the arena locked.
+  child = crash([] {
+    std::thread([] { pause(); }).detach();  // with one thread alone malloc takes no lock
+    constexpr std::size_t kBlockBytes = 100 * 1024;
+    for (int i = 0; i < 64; ++i) {  // sooner or later a block borders on the unused top
+      char* volatile block = static_cast<char*>(std::malloc(kBlockBytes));
+      std::memset(block + kBlockBytes, 0xff, 2 * sizeof(std::size_t));
+    }
+  });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+#endif
+}
+
+// Channels that take nothing must neither stop the report nor keep it from the others.
+TEST(CrashReport, OverBrokenChannels) {
+  ChildResult child = crash([] {
+    close(STDERR_FILENO);
+    std::abort();
+  });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+
+  child = crash([] {
+    int ends[2];
+    if (pipe(ends) != 0) _exit(1);
+    close(ends[0]);
+    dup2(ends[1], STDERR_FILENO);  // its reader has gone away
+    std::abort();
+  });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+
+  child = crash([] {
+    int ends[2];
+    if (pipe(ends) != 0) _exit(1);
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    const std::string chunk(4096, 'x');
+    while (write(ends[1], chunk.data(), chunk.size()) > 0) {
+    }
+    dup2(ends[1], STDERR_FILENO);  // its reader has stalled
+    std::abort();
+  });
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+
+  child = crash([] {
+    g_log_fd = open("/dev/full", O_WRONLY);
+    std::abort();
+  });
+  EXPECT_EQ(child.log, "");
+  child.log = child.mirror;
+  EXPECT_EQ(child.err, child.log);
+  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+}
+
+struct NullWhat : std::exception {
+  const char* what() const noexcept override { return nullptr; }
+};
+
+template <typename Exception>
+void escape(const Exception& exception) noexcept {
+  const std::function<void()> thrower = [&exception] { throw exception; };
+  thrower();
+}
+
+TEST(CrashTerminate, NamesTheException) {
+  const std::string kEvent = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
+  ASSERT_EQ(kEvent.size(), 44u);
+  const std::string long_text(600, 'w');
+  const struct {
+    const char* what;
+    std::function<void()> body;
+    std::string text;
+  } kCases[] = {
+      {"none", [] { std::terminate(); }, "FATAL terminate: no current exception\n"},
+      {"standard", [] { escape(std::runtime_error("x %s")); }, "FATAL terminate: x %s\n"},
+      {"other", [] { escape(7); }, "FATAL terminate: non-std exception\n"},
+      {"null text", [] { escape(NullWhat()); }, "FATAL terminate: (null)\n"},
+      {"being handled",
+       [] {
+         try {
+           throw std::logic_error("handled");
+         } catch (...) {
+           std::terminate();
+         }
+       },
+       "FATAL terminate: handled\n"},
+      {"on a thread", [] { std::thread([] { throw std::runtime_error("thread"); }).join(); },
+       "FATAL terminate: thread\n"},
+      {"too long", [&long_text] { escape(std::runtime_error(long_text)); },
+       ("FATAL terminate: " + long_text).substr(0, 511) + '\0'},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.what);
+    const ChildResult child = crash(c.body);
+    EXPECT_EQ(child.exit_status, 45);
+    EXPECT_EQ(child.err, c.text);
+    EXPECT_EQ(child.log, c.text);
+    EXPECT_EQ(child.mirror, c.text);
+    EXPECT_EQ(child.events, kEvent);
+  }
+}
+
+TEST(CrashMain, TurnsWhatEscapesIntoALineAndAStatus) {
+  const struct {
+    const char* text;
+    int status;
+    int (*body)(int, char**);
+  } kCases[] = {
+      {"", 9, [](int, char**) { return 9; }},
+      {"FATAL bad_alloc: std::bad_alloc\n", 42, [](int, char**) -> int { throw std::bad_alloc(); }},
+      {"FATAL exception: x\n", 43, [](int, char**) -> int { throw std::runtime_error("x"); }},
+      {"FATAL exception: (null)\n", 43, [](int, char**) -> int { throw NullWhat(); }},
+      {"FATAL unknown exception\n", 44, [](int, char**) -> int { throw 1; }},
+  };
+  for (const auto& c : kCases) {
+    const ChildResult child = run_in_child([&c] {
+      install_crash_handlers();
+      _exit(run_main(c.body, 0, nullptr));
+    });
+    EXPECT_EQ(child.exit_status, c.status);
+    EXPECT_EQ(child.err, c.text);
+    EXPECT_EQ(child.log + child.mirror + child.events, "");
+  }
+  char name[] = "name";
+  char* arguments[] = {name, nullptr};
+  const int passed_on = run_main(
+      [](int argc, char** argv) { return argc == 1 && argv[0][0] == 'n' ? 3 : 4; }, 1, arguments);
+  EXPECT_EQ(passed_on, 3);
+}
+
+TEST(CrashInstall, SetsSixSignalsWithAnEmptyMask) {
+  const ChildResult child = run_in_child([] {
+    install_crash_handlers();
+    bool good = std::get_terminate() == backend_terminate_handler;
+    struct sigaction now = {};
+    for (const int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) {
+      sigaction(sig, nullptr, &now);
+      good = good && now.sa_sigaction == fatal_signal_handler && sigisemptyset(&now.sa_mask) != 0;
+      constexpr int kFlags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+      good = good && (now.sa_flags & kFlags) == kFlags && (now.sa_flags & SA_RESETHAND) == 0;
+    }
+    sigaction(SIGPIPE, nullptr, &now);
+    good = good && now.sa_handler == SIG_IGN;
+    _exit(good ? 7 : 8);
+  });
+  EXPECT_EQ(child.exit_status, 7);
+}
+
+TEST(ProcessName, IsCutAtFifteenBytes) {
+  for (const char* name : {"TDLib UI Lumo", "a name of more than fifteen bytes"}) {
+    const ChildResult child = run_in_child([name] {
+      name_process(name);
+      char comm[32] = {};
+      pthread_getname_np(pthread_self(), comm, sizeof comm);
+      write_best_effort(STDOUT_FILENO, comm, std::strlen(comm));
+    });
+    EXPECT_EQ(child.out, std::string(name).substr(0, 15));
+  }
+}
+
+}  // namespace
