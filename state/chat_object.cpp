@@ -94,6 +94,10 @@ bool is_group_type(std::string_view chat_type) {
   return chat_type == "basic_group" || chat_type == "supergroup" || chat_type == "channel";
 }
 
+static std::int64_t photo_small_id(std::string_view photo) {
+  return std::max<std::int64_t>(member_int(member_object(photo, "small"), "id", 0), 0);
+}
+
 bool extract_position_main_order(std::string_view position, std::int64_t& order) {
   const std::string_view list = member_object(position, "list");
   const bool main =
@@ -101,22 +105,28 @@ bool extract_position_main_order(std::string_view position, std::int64_t& order)
   return main && known_order(object_member(position, "order"), order);
 }
 
-bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order) {
-  const std::string_view positions = member_array(chat_json, "positions");
-  if (positions.empty()) {
-    // No list of positions that could be walked: whatever main-list position the text shows.
-    const std::size_t marker = find_bytes(chat_json, kMainList);
-    if (marker == kNotFound) return false;
-    const std::int64_t found = extract_json_int64_field_loose(chat_json.substr(marker), "order");
-    if (found == -1) return false;
-    order = found;
-    return true;
-  }
+static bool positions_main_order(std::string_view positions, std::int64_t& order) {
   ArrayWalk walk{positions};
   for (std::string_view position; next_element(walk, position);) {
     if (extract_position_main_order(position, order)) return true;
   }
   return false;
+}
+
+// Where there is no list of positions to walk: behind the first marker of the main list.
+static bool first_main_order(std::string_view text, std::int64_t& order) {
+  const std::size_t marker = find_bytes(text, kMainList);
+  if (marker == kNotFound) return false;
+  const std::int64_t found = extract_json_int64_field_loose(text.substr(marker), "order");
+  if (found == -1) return false;
+  order = found;
+  return true;
+}
+
+bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order) {
+  const std::string_view positions = member_array(chat_json, "positions");
+  return positions.empty() ? first_main_order(chat_json, order)
+                           : positions_main_order(positions, order);
 }
 
 std::int64_t extract_chat_main_order(std::string_view chat_json) {
@@ -126,8 +136,7 @@ std::int64_t extract_chat_main_order(std::string_view chat_json) {
 }
 
 std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json) {
-  const std::string_view small = member_object(read_chat_object(chat_json).photo, "small");
-  return std::max<std::int64_t>(member_int(small, "id", 0), 0);
+  return photo_small_id(read_chat_object(chat_json).photo);
 }
 
 bool extract_chat_notification_settings(std::string_view settings_json, std::int32_t& mute_for,
@@ -140,4 +149,24 @@ bool extract_chat_notification_settings(std::string_view settings_json, std::int
   mute_for = static_cast<std::int32_t>(std::clamp<std::int64_t>(seconds, 0, kMost));
   use_default = default_value != "false";
   return true;
+}
+
+ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat) {
+  ChatDescription row;
+  row.id = chat_id;
+  row.title = value_string(chat.title);
+  row.type = chat_type_word(chat.type);
+  row.unread_count = value_int(chat.unread_count);
+  row.last_read_outbox_message_id = value_int(chat.last_read_outbox_message_id);
+  (void)positions_main_order(chat.positions, row.order);
+  row.photo_small_id = photo_small_id(chat.photo);
+  if (is_group_type(row.type)) {
+    const std::string_view key = row.type == "basic_group" ? "basic_group_id" : "supergroup_id";
+    row.group_id = std::max<std::int64_t>(member_int(chat.type, key, 0), 0);
+  }
+  if (value_is_object(chat.last_message)) {
+    (void)parse_first_message(chat.last_message, row.last, kChatPreview.max_text_bytes,
+                              kChatPreview.ellipsis);
+  }
+  return row;
 }

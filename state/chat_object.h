@@ -1,11 +1,13 @@
 // Reading TDLib's chat objects. Values come from the chat's own members, never from what nests in
 // it: a last message has ids, titles and counters of its own. An object that breaks off is read
-// by first occurrences up to the end of its text. Pure functions; views point into the text.
+// by first occurrences up to the end of its text. Views point into the text.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "state/message.h"
 
 // The raw values of the members that anybody reads; empty: missing.
 struct ChatObject {
@@ -45,3 +47,19 @@ std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json);
 // False when the settings say nothing about muting; the arguments are then untouched.
 bool extract_chat_notification_settings(std::string_view settings_json, std::int32_t& mute_for,
                                         bool& use_default);
+
+// What a chat object tells, for its event.
+struct ChatDescription {
+  std::int64_t id = 0;
+  std::string title;
+  std::string type;
+  std::int64_t unread_count = -1;                 // -1: unknown
+  std::int64_t last_read_outbox_message_id = -1;  // -1: unknown
+  std::int64_t order = 0;                         // main list; 0: none
+  std::int64_t photo_small_id = 0;
+  std::int64_t group_id = 0;  // the basic group or supergroup behind the chat; 0: none
+  MessagePreview last;        // id 0: none
+};
+// The chat list's view of a chat. A last message that is a service message may be remembered for
+// names that its sentence lacks.
+ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat);

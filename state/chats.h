@@ -13,7 +13,7 @@
 
 #include "frame/tdlib.h"
 #include "state/chat_object.h"
-#include "state/message.h"
+#include "state/membership.h"
 
 enum class NotifyScope { kUnknown, kPrivate, kGroup, kChannel };
 
@@ -62,8 +62,11 @@ struct ChatTable {
   std::unordered_map<std::int64_t, Chat> chats;
   std::unordered_map<std::int64_t, std::int64_t> peer_user_chat_id_cache;  // user: private chat
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
+  std::int64_t chat_list_gen = 0;    // of the last "chats" command
   std::vector<ChatListLoad> loads;   // the open ones; while there is any, live fetches wait
   std::vector<std::int64_t> missed;  // chats that wait for them to end, in order of arrival
+  std::unordered_map<std::int64_t, PendingChatMemberCheck> member_checks;       // by chat
+  std::unordered_map<std::int64_t, PendingLiveMemberCheck> live_member_checks;  // by chat
 };
 
 // The record, made when there is none. Never call with id 0.
@@ -78,18 +81,6 @@ std::string_view chat_title(const ChatTable& table, std::int64_t chat_id);
 std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id);
 // False: the mute state is not known (`muted` is then false, too).
 bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted);
-
-// What a chat object tells, for its event.
-struct ChatDescription {
-  std::int64_t id = 0;
-  std::string title;
-  std::string type;
-  std::int64_t unread_count = -1;                 // -1: unknown
-  std::int64_t last_read_outbox_message_id = -1;  // -1: unknown
-  std::int64_t order = 0;                         // main list; 0: none
-  std::int64_t photo_small_id = 0;
-  MessagePreview last;  // id 0: none
-};
 
 // Every chat object that TDLib shows goes through here: fills the record (title, type, scope,
 // notification settings, private chat of its user), and settles a notification that waited for

@@ -1,10 +1,17 @@
 #include "auth/auth_commands.h"
 #include "calls/call_commands.h"
+#include "commands/chat_action_commands.h"
+#include "commands/chat_find_commands.h"
+#include "commands/chat_info_commands.h"
+#include "commands/chat_list_commands.h"
+#include "commands/mute_commands.h"
 #include "commands/search_answers.h"
 #include "commands/td_errors.h"
 #include "frame/channels.h"
 #include "proxy/proxy_answers.h"
+#include "state/chat_loads.h"
 #include "state/learn_user.h"
+#include "state/live_chats.h"
 #include "state/notify_updates.h"
 #include "tables/tables.h"
 
@@ -17,11 +24,13 @@ using E = const TdError&;
 constexpr AnswerShape begins(std::string_view head, std::string_view other = "") {
   return {head, other, ""};
 }
-constexpr AnswerShape kAny{};
 constexpr AnswerShape contains(std::string_view marker) { return {"", "", marker}; }
+// For requests that a row or an end event waits for, too: whatever comes, the waiting ends.
+constexpr AnswerShape kAny{};
 constexpr AnswerShape kOk = begins("{\"@type\":\"ok\"");
 constexpr AnswerShape kChat = begins("{\"@type\":\"chat\"");
 constexpr AnswerShape kFoundChatMessages = contains("\"@type\":\"foundChatMessages\"");
+constexpr AnswerShape kUserFull = begins("{\"@type\":\"userFullInfo\"");
 constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
@@ -35,6 +44,28 @@ constexpr AnswerRow kAnswers[] = {
     {"checkPassword", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
     {"getMe", begins("{\"@type\":\"user\",\"id\":"), [](R&, A a) { on_me(a); }, nullptr},
     {"getUser:", kUser, [](R&, A a) { learn_user(a.text); }, [](R&, E) { dbg("TD_ERROR getUser"); }},
+
+    {"getChats:", kAny, [](R& r, A a) { on_chats(a, r.chats, r.td); }, [](R& r, E e) { on_chats_error(e, r.chats, r.td); }},
+    {"getChat:", kAny, [](R& r, A a) { take_list_chat(r.chats, r.td, a); }, [](R& r, E e) { on_list_chat_error(e, r.chats, r.td); }},
+    {"member:", kAny, [](R& r, A a) { take_member(r.chats, r.td, a); }, [](R& r, E e) { take_member_error(r.chats, r.td, e); }},
+    {"liveGetChat:", kAny, [](R& r, A a) { take_live_chat(r.chats, r.td, a); }, [](R& r, E e) { on_live_chat_error(e, r.chats); }},
+    {"liveMember:", kAny, [](R& r, A a) { take_live_member(r.chats, a); }, [](R& r, E e) { take_live_member_error(r.chats, e); }},
+    {"resolve:", kChat, [](R& r, A a) { on_resolve(a, r.chats); }, [](R&, E e) { on_resolve_error(e); }},
+    {"chatInfo:", kChat, [](R& r, A a) { on_chat_info(a, r.chats, r.td); }, [](R&, E e) { on_chat_info_error(e); }},
+    {"chatInfoUser:", kUser, [](R&, A a) { on_chat_info_user(a); }, nullptr},
+    {"chatInfoUserFull:", kUserFull, [](R&, A a) { on_chat_info_user_full(a); }, nullptr},
+    {"chatInfoBasic:", begins("{\"@type\":\"basicGroup\""), [](R& r, A a) { on_chat_info_group(a, r.chats); }, nullptr},
+    {"chatInfoBasicFull:", begins("{\"@type\":\"basicGroupFullInfo\""), [](R&, A a) { on_chat_info_group_full(a); }, nullptr},
+    {"chatInfoSuper:", begins("{\"@type\":\"supergroup\""), [](R& r, A a) { on_chat_info_group(a, r.chats); }, nullptr},
+    {"chatInfoSuperFull:", begins("{\"@type\":\"supergroupFullInfo\""), [](R&, A a) { on_chat_info_group_full(a); }, nullptr},
+    {"userInfoUser:", kUser, [](R&, A a) { on_user_info(a); }, [](R&, E) { on_user_info_error(); }},
+    {"userInfoUserFull:", kUserFull, [](R&, A a) { on_user_info_full(a); }, [](R&, E) { on_user_info_error(); }},
+    {"openUserChat:", kChat, [](R& r, A a) { on_open_user_chat(a, r.chats); }, [](R&, E e) { on_open_user_chat_error(e); }},
+    {"join:", kOk, [](R& r, A a) { on_joined(a, r.chats); }, [](R&, E e) { report_action_error("join", e); }},
+    {"leave:", kOk, [](R& r, A a) { on_left(a, r.chats); }, [](R&, E e) { report_action_error("leave", e); }},
+    {"clearHistory:", kOk, [](R&, A a) { on_history_cleared(a); }, [](R&, E e) { report_action_error("clear_history", e); }},
+    {"deleteChatHistory:", kOk, [](R& r, A a) { on_chat_deleted(a, r.chats); }, [](R& r, E e) { on_delete_chat_error(e, r.chats); }},
+    {"muteToggle:", kOk, [](R&, A a) { on_mute_toggled(a); }, [](R&, E e) { report_action_error("mute", e); }},
 
     {"callStart:", begins("{\"@type\":\"callId\""), [](R&, A a) { on_call_created(a); }, [](R&, E e) { on_call_error(e); }},
     {"callAccept:", kOk, nullptr, [](R&, E e) { on_call_error(e); }},

@@ -1,5 +1,10 @@
 #include "auth/auth_commands.h"
 #include "calls/call_commands.h"
+#include "commands/chat_action_commands.h"
+#include "commands/chat_find_commands.h"
+#include "commands/chat_info_commands.h"
+#include "commands/chat_list_commands.h"
+#include "commands/mute_commands.h"
 #include "commands/process_commands.h"
 #include "commands/search_commands.h"
 #include "frame/memtest.h"
@@ -32,23 +37,23 @@ constexpr Command kCommands[] = {
     {"call_accept", "", kReady, [](R& r, C& c) { run_call_accept(c, r.td); }},
     {"call_mute", "ERR usage call_mute <call_id> <0|1>", kReady, [](R&, C& c) { run_call_mute(c); }},
     {"call_discard", "", kReady, [](R& r, C& c) { run_call_discard(c, r.td); }},
-    {"chats", "", kReady, nullptr},
-    {"resolve", "ERR usage resolve <username>", kReady, nullptr},
+    {"chats", "", kReady, [](R& r, C& c) { run_chats(c, r.chats, r.td); }},
+    {"resolve", "ERR usage resolve <username>", kReady, [](R& r, C& c) { run_resolve(c, r.td); }},
     {"search_server64", "ERR usage search_server64 <req_id> <base64_utf8_query> [limit]", kReady, [](R& r, C& c) { run_search_server64(c, r.searches, r.td); }},
     {"open", "ERR usage open <chat_id> [anchor_message_id]", kReady, nullptr},
     {"close", "ERR usage close <chat_id>", kReady, nullptr},
-    {"chat_info", "ERR usage chat_info <chat_id>", kReady, nullptr},
-    {"user_info", "ERR usage user_info <user_id>", kReady, nullptr},
-    {"open_user_chat", "ERR usage open_user_chat <user_id>", kReady, nullptr},
+    {"chat_info", "ERR usage chat_info <chat_id>", kReady, [](R& r, C& c) { run_chat_info(c, r.td); }},
+    {"user_info", "ERR usage user_info <user_id>", kReady, [](R& r, C& c) { run_user_info(c, r.td); }},
+    {"open_user_chat", "ERR usage open_user_chat <user_id>", kReady, [](R& r, C& c) { run_open_user_chat(c, r.chats, r.td); }},
     {"chat_search64", "ERR usage chat_search64 <req_id> <chat_id> <base64_utf8_query> [from_message_id] [limit]", kReady, [](R& r, C& c) { run_chat_search64(c, r.searches, r.td); }},
     {"shared64", "ERR usage shared64 <req_id> <chat_id> <kind> [from_message_id] [limit]", kReady, [](R& r, C& c) { run_shared64(c, r.td); }},
     {"pinned_list", "ERR usage pinned_list <chat_id> [limit]", kReady, nullptr},
-    {"mute_toggle", "ERR usage mute_toggle <chat_id>", kReady, nullptr},
-    {"clear_history", "ERR usage clear_history <chat_id>", kReady, nullptr},
-    {"join", "ERR usage join <chat_id>", kReady, nullptr},
+    {"mute_toggle", "ERR usage mute_toggle <chat_id>", kReady, [](R& r, C& c) { run_mute_toggle(c, r.chats, r.td); }},
+    {"clear_history", "ERR usage clear_history <chat_id>", kReady, [](R& r, C& c) { run_clear_history(c, r.td); }},
+    {"join", "ERR usage join <chat_id>", kReady, [](R& r, C& c) { run_join(c, r.td); }},
     {"read", "ERR usage read <chat_id> <message_id>", kReady, nullptr},
-    {"leave", "ERR usage leave <chat_id>", kReady, nullptr},
-    {"delete_chat", "ERR usage delete_chat <chat_id>", kReady, nullptr},
+    {"leave", "ERR usage leave <chat_id>", kReady, [](R& r, C& c) { run_leave(c, r.td); }},
+    {"delete_chat", "ERR usage delete_chat <chat_id>", kReady, [](R& r, C& c) { run_delete_chat(c, r.chats, r.td); }},
     {"download", "ERR usage download <file_id>", kReady, nullptr},
     {"downloadp", "ERR usage downloadp <file_id>", kReady, nullptr},
     {"history", "ERR usage history <chat_id> [limit]", kReady, nullptr},

@@ -1,5 +1,6 @@
 #include "auth/auth.h"
 #include "calls/call_updates.h"
+#include "state/chat_updates.h"
 #include "state/connection_state.h"
 #include "state/learn_user.h"
 #include "state/message_updates.h"
@@ -28,6 +29,13 @@ constexpr UpdateRow kUpdates[] = {
     {"authorizationStateClosed", authorization},
     {"updateUser", [](R&, T text) { learn_user(text); }},
     {"updateUserStatus", [](R&, T text) { learn_user_status(text); }},
+    {"updateNewChat", [](R& r, T text) { on_new_chat(r.chats, text); }},
+    {"updateChatLastMessage", [](R& r, T text) { on_chat_last_message(r.chats, r.td, text); }},
+    {"updateChatPosition", [](R& r, T text) { on_chat_position(r.chats, text); }},
+    {"updateChatReadInbox", [](R& r, T text) { on_chat_read_inbox(r.chats, r.td, text); }},
+    {"updateChatReadOutbox", [](R& r, T text) { on_chat_read_outbox(r.chats, text); }},
+    {"updateChatOnlineMemberCount", [](R& r, T text) { on_chat_online_member_count(r.chats, text); }},
+    {"updateChatTitle", [](R& r, T text) { on_chat_title(r.chats, text); }},
     {"updateCall", [](R& r, T text) { on_update_call(r.chats, text); }},
     {"updateNewCallSignalingData", [](R&, T text) { on_update_new_call_signaling_data(text); }},
     {"updateNewMessage", [](R& r, T text) { on_new_message(r.chats, r.open_chat, r.td, text); }},

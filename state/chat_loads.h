@@ -1,0 +1,23 @@
+// Loads of the chat list. A load begins with "chats_begin" and ends with exactly one "chats_end",
+// after the last of its rows: once the list of ids has come and every chat in it has been shown,
+// refused or answered with an error. Loads may overlap; each has its own rows and end. No cache
+// holds a known chat's order or last message, so every chat of the list is fetched, and the
+// membership of groups is asked anew. Main thread only.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "frame/answer.h"
+#include "state/chats.h"
+
+// Opens a load and tells its number.
+std::int64_t begin_chat_load(ChatTable& table);
+// The ids of the load's chats; only the first list of an open load counts.
+void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
+                    const std::vector<std::int64_t>& chat_ids);
+// Answers to "getChat:" and "member:".
+void take_list_chat(ChatTable& table, const TdClient& td, const Answer& answer);
+void drop_list_chat(ChatTable& table, const TdClient& td, const TdError& error);
+void take_member(ChatTable& table, const TdClient& td, const Answer& answer);
+void take_member_error(ChatTable& table, const TdClient& td, const TdError& error);

@@ -1,0 +1,15 @@
+// TDLib's updates about chats. Updates of chats that this account has left are dropped, and what
+// an update lacks is left out or ends its handling. Main thread only.
+#pragma once
+
+#include <string_view>
+
+#include "state/chats.h"
+
+void on_new_chat(ChatTable& table, std::string_view text);
+void on_chat_last_message(ChatTable& table, const TdClient& td, std::string_view text);
+void on_chat_position(const ChatTable& table, std::string_view text);
+void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view text);
+void on_chat_read_outbox(const ChatTable& table, std::string_view text);
+void on_chat_online_member_count(const ChatTable& table, std::string_view text);
+void on_chat_title(ChatTable& table, std::string_view text);
