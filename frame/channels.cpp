@@ -45,7 +45,6 @@ void write_line_best_effort(int fd, const char* prefix, const char* msg) {
     return;
   }
   std::memcpy(line + prefix_len, msg, std::min(msg_len, kTextMax - prefix_len));
-  if (prefix_len + msg_len < kTextMax) line[prefix_len + msg_len] = '\n';
   line[kTextMax] = '\0';
   write_best_effort(fd, line, sizeof line);
 }

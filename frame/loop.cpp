@@ -23,7 +23,9 @@ static void split_lines(PendingInput& pending, std::vector<std::string>& lines) 
   }
   pending.bytes.erase(0, begin);
   // A line of megabytes leaves no megabytes behind.
-  if (pending.bytes.empty() && pending.bytes.capacity() > kKeptInput) pending.bytes = {};
+  if (pending.bytes.empty() && pending.bytes.capacity() > kKeptInput) {
+    std::string().swap(pending.bytes);
+  }
   pending.searched = pending.bytes.size();
 }
 

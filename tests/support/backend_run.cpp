@@ -80,7 +80,16 @@ void BackendRun::hold_clock() {
   clock_->mono_ns = 1'000'000LL * 1'000'000;
   clock_->wall_ns = 1'700'000'000LL * 1'000'000'000;
   env_["TD_HELD_CLOCK"] = path;
-  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held_clock.so";
+  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
+}
+
+void BackendRun::set_env_files(std::string_view tg_api, std::string_view tg_login) {
+  const std::string folder = dir_ / "accounts/1000/shared/misc/lumo";
+  std::filesystem::create_directories(folder);
+  write_file(folder + "/tg_api.env", tg_api);
+  write_file(folder + "/tg_login.env", tg_login);
+  env_["TD_HELD_ACCOUNTS"] = dir_ / "accounts";
+  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
 }
 
 void BackendRun::advance_ms(std::int64_t ms) {
@@ -152,6 +161,7 @@ void BackendRun::run_child(int in, int out, int err, int socket, int failed) con
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (real_) failure = leave_the_network();
   if (failure == nullptr && chdir(dir_.path().c_str()) != 0) failure = "chdir";
+  if (!input_path_.empty()) in = open(input_path_.c_str(), O_RDONLY);
   if (address_space_ != 0) {
     const rlimit limit = {static_cast<rlim_t>(address_space_), static_cast<rlim_t>(address_space_)};
     if (setrlimit(RLIMIT_AS, &limit) != 0) failure = "setrlimit";

@@ -79,6 +79,10 @@ class BackendRun {
   // Both clocks stand still and move by advance_ms() alone. They begin at one million
   // milliseconds (monotonic) and at 2023-11-14 22:13:20 UTC (wall).
   void hold_clock();
+  // The program finds these as its two environment files.
+  void set_env_files(std::string_view tg_api, std::string_view tg_login);
+  // The file or directory is its standard input, in the place of the test's pipe.
+  void set_input(const std::string& path) { input_path_ = path; }
   // The descriptor (0, 1 or 2) is closed when the program starts.
   void close_at_start(int fd) { closed_.push_back(fd); }
   // RLIMIT_AS of the program. Not for address-sanitizer builds, which reserve terabytes.
@@ -205,6 +209,7 @@ class BackendRun {
   std::map<std::string, std::string> env_;
   std::string library_ = "full";
   std::string argv0_;
+  std::string input_path_;
   std::vector<int> closed_;
   std::uint64_t address_space_ = 0;
   bool zlib_ = false;

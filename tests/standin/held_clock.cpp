@@ -1,6 +1,5 @@
 // Preloaded before the program: clock_gettime gives what the test has set. Every other clock,
-// and both when TD_HELD_CLOCK is not set, are the system's. Built without sanitizers, because
-// it is entered before their own start-up.
+// and both when TD_HELD_CLOCK is not set, are the system's.
 
 #include <fcntl.h>
 #include <sys/mman.h>
