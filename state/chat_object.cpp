@@ -28,8 +28,8 @@ constexpr Field kFields[] = {
     {"available_reactions", &ChatObject::available_reactions},
 };
 
-// The raw value behind the first occurrence of the key; what breaks off reaches to the end of the
-// text, except a string, which is then worth nothing.
+// The raw value behind the first occurrence of the key. An object or array that breaks off reaches
+// to the end of the text; half a number or string is worth nothing.
 std::string_view first_value(std::string_view text, std::string_view key) {
   const std::string pattern = "\"" + std::string(key) + "\":";
   const std::size_t at = find_bytes(text, pattern);
@@ -38,7 +38,7 @@ std::string_view first_value(std::string_view text, std::string_view key) {
   if (begin == std::string_view::npos) return {};
   const std::size_t end = skip_value(text, begin);
   if (end != kNotFound) return text.substr(begin, end - begin);
-  return text[begin] == '"' ? std::string_view() : text.substr(begin);
+  return text[begin] == '{' || text[begin] == '[' ? text.substr(begin) : std::string_view();
 }
 
 // A number, bare or quoted; -1 is what a missing one looks like.
