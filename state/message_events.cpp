@@ -89,9 +89,9 @@ void append_media_members(std::string& event, const MessagePreview& message) {
   append_positive(event, "media_size", message.media_size);
 }
 
-void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePreview& message,
-                        const Sender& sender) {
-  std::string event = begin_event("message", message, sender);
+static void emit_whole_message(std::string_view type, std::int64_t chat_id, std::int64_t gen,
+                               const MessagePreview& message, const Sender& sender) {
+  std::string event = begin_event(type, message, sender);
   append_int_member(event, "chat_id", chat_id);
   append_positive(event, "gen", gen);
   append_state_and_date(event, message);
@@ -100,6 +100,16 @@ void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePre
   append_media_members(event, message);
   append_reactions(event, chat_id, message);
   end_event(event);
+}
+
+void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePreview& message,
+                        const Sender& sender) {
+  emit_whole_message("message", chat_id, gen, message, sender);
+}
+
+void emit_message_preview_event(std::int64_t chat_id, const MessagePreview& message,
+                                const Sender& sender) {
+  emit_whole_message("message_preview", chat_id, 0, message, sender);
 }
 
 void emit_message_new_event(const MessagePreview& message, const Sender& sender) {

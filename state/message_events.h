@@ -19,6 +19,9 @@ Sender find_sender(std::int64_t user_id);
 // "message"; `gen` 0 for a live message.
 void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePreview& message,
                         const Sender& sender);
+// "message_preview": the same fields for a message that was asked for alone.
+void emit_message_preview_event(std::int64_t chat_id, const MessagePreview& message,
+                                const Sender& sender);
 // "message_new": the same fields in an order of its own, without a generation.
 void emit_message_new_event(const MessagePreview& message, const Sender& sender);
 // "message_update", unless an id is 0 or the text empty.

@@ -4,12 +4,19 @@
 #include "commands/chat_find_commands.h"
 #include "commands/chat_info_commands.h"
 #include "commands/chat_list_commands.h"
+#include "commands/history_answers.h"
+#include "commands/history_commands.h"
+#include "commands/message_actions.h"
 #include "commands/mute_commands.h"
+#include "commands/pinned_commands.h"
 #include "commands/search_answers.h"
+#include "commands/send_commands.h"
 #include "commands/td_errors.h"
+#include "commands/thread_commands.h"
 #include "frame/channels.h"
 #include "proxy/proxy_answers.h"
 #include "state/chat_loads.h"
+#include "state/downloads.h"
 #include "state/learn_user.h"
 #include "state/live_chats.h"
 #include "state/notify_updates.h"
@@ -33,6 +40,7 @@ constexpr AnswerShape kFoundChatMessages = contains("\"@type\":\"foundChatMessag
 constexpr AnswerShape kUserFull = begins("{\"@type\":\"userFullInfo\"");
 constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
+constexpr AnswerShape kMessage = begins("{\"@type\":\"message\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
 
 // clang-format off
@@ -66,6 +74,23 @@ constexpr AnswerRow kAnswers[] = {
     {"clearHistory:", kOk, [](R&, A a) { on_history_cleared(a); }, [](R&, E e) { report_action_error("clear_history", e); }},
     {"deleteChatHistory:", kOk, [](R& r, A a) { on_chat_deleted(a, r.chats); }, [](R& r, E e) { on_delete_chat_error(e, r.chats); }},
     {"muteToggle:", kOk, [](R&, A a) { on_mute_toggled(a); }, [](R&, E e) { report_action_error("mute", e); }},
+    {"history:", contains("\"@type\":\"messages\""), [](R& r, A a) { on_history(a, r.history, r.timers, r.td); }, [](R& r, E e) { on_history_error(e, r.history); }},
+    {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), [](R& r, A a) { on_thread_info(a, r.history, r.td); }, [](R&, E e) { on_thread_open_error(e); }},
+    {"pinned:", kMessage, [](R&, A a) { on_pinned_message(a); }, [](R&, E e) { on_pinned_message_error(e); }},
+    {"pinned_list:", kFoundChatMessages, [](R&, A a) { on_pinned_list(a); }, [](R&, E e) { on_pinned_list_error(e); }},
+    {"read:", kOk, [](R&, A a) { on_read(a); }, [](R&, E e) { report_action_error("read", e); }},
+
+    {"send:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
+    {"sendfile:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
+    {"sendvoice:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
+    {"sendvideonote:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
+    {"edit:", kMessage, nullptr, [](R&, E e) { report_message_error("edit_error", e); }},
+    {"delete:", kOk, nullptr, [](R&, E e) { on_delete_error(e); }},
+    {"react:", kOk, [](R&, A a) { on_reacted(a); }, [](R&, E e) { on_react_error(e); }},
+    {"pin:", kOk, [](R& r, A a) { on_pinned(a, r.pinned, r.td); }, [](R&, E e) { report_message_error("pin_error", e); }},
+    {"props:", contains("\"@type\":\"messageProperties\""), [](R&, A a) { on_message_properties(a); }, [](R&, E e) { report_message_error("message_properties_error", e); }},
+    {"preview:", kMessage, [](R&, A a) { on_message_preview(a); }, nullptr},
+    {"download:", begins("{\"@type\":\"file\""), [](R& r, A a) { on_download_answer(r.downloads, a.text); }, nullptr},
 
     {"callStart:", begins("{\"@type\":\"callId\""), [](R&, A a) { on_call_created(a); }, [](R&, E e) { on_call_error(e); }},
     {"callAccept:", kOk, nullptr, [](R&, E e) { on_call_error(e); }},

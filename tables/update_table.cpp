@@ -2,6 +2,7 @@
 #include "calls/call_updates.h"
 #include "state/chat_updates.h"
 #include "state/connection_state.h"
+#include "state/downloads.h"
 #include "state/learn_user.h"
 #include "state/message_updates.h"
 #include "state/notify_updates.h"
@@ -27,6 +28,7 @@ constexpr UpdateRow kUpdates[] = {
     {"authorizationStateReady", authorization},
     {"authorizationStateClosing", authorization},
     {"authorizationStateClosed", authorization},
+    {"updateFile", [](R& r, T text) { on_update_file(r.downloads, r.timers, text); }},
     {"updateUser", [](R&, T text) { learn_user(text); }},
     {"updateUserStatus", [](R&, T text) { learn_user_status(text); }},
     {"updateNewChat", [](R& r, T text) { on_new_chat(r.chats, text); }},

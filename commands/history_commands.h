@@ -1,0 +1,29 @@
+// A chat opened, paged through, jumped into, marked read and closed. Main thread only.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "commands/call.h"
+#include "commands/history_loads.h"
+#include "commands/pinned_commands.h"
+#include "frame/answer.h"
+#include "frame/tdlib.h"
+#include "state/open_chat.h"
+
+std::string make_get_chat_history(std::int64_t chat_id, std::int64_t from_message_id,
+                                  std::int64_t limit);
+// A negative offset asks for so many messages newer than `from_message_id`, too.
+std::string make_get_chat_history_with_offset(std::int64_t chat_id, std::int64_t from_message_id,
+                                              std::int64_t offset, std::int64_t limit);
+std::string make_open_chat(std::int64_t chat_id);
+
+void run_open(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, OpenChat& open_chat,
+              const TdClient& td);
+void run_close(CommandCall& call, HistoryLoads& loads, OpenChat& open_chat, const TdClient& td);
+void run_history(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, const TdClient& td);
+void run_history_more(CommandCall& call, HistoryLoads& loads, const TdClient& td);
+void run_history_jump(CommandCall& call, HistoryLoads& loads, const TdClient& td);
+
+void run_read(CommandCall& call, const TdClient& td);
+void on_read(const Answer& answer);

@@ -1,0 +1,118 @@
+#include "state/downloads.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "frame/channels.h"
+#include "frame/clock.h"
+#include "json/object_text.h"
+#include "json/text.h"
+
+namespace {
+
+constexpr std::int64_t kProgressIntervalMs = 300;
+
+FileProgress read_progress(const ObjectText& file, const ObjectText& local) {
+  FileProgress progress;
+  progress.downloaded = std::max<std::int64_t>(own_int(local, "downloaded_size"), 0);
+  progress.total = own_int(file, "size");
+  if (progress.total <= 0) {
+    progress.total = std::max<std::int64_t>(own_int(file, "expected_size"), 0);
+  }
+  progress.active = own_true(local, "is_downloading_active");
+  return progress;
+}
+
+void emit_file_event(std::int64_t file_id, const ObjectText& local) {
+  std::string event = "{\"type\":\"file\"";
+  append_int_member(event, "id", file_id);
+  append_string_member(event, "path", own_string(local, "path"));
+  event += '}';
+  emit_event_json_line(event);
+}
+
+void tell_progress(std::int64_t file_id, Download& download, std::int64_t now_ms) {
+  const FileProgress& progress = download.latest;
+  download.told = true;
+  download.late = false;
+  download.told_at_ms = now_ms;
+  download.told_percent = download_percent(progress.downloaded, progress.total);
+  download.told_active = progress.active;
+
+  std::string event = "{\"type\":\"file_progress\"";
+  append_int_member(event, "id", file_id);
+  append_int_member(event, "downloaded", progress.downloaded);
+  append_int_member(event, "total", progress.total);
+  append_bool_member(event, "active", progress.active);
+  event += '}';
+  emit_event_json_line(event);
+}
+
+// Without this line the UI would go on showing a download that has stopped.
+void tell_late(Downloads& downloads, Timers& timers, std::int64_t file_id) {
+  const std::int64_t due_ms = downloads[file_id].told_at_ms + kProgressIntervalMs;
+  add_timer(timers, due_ms, [&downloads, file_id, due_ms] {
+    const auto it = downloads.find(file_id);
+    if (it == downloads.end() || !it->second.late) return;
+    if (it->second.told_at_ms + kProgressIntervalMs != due_ms) return;  // a later line's timer
+    tell_progress(file_id, it->second, mono_ms());
+  });
+}
+
+void on_progress(Downloads& downloads, Timers& timers, std::int64_t file_id,
+                 const FileProgress& progress) {
+  Download& download = downloads[file_id];
+  const bool was_late = download.late;
+  download.latest = progress;
+  download.late = false;
+  const std::int64_t now_ms = mono_ms();
+  if (!download.told) return tell_progress(file_id, download, now_ms);
+  const std::int64_t percent = download_percent(progress.downloaded, progress.total);
+  const bool stopped = download.told_active && !progress.active;
+  if (percent == download.told_percent && progress.active == download.told_active) return;
+  if (now_ms - download.told_at_ms >= kProgressIntervalMs) {
+    return tell_progress(file_id, download, now_ms);
+  }
+  download.late = stopped;
+  if (stopped && !was_late) tell_late(downloads, timers, file_id);
+}
+
+// True when the file was followed and is complete; it has then been told.
+bool finish(Downloads& downloads, std::int64_t file_id, const ObjectText& local) {
+  if (!own_true(local, "is_downloading_completed")) return false;
+  if (downloads.erase(file_id) > 0) emit_file_event(file_id, local);
+  return true;
+}
+
+}  // namespace
+
+std::int64_t download_percent(std::int64_t downloaded, std::int64_t total) {
+  if (total <= 0 || downloaded <= 0) return 0;
+  if (downloaded >= total) return 100;
+  // Beyond this the product would not fit; such a total is well above 100.
+  if (downloaded > std::numeric_limits<std::int64_t>::max() / 100) {
+    return std::min<std::int64_t>(downloaded / (total / 100), 100);
+  }
+  return downloaded * 100 / total;
+}
+
+void follow_download(Downloads& downloads, std::int64_t file_id, Follow what) {
+  Download& download = downloads[file_id];
+  if (what == Follow::kProgress) download.wants_progress = true;
+}
+
+void on_update_file(Downloads& downloads, Timers& timers, std::string_view text) {
+  const ObjectText file = own_object(object_text_at(text, 0), "file");
+  const std::int64_t file_id = own_int(file, "id");
+  const auto it = downloads.find(file_id);
+  if (it == downloads.end()) return;
+  const ObjectText local = own_object(file, "local");
+  if (finish(downloads, file_id, local) || !it->second.wants_progress) return;
+  on_progress(downloads, timers, file_id, read_progress(file, local));
+}
+
+void on_download_answer(Downloads& downloads, std::string_view file_json) {
+  const ObjectText file = object_text_at(file_json, 0);
+  (void)finish(downloads, own_int(file, "id"), own_object(file, "local"));
+}
