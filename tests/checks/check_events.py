@@ -1,0 +1,56 @@
+#!/usr/bin/env python3
+"""Validates every event line that the suite has produced against docs/events.schema.json.
+
+usage: check_events.py SCHEMA.json EVENT_LINES_DIR PROTOCOL.md
+
+Also: the members stand in the order of the definition, every type that came up is described in
+the protocol document, and every type of the schema came up.
+"""
+import json
+import pathlib
+import re
+import sys
+
+import jsonschema
+
+
+def main():
+    schema_path, lines_dir, protocol_path = sys.argv[1:4]
+    schema = json.loads(pathlib.Path(schema_path).read_text())
+    jsonschema.Draft202012Validator.check_schema(schema)
+    validators = {name: jsonschema.Draft202012Validator({"$ref": f"#/$defs/{name}",
+                                                         "$defs": schema["$defs"]})
+                  for name in schema["properties"]["type"]["enum"]}
+    documented = set(re.findall(r'"type":"(\w+)"', pathlib.Path(protocol_path).read_text()))
+    errors, seen, lines = set(), set(), 0
+    for path in sorted(pathlib.Path(lines_dir).iterdir()):
+        # A text can be cut inside a character, which is no valid UTF-8 any more.
+        for line in path.read_bytes().decode("utf-8", "replace").split("\n"):
+            if not line:
+                continue
+            lines += 1
+            try:
+                event = json.loads(line)
+            except ValueError as error:
+                errors.add(f"{error}: {line[:300]}")
+                continue
+            name = event.get("type")
+            if name not in validators:
+                errors.add(f"no definition of {name!r}: {line[:300]}")
+                continue
+            seen.add(name)
+            for error in validators[name].iter_errors(event):
+                errors.add(f"{name}: {error.message}: {line[:300]}")
+            order = [key for key in schema["$defs"][name]["properties"] if key in event]
+            if list(event) != order:
+                errors.add(f"{name}: order is {list(event)}, not {order}")
+    errors |= {f"{name} is not in the protocol document" for name in seen - documented}
+    errors |= {f"no test has produced {name}" for name in validators.keys() - seen}
+    for error in sorted(errors)[:100]:
+        print(error)
+    print(f"{lines} lines of {len(seen)} types, {len(errors)} errors")
+    return 1 if errors or not lines else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
