@@ -151,14 +151,15 @@ TEST(Calls, UpdatesCarryWhatIsKnownOfThePeer) {
 
   run.deliver(R"({"@type":"updateUser","user":{"@type":"user","id":42,"first_name":"An\"n",)"
               R"("last_name":"Lee"}})");
+  run.deliver(R"({"@type":"updateNewChat","chat":{"@type":"chat","id":42,)"
+              R"("type":{"@type":"chatTypePrivate","user_id":42},"title":"Ann & Co"}})");
   run.forget();
   run.deliver(R"({"@type":"updateCall","call":{"@type":"call","id":12,"user_id":42,)"
               R"("is_outgoing":false,"state":{"@type":"callStatePending","is_created":true}}})");
-  EXPECT_EQ(
-      run.events(),
-      Lines{
-          R"({"type":"call_update","call_id":12,"user_id":42,"user_name":"An\"n Lee","outgoing":false,)"
-          R"("state":"callStatePending"})"});
+  EXPECT_EQ(run.events(),
+            Lines{R"({"type":"call_update","call_id":12,"user_id":42,"chat_id":42,)"
+                  R"("chat_title":"Ann & Co","user_name":"An\"n Lee","outgoing":false,)"
+                  R"("state":"callStatePending"})"});
   EXPECT_EQ(run.dbg_lines(), Lines{});
 }
 
