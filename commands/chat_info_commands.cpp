@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "frame/channels.h"
+#include "json/object_text.h"
 #include "json/scan.h"
-#include "json/search.h"
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chat_requests.h"
@@ -39,13 +39,6 @@ std::string begin_chat_info(std::int64_t chat_id) {
   std::string event = "{\"type\":\"chat_info\"";
   append_int_member(event, "chat_id", chat_id);
   return event;
-}
-
-// The object's own string; of one that breaks off, the first of that name.
-std::string string_of(std::string_view object, std::string_view key) {
-  const std::string_view own = object_member(object, key);
-  if (!own.empty() || skip_value(object, 0) != kNotFound) return value_string(own);
-  return extract_json_string_field(object, key);
 }
 
 std::vector<std::string> reaction_emojis(std::string_view reactions) {
@@ -109,7 +102,7 @@ bool append_user_members(std::string& event, std::string_view user_json) {
   if (user == nullptr) return false;
   append_string_member(event, "name", user_display_name(*user));
   append_string_member(event, "username", user->username);
-  append_string_member(event, "phone", string_of(user_json, "phone_number"));
+  append_string_member(event, "phone", own_string(object_text_at(user_json, 0), "phone_number"));
   return true;
 }
 
@@ -117,14 +110,15 @@ bool append_user_members(std::string& event, std::string_view user_json) {
 void append_about_member(std::string& event, std::string_view full_info) {
   const std::string_view bio = object_member(full_info, "bio");
   append_string_member(event, "about",
-                       value_is_object(bio) ? string_of(bio, "text") : string_of(full_info, "bio"));
+                       value_is_object(bio) ? own_string(object_text_at(bio, 0), "text")
+                                            : own_string(object_text_at(full_info, 0), "bio"));
 }
 
 // The name under which a public group is found.
 std::string group_username(std::string_view group) {
   const std::string_view usernames = member_object(group, "usernames");
   std::string name = member_string(usernames, "editable_username");
-  if (name.empty()) name = string_of(group, "username");
+  if (name.empty()) name = own_string(object_text_at(group, 0), "username");
   if (!name.empty()) return name;
   ArrayWalk walk{member_array(usernames, "active_usernames")};
   std::string_view first;
@@ -200,7 +194,8 @@ void on_chat_info_group_full(const Answer& answer) {
   const std::int64_t chat_id = next_field_i64(fields);
   if (chat_id == 0) return;
   std::string event = begin_chat_info(chat_id);
-  append_string_member(event, "description", string_of(answer.text, "description"));
+  append_string_member(event, "description",
+                       own_string(object_text_at(answer.text, 0), "description"));
   if (json_starts_with(answer.text, "{\"@type\":\"supergroupFullInfo\"")) {
     append_int_member(event, "linked_chat_id", member_int(answer.text, "linked_chat_id", 0));
   }

@@ -58,10 +58,10 @@ void run_mute_toggle(CommandCall& call, const ChatTable& chats, const TdClient& 
   const bool known = chat_muted(chats, chat_id, muted);
   const std::int64_t mute_for = known && !muted ? kMuteForever : 0;
   const Chat* chat = find_chat(chats, chat_id);
-  if (chat == nullptr || chat->notification_settings.empty()) {
+  if (chat == nullptr || chat->notification_settings == nullptr) {
     return refuse(chat_id, "missing_notification_settings", "ERR mute_toggle_settings_missing");
   }
-  std::string settings = chat->notification_settings;
+  std::string settings = *chat->notification_settings;
   if (!patch_mute_for(settings, mute_for)) {
     return refuse(chat_id, "patch_failed", "ERR mute_toggle_patch_failed");
   }

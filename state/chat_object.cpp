@@ -55,29 +55,32 @@ std::string_view find_chat_object(std::string_view json) {
   const std::size_t marker = find_bytes(json, "\"@type\":\"chat\"");
   if (marker == kNotFound || marker == 0) return {};
   // The type comes first; where it does not, the text itself is taken to be the chat.
-  const std::size_t begin = json[marker - 1] == '{' ? marker - 1 : 0;
-  const std::size_t end = skip_value(json, begin);
-  return end == kNotFound ? json.substr(begin) : json.substr(begin, end - begin);
+  return json.substr(json[marker - 1] == '{' ? marker - 1 : 0);
+}
+
+static void set_field(ChatObject& chat, const JsonMember& member) {
+  for (const Field& field : kFields) {
+    if (member.key != field.key) continue;
+    if ((chat.*field.value).empty()) chat.*field.value = member.value;
+    return;
+  }
 }
 
 ChatObject read_chat_object(std::string_view chat_json) {
   ChatObject chat;
-  if (skip_value(chat_json, 0) == kNotFound) {
-    for (const Field& field : kFields) chat.*field.value = first_value(chat_json, field.key);
-    return chat;
-  }
   ObjectWalk walk{chat_json};
+  std::size_t end = 1;  // past the last member
   for (JsonMember member; next_member(walk, member);) {
-    for (const Field& field : kFields) {
-      if (member.key != field.key) continue;
-      if ((chat.*field.value).empty()) chat.*field.value = member.value;
-      break;
-    }
+    set_field(chat, member);
+    end = static_cast<std::size_t>(member.value.data() - chat_json.data()) + member.value.size();
   }
+  const std::size_t brace = chat_json.find_first_not_of(" \t\r\n", end);
+  if (brace != std::string_view::npos && chat_json[brace] == '}') return chat;
+  for (const Field& field : kFields) chat.*field.value = first_value(chat_json, field.key);
   return chat;
 }
 
-std::string chat_type_word(std::string_view type_object) {
+std::string_view chat_type_word(std::string_view type_object) {
   const std::string_view type = object_type(type_object);
   if (type == "chatTypePrivate") return "private";
   if (type == "chatTypeSecret") return "secret";
@@ -87,7 +90,7 @@ std::string chat_type_word(std::string_view type_object) {
 }
 
 std::string parse_chat_type(std::string_view chat_json) {
-  return chat_type_word(read_chat_object(chat_json).type);
+  return std::string(chat_type_word(read_chat_object(chat_json).type));
 }
 
 bool is_group_type(std::string_view chat_type) {

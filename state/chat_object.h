@@ -23,14 +23,14 @@ struct ChatObject {
   std::string_view available_reactions;
 };
 
-// The first chat object in `json`, to its closing brace or to the end; empty when there is none.
+// The text from the first chat object's brace on; empty when there is none.
 std::string_view find_chat_object(std::string_view json);
-// One pass over the chat (find_chat_object).
+// One pass over the chat at the front of the text.
 ChatObject read_chat_object(std::string_view chat_json);
 
 // "private", "secret", "basic_group", "supergroup", "channel" or "unknown".
 std::string parse_chat_type(std::string_view chat_json);
-std::string chat_type_word(std::string_view type_object);
+std::string_view chat_type_word(std::string_view type_object);
 // Basic groups, supergroups and channels: what one can be a member of.
 bool is_group_type(std::string_view chat_type);
 

@@ -45,12 +45,25 @@ static NotifyScope scope_of(std::string_view chat_type) {
   return chat_type == "channel" ? NotifyScope::kChannel : NotifyScope::kUnknown;
 }
 
-bool record_notification_settings(Chat& chat, std::string_view settings) {
+// Chats that were never muted have the same settings word for word. Those with a time of their own
+// differ with every second, and are not worth remembering.
+static std::shared_ptr<const std::string> keep_settings(ChatTable& table, std::string_view settings,
+                                                        bool use_default) {
+  if (!use_default) return std::make_shared<const std::string>(settings);
+  const auto found = table.shared_settings.find(settings);
+  if (found != table.shared_settings.end()) return found->second;
+  const auto kept = std::make_shared<const std::string>(settings);
+  return table.shared_settings.emplace(*kept, kept).first->second;
+}
+
+bool record_notification_settings(ChatTable& table, Chat& chat, std::string_view settings) {
   ChatNotifySettingsCache read{true, 0, false};
   const bool parsed =
       extract_chat_notification_settings(settings, read.mute_for, read.use_default_mute_for);
   if (parsed) chat.notify = read;
-  if (parsed || chat.notification_settings.empty()) chat.notification_settings = settings;
+  if (parsed || chat.notification_settings == nullptr) {
+    chat.notification_settings = keep_settings(table, settings, read.use_default_mute_for);
+  }
   return parsed;
 }
 
@@ -67,14 +80,13 @@ std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const Chat
   if (chat_id == 0) return 0;
   Chat& chat = chat_record(table, chat_id);
   if (!object.title.empty()) chat.title = value_string(object.title);
-  const std::string type = chat_type_word(object.type);
+  const std::string_view type = chat_type_word(object.type);
   if (type != "unknown") {
-    chat.type = type;
     chat.scope = scope_of(type);
     record_peer(table, chat_id, type, member_int(object.type, "user_id", 0));
   }
   if (value_is_object(object.notification_settings)) {
-    (void)record_notification_settings(chat, object.notification_settings);
+    (void)record_notification_settings(table, chat, object.notification_settings);
   }
   return chat_id;
 }
@@ -87,7 +99,8 @@ std::int64_t record_chat(ChatTable& table, std::string_view chat_json) {
   if (chat_id == 0) return 0;
   // For a group the membership verdict comes first; the fetch that brings it settles then.
   const Chat& chat = chat_record(table, chat_id);
-  if (!is_group_type(chat.type) || chat.is_member.has_value()) {
+  const bool is_group = chat.scope == NotifyScope::kGroup || chat.scope == NotifyScope::kChannel;
+  if (!is_group || chat.is_member.has_value()) {
     settle_hub_notification(table, chat_id);
   }
   return chat_id;

@@ -15,7 +15,7 @@
 #include "state/chat_object.h"
 #include "state/membership.h"
 
-enum class NotifyScope { kUnknown, kPrivate, kGroup, kChannel };
+enum class NotifyScope : unsigned char { kUnknown, kPrivate, kGroup, kChannel };
 
 struct ChatNotifySettingsCache {
   bool known = false;
@@ -33,16 +33,16 @@ struct PendingHubNotification {
 };
 
 struct Chat {
-  std::optional<bool> is_member;             // false: hidden from the UI; absent: not known
-  std::optional<std::int64_t> unread_count;  // last one reported
   std::string title;
-  std::string type;  // "private", "secret", "basic_group", "supergroup", "channel" or empty
-  NotifyScope scope = NotifyScope::kUnknown;
+  std::int64_t unread_count = -1;  // last one reported; -1: none
+  // The raw object as last received; null: never. Most chats have the same one and share it.
+  std::shared_ptr<const std::string> notification_settings;
   ChatNotifySettingsCache notify;
-  std::string notification_settings;  // raw object as last received; empty: never
-  bool row_written = false;           // the UI shows it: its "chat" event has been written
-  bool fetch_pending = false;         // a live fetch or its membership check is under way
-  bool fetch_missed = false;          // wanted while the chat list was being loaded
+  NotifyScope scope = NotifyScope::kUnknown;
+  std::optional<bool> is_member;  // false: hidden from the UI; absent: not known
+  bool row_written = false;       // the UI shows it: its "chat" event has been written
+  bool fetch_pending = false;     // a live fetch or its membership check is under way
+  bool fetch_missed = false;      // wanted while the chat list was being loaded
   std::unique_ptr<PendingHubNotification> waiting;  // the newest one, or null
 };
 
@@ -62,6 +62,8 @@ struct ChatTable {
   std::unordered_map<std::int64_t, Chat> chats;
   std::unordered_map<std::int64_t, std::int64_t> peer_user_chat_id_cache;  // user: private chat
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
+  // Raw settings that leave muting to the scope, by their text.
+  std::unordered_map<std::string_view, std::shared_ptr<const std::string>> shared_settings;
   std::int64_t chat_list_gen = 0;    // of the last "chats" command
   std::vector<ChatListLoad> loads;   // the open ones; while there is any, live fetches wait
   std::vector<std::int64_t> missed;  // chats that wait for them to end, in order of arrival
@@ -90,7 +92,7 @@ std::int64_t record_chat(ChatTable& table, std::string_view chat_json);
 std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object);
 // A chat's "notification_settings" object: kept as it is, and its mute state. False when it says
 // nothing about muting; what was known before then stays.
-bool record_notification_settings(Chat& chat, std::string_view settings);
+bool record_notification_settings(ChatTable& table, Chat& chat, std::string_view settings);
 // The verdict of a membership check, a join or a leave. A chat that is no longer shown is
 // described anew when it comes back.
 void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member);

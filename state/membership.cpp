@@ -1,8 +1,8 @@
 #include "state/membership.h"
 
 #include "frame/channels.h"
+#include "json/object_text.h"
 #include "json/scan.h"
-#include "json/search.h"
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chat_requests.h"
@@ -45,10 +45,7 @@ std::string chat_member_status_kind(std::string_view status_json) {
 }
 
 std::string_view group_status(std::string_view group_json) {
-  const std::string_view status = member_object(group_json, "status");
-  if (!status.empty() || skip_value(group_json, 0) != kNotFound) return status;
-  const std::size_t key = find_bytes(group_json, "\"status\":");
-  return key == kNotFound ? std::string_view() : group_json.substr(key);
+  return own_object(object_text_at(group_json, 0), "status").text;
 }
 
 void send_member_check(const TdClient& td, MemberFlow flow, const ChatDescription& chat) {

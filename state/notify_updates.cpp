@@ -45,7 +45,7 @@ void on_chat_notification_settings(ChatTable& chats, std::string_view text) {
   const std::string_view settings = member_object(text, "notification_settings");
   if (chat_id == 0) return;
   Chat& chat = chat_record(chats, chat_id);
-  if (!record_notification_settings(chat, settings)) return;
+  if (!record_notification_settings(chats, chat, settings)) return;
   const ChatNotifySettingsCache& notify = chat.notify;
   dbg("CHAT_NOTIFY chat_id=" + std::to_string(chat_id) +
       " mute_for=" + std::to_string(notify.mute_for) +

@@ -170,8 +170,8 @@ TEST(NotificationSettings, MutingIsOwnOrTheScopes) {
   EXPECT_FALSE(muted);
 
   // Settings that say nothing about muting leave what was known.
-  EXPECT_FALSE(record_notification_settings(chat_record(table, text.id), "{}"));
-  EXPECT_EQ(find_chat(table, text.id)->notification_settings, text.settings);
+  EXPECT_FALSE(record_notification_settings(table, chat_record(table, text.id), "{}"));
+  EXPECT_EQ(*find_chat(table, text.id)->notification_settings, text.settings);
 }
 
 TEST(NotificationSettings, Patching) {

@@ -36,7 +36,13 @@ inline std::string mute_settings(bool use_default, std::int64_t mute_for) {
   return std::string(R"({"@type":"chatNotificationSettings","use_default_mute_for":)") +
          (use_default ? "true" : "false") + R"(,"mute_for":)" + std::to_string(mute_for) +
          R"(,"use_default_sound":true,"sound_id":"0","use_default_show_preview":true,)"
-         R"("show_preview":true,"use_default_mute_stories":true,"mute_stories":false})";
+         R"("show_preview":true,"use_default_mute_stories":true,"mute_stories":false,)"
+         R"("use_default_story_sound":true,"story_sound_id":"0",)"
+         R"("use_default_show_story_poster":true,"show_story_poster":true,)"
+         R"("use_default_disable_pinned_message_notifications":true,)"
+         R"("disable_pinned_message_notifications":false,)"
+         R"("use_default_disable_mention_notifications":true,)"
+         R"("disable_mention_notifications":false})";
 }
 
 inline std::string position(const std::string& list, const std::string& order,
