@@ -367,10 +367,7 @@ static const char* receive_by_order(double timeout) {
 
 __attribute__((constructor)) static void loaded() {
   const char* fd = std::getenv("TD_STANDIN_FD");
-  if (fd == nullptr) {
-    prepare_flood();
-    return;
-  }
+  if (fd == nullptr) return;
   g_fd = std::atoi(fd);
   const char* armcap = std::getenv("OPENSSL_armcap");
   const bool zlib = dlsym(RTLD_DEFAULT, "standin_zlib_mark") != nullptr;
@@ -385,6 +382,8 @@ __attribute__((constructor)) static void loaded() {
 extern "C" {
 
 int td_create_client_id() {
+  // Not when the library is loaded: its own tables are made only after that.
+  if (g_fd < 0) prepare_flood();
   const char* id = std::getenv("TD_STANDIN_CLIENT_ID");
   int client_id = id != nullptr ? std::atoi(id) : 1;
   if (g_real.create_client_id != nullptr) client_id = g_real.create_client_id();
