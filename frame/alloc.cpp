@@ -134,46 +134,41 @@ bool try_mmap_free(void* p) {
   return true;
 }
 
-// The hot paths below are a size comparison, malloc and a null test on the one side, an address
-// test and free on the other; everything else is kept out of line.
 namespace {
 
 bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_large_threshold; }
 
+// `caller` is the code that asked, null for the nothrow forms.
 [[gnu::noinline, gnu::cold]] void* out_of_memory(std::size_t size, const void* caller) {
   if (caller == nullptr) return nullptr;
   log_oom(size, caller);
   throw std::bad_alloc();
 }
 
-// `caller` is the code that asked, null for the nothrow forms.
-[[gnu::noinline, gnu::cold]] void* allocate_after_malloc(std::size_t size, const void* caller) {
-  if (void* p = try_mmap_alloc(size)) return p;
-  return out_of_memory(size, caller);
-}
-
-[[gnu::noinline]] void* allocate_large(std::size_t size, const void* caller) {
+// The whole of an allocation.
+[[gnu::noinline]] void* allocate_any(std::size_t size, const void* caller) {
+  if (size == 0) size = 1;
   if (is_large(size)) {
     if (void* p = try_mmap_alloc(size)) return p;
   }
   if (void* p = std::malloc(size)) return p;
-  return allocate_after_malloc(size, caller);
+  if (void* p = try_mmap_alloc(size)) return p;
+  return out_of_memory(size, caller);
 }
 
-[[gnu::always_inline]] inline void* allocate(std::size_t size, const void* caller) {
-  size += size == 0 ? 1 : 0;
-  if (__builtin_expect(size >= g_mmap_large_threshold, 0)) return allocate_large(size, caller);
-  void* p = std::malloc(size);
-  if (__builtin_expect(p == nullptr, 0)) return allocate_after_malloc(size, caller);
-  return p;
+// The hot path of new: null for a request that allocate_any has to look at. It leaves the switch
+// alone, which decides about large requests only, and asks malloc once more after a failure.
+[[gnu::always_inline]] inline void* allocate_small(std::size_t size) {
+  if (__builtin_expect(size == 0 || size >= g_mmap_large_threshold, 0)) return nullptr;
+  return std::malloc(size);
 }
 
 // A mapping is aligned to the page and no further: what wants more comes from malloc alone.
 [[gnu::noinline]] void* allocate_aligned(std::size_t size, std::align_val_t align,
                                          const void* caller) {
   const auto alignment = static_cast<std::size_t>(align);
-  if (alignment <= alignof(std::max_align_t)) return allocate(size, caller);
-  size += size == 0 ? 1 : 0;
+  if (alignment <= alignof(std::max_align_t)) return allocate_any(size, caller);
+  if (size == 0) size = 1;
   const bool mappable = alignment <= page_size();
   if (mappable && is_large(size)) {
     if (void* p = try_mmap_alloc(size)) return p;
@@ -182,13 +177,17 @@ bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_l
   const int error = posix_memalign(&p, alignment, size);
   if (error == 0) return p;
   errno = error;
-  return mappable ? allocate_after_malloc(size, caller) : out_of_memory(size, caller);
+  if (mappable) {
+    if (void* mapped = try_mmap_alloc(size)) return mapped;
+  }
+  return out_of_memory(size, caller);
 }
 
 [[gnu::noinline]] void deallocate_page_aligned(void* p) noexcept {
   if (!try_mmap_free(p)) std::free(p);
 }
 
+// The hot path of delete.
 [[gnu::always_inline]] inline void deallocate(void* p) noexcept {
   if (__builtin_expect(starts_on_page(p), 0)) return deallocate_page_aligned(p);
   std::free(p);
@@ -198,13 +197,21 @@ bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_l
 
 #define TD_CALLER __builtin_return_address(0)
 
-void* operator new(std::size_t size) { return allocate(size, TD_CALLER); }
-void* operator new[](std::size_t size) { return allocate(size, TD_CALLER); }
+void* operator new(std::size_t size) {
+  if (void* p = allocate_small(size)) return p;
+  return allocate_any(size, TD_CALLER);
+}
+void* operator new[](std::size_t size) {
+  if (void* p = allocate_small(size)) return p;
+  return allocate_any(size, TD_CALLER);
+}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, nullptr);
+  if (void* p = allocate_small(size)) return p;
+  return allocate_any(size, nullptr);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, nullptr);
+  if (void* p = allocate_small(size)) return p;
+  return allocate_any(size, nullptr);
 }
 void* operator new(std::size_t size, std::align_val_t align) {
   return allocate_aligned(size, align, TD_CALLER);
