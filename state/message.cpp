@@ -1,107 +1,108 @@
 #include "state/message.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "json/scan.h"
 #include "json/search.h"
-#include "json/walk.h"
-#include "state/message_media.h"
+#include "state/message_content.h"
 #include "state/reactions.h"
 #include "state/service_messages.h"
 
 namespace {
 
-constexpr std::string_view kMessageMarker = "\"@type\":\"message\",\"id\":";
-
-// The members of a message that a record is made of, as they stand in the text.
-struct MessageMembers {
-  std::int64_t chat_id = 0;
-  std::int64_t date = 0;
-  bool outgoing = false;
-  bool forwarded = false;
-  ObjectText sender;
-  ObjectText sending_state;
-  ObjectText reply_to;
-  ObjectText topic;
-  ObjectText interaction;
-  ObjectText content;
+// What a message's text tells, before the rules of the record are applied.
+struct MessageParts {
+  std::int64_t sender_user_id = 0;
+  Interaction interaction;
+  Content content;
 };
 
-void take_member(MessageMembers& found, std::string_view key, std::string_view value) {
-  if (key == "chat_id") {
-    found.chat_id = value_int(value, 0);
-  } else if (key == "date") {
-    found.date = value_int(value, 0);
-  } else if (key == "is_outgoing") {
-    found.outgoing = value_true(value);
-  } else if (key == "forward_info") {
-    found.forwarded = value_is_object(value);
-  } else if (key == "sender_id") {
-    found.sender = object_text_of(value);
-  } else if (key == "sending_state") {
-    found.sending_state = object_text_of(value);
-  } else if (key == "reply_to") {
-    found.reply_to = object_text_of(value);
-  } else if (key == "topic_id") {
-    found.topic = object_text_of(value);
-  } else if (key == "interaction_info") {
-    found.interaction = object_text_of(value);
-  } else if (key == "content") {
-    found.content = object_text_of(value);
-  }
-}
-
-MessageMembers message_members(const ObjectText& message) {
-  MessageMembers found;
-  if (message.whole) {
-    ObjectWalk walk{message.text};
-    for (JsonMember member; next_member(walk, member);) {
-      take_member(found, member.key, member.value);
+// The integer of an object that must be of the type given; 0 when it is of another.
+std::int64_t walk_typed_int(ObjectWalk& message, std::string_view type, std::string_view key) {
+  std::int64_t value = 0;
+  bool right_type = false;
+  ObjectWalk walk{value_here(message)};
+  for (std::string_view found; next_key(walk, found);) {
+    if (found == "@type") {
+      right_type = string_content(take_value(walk)) == type;
+    } else if (found == key) {
+      value = value_int(take_value(walk), 0);
     }
-    return found;
   }
-  found.chat_id = own_int(message, "chat_id", 0);
-  found.date = own_int(message, "date", 0);
-  found.outgoing = json_contains(message.text, "\"is_outgoing\":true");
-  found.forwarded = json_contains(message.text, "\"forward_info\":{");
-  found.sender = own_object(message, "sender_id");
-  found.sending_state = own_object(message, "sending_state");
-  found.reply_to = own_object(message, "reply_to");
-  found.topic = own_object(message, "topic_id");
-  found.interaction = own_object(message, "interaction_info");
-  found.content = own_object(message, "content");
-  return found;
+  leave(message, walk);
+  return right_type ? value : 0;
 }
 
-std::string_view sending_state_word(const ObjectText& state) {
-  const std::string_view type = own_type(state);
+std::int64_t typed_int(const ObjectText& object, std::string_view type, std::string_view key) {
+  return own_type(object) == type ? own_int(object, key, 0) : 0;
+}
+
+std::string_view sending_state_word(std::string_view type) {
   if (type == "messageSendingStateFailed") return "failed";
   return type == "messageSendingStatePending" ? "pending" : "";
 }
 
-// An id inside an object of the type given; 0 when it is of another.
-std::int64_t id_in(const ObjectText& object, std::string_view type, std::string_view key) {
-  return own_type(object) == type ? own_int(object, key, 0) : 0;
+// By their lengths, for a message has thirty members and ten of them count.
+void take_member(ObjectWalk& walk, std::string_view key, MessagePreview& out, MessageParts& parts) {
+  switch (key.size()) {
+    case 4:
+      if (key == "date") out.date = value_int(take_value(walk), 0);
+      break;
+    case 7:
+      if (key == "chat_id") {
+        out.chat_id = value_int(take_value(walk), 0);
+      } else if (key == "content") {
+        ObjectWalk content{value_here(walk)};
+        read_content(content, parts.content);
+        leave(walk, content);
+      }
+      break;
+    case 8:
+      if (key == "reply_to") {
+        out.reply_to_message_id = walk_typed_int(walk, "messageReplyToMessage", "message_id");
+      } else if (key == "topic_id") {
+        out.message_thread_id = walk_typed_int(walk, "messageTopicThread", "message_thread_id");
+      }
+      break;
+    case 9:
+      if (key == "sender_id") {
+        parts.sender_user_id = walk_typed_int(walk, "messageSenderUser", "user_id");
+      }
+      break;
+    case 11:
+      if (key == "is_outgoing") out.outgoing = value_true(take_value(walk));
+      break;
+    case 12:
+      if (key == "forward_info") out.forwarded = value_is_object(value_here(walk));
+      break;
+    case 13:
+      if (key == "sending_state") {
+        out.sending_state = sending_state_word(object_type(take_value(walk)));
+      }
+      break;
+    case 16:
+      if (key == "interaction_info") {
+        ObjectWalk info{value_here(walk)};
+        read_interaction(info, parts.interaction);
+        leave(walk, info);
+      }
+      break;
+    default: break;
+  }
 }
 
-std::int64_t reply_message_id(const ObjectText& reply_to) {
-  return id_in(reply_to, "messageReplyToMessage", "message_id");
-}
-
-std::int64_t topic_thread_id(const ObjectText& topic) {
-  return id_in(topic, "messageTopicThread", "message_thread_id");
-}
-
-std::int64_t sender_user_id_of(const ObjectText& sender) {
-  return id_in(sender, "messageSenderUser", "user_id");
-}
-
-std::int32_t reply_count_of(const ObjectText& interaction) {
-  constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
-  const std::int64_t count = own_int(own_object(interaction, "reply_info"), "reply_count", 0);
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(count, 0, kMax));
+void scan_message(const ObjectText& message, MessagePreview& out, MessageParts& parts) {
+  out.chat_id = own_int(message, "chat_id", 0);
+  out.date = own_int(message, "date", 0);
+  out.outgoing = json_contains(message.text, "\"is_outgoing\":true");
+  out.forwarded = json_contains(message.text, "\"forward_info\":{");
+  out.sending_state = extract_message_sending_state(message.text);
+  out.reply_to_message_id = extract_reply_to_message_id(message.text);
+  out.message_thread_id = extract_message_topic_thread_id(message.text);
+  parts.sender_user_id = extract_sender_user_id(message.text);
+  parts.interaction = read_interaction(own_object(message, "interaction_info"));
+  parts.content = read_content(own_object(message, "content"));
 }
 
 void set_document_text(MessagePreview& out, const MediaFile& media) {
@@ -139,47 +140,66 @@ void set_media(MessagePreview& out, MediaFile& media) {
   }
 }
 
-void cut_text(std::string& text, unsigned max_bytes, bool ellipsis) {
-  if (text.size() <= max_bytes) return;
-  text.resize(max_bytes);
-  if (ellipsis) text += "...";
+void cut_text(std::string& text, TextProfile profile) {
+  if (text.size() <= profile.max_text_bytes) return;
+  text.resize(profile.max_text_bytes);
+  if (profile.ellipsis) text += "...";
 }
 
-void fill_preview(MessagePreview& out, const ObjectText& message, TextProfile profile,
-                  std::int64_t& sender_user_id) {
-  const MessageMembers members = message_members(message);
-  out.chat_id = members.chat_id;
-  out.date = std::max<std::int64_t>(members.date, 0);
-  out.outgoing = members.outgoing;
-  out.sending_state = sending_state_word(members.sending_state);
-  out.reply_to_message_id = reply_message_id(members.reply_to);
-  out.message_thread_id = topic_thread_id(members.topic);
-  out.reply_count = reply_count_of(members.interaction);
-  out.forwarded = members.forwarded;
-  sender_user_id = sender_user_id_of(members.sender);
-  out.content_type = own_type(members.content);
-  out.text = content_text(members.content);
+// `message_text` is the whole object, kept when it is a service message that lacks a name.
+void fill_preview(MessagePreview& out, MessageParts& parts, std::string_view message_text,
+                  TextProfile profile) {
+  out.date = std::max<std::int64_t>(out.date, 0);
+  out.reply_count = parts.interaction.reply_count;
+  out.reactions = std::move(parts.interaction.reactions);
+  out.content_type = parts.content.type;
+  out.text = std::move(parts.content.words);
   if (out.text.empty()) {
     out.text =
-        format_message_preview_and_track(out.chat_id, out.id, out.content_type, message.text);
+        format_message_preview_and_track(out.chat_id, out.id, out.content_type, message_text);
   }
-  MediaFile media;
-  if (read_content_media(members.content, out.content_type, media)) set_media(out, media);
-  cut_text(out.text, profile.max_text_bytes, profile.ellipsis);
-  if (members.interaction.whole) out.reactions = reactions_event_array(members.interaction.text);
+  if (parts.content.media.file_id != 0) set_media(out, parts.content.media);
+  cut_text(out.text, profile);
+}
+
+bool starts_with_message(std::string_view object) {
+  return !object.empty() && object.front() == '{' &&
+         json_starts_with(object.substr(1), kMessageMarker);
 }
 
 }  // namespace
 
+bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
+                  std::int64_t& sender_user_id) {
+  out = MessagePreview();
+  if (!starts_with_message(walk.text) ||
+      !parse_int_at(walk.text, 1 + kMessageMarker.size(), out.id)) {
+    return false;
+  }
+  MessageParts parts;
+  for (std::string_view key; next_key(walk, key);) take_member(walk, key, out, parts);
+  if (walk.stage != WalkStage::kClosed) return false;
+  fill_preview(out, parts, walk.text.substr(0, walk.pos), profile);
+  sender_user_id = parts.sender_user_id;
+  return true;
+}
+
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id) {
-  out = MessagePreview();
   sender_user_id = 0;
   const std::size_t marker = find_bytes(json, kMessageMarker);
+  ObjectWalk walk;
+  if (marker != kNotFound && marker != 0) walk.text = json.substr(marker - 1);
+  if (read_message(walk, profile, out, sender_user_id)) return true;
+  out = MessagePreview();
   if (marker == kNotFound || !parse_int_at(json, marker + kMessageMarker.size(), out.id)) {
     return false;
   }
-  fill_preview(out, find_message(json), profile, sender_user_id);
+  const ObjectText message = find_message(json);
+  MessageParts parts;
+  scan_message(message, out, parts);
+  fill_preview(out, parts, message.text, profile);
+  sender_user_id = parts.sender_user_id;
   return true;
 }
 
@@ -205,49 +225,24 @@ ObjectText find_message_content(std::string_view json) {
   return own_object(find_message(json), "content");
 }
 
-std::string content_text(const ObjectText& content) {
-  const std::string_view type = own_type(content);
-  if (type == "messageText") return own_string(own_object(content, "text"), "text");
-  if (type == "messageAnimatedEmoji") {
-    std::string emoji = own_string(content, "emoji");
-    if (!emoji.empty()) return emoji;
-  }
-  return own_string(own_object(content, "caption"), "text");
-}
-
-std::string message_preview_fallback(std::string_view content_type) {
-  static constexpr std::string_view kSubstitutes[][2] = {
-      {"messagePhoto", "[photo]"},
-      {"messageVideo", "[video]"},
-      {"messageVideoNote", "[video message]"},
-      {"messageVoiceNote", "[voice]"},
-      {"messageAudio", "[audio]"},
-      {"messageDocument", "[file]"},
-      {"messageSticker", "[sticker]"},
-      {"messageAnimation", "[gif]"},
-  };
-  for (const auto& row : kSubstitutes) {
-    if (content_type == row[0]) return std::string(row[1]);
-  }
-  return content_type.empty() ? std::string() : "[" + std::string(content_type) + "]";
-}
-
 std::string extract_message_sending_state(std::string_view json) {
-  return std::string(sending_state_word(own_object(find_message(json), "sending_state")));
+  return std::string(sending_state_word(own_type(own_object(find_message(json), "sending_state"))));
 }
 
 std::int64_t extract_reply_to_message_id(std::string_view json) {
-  return reply_message_id(own_object(find_message(json), "reply_to"));
+  return typed_int(own_object(find_message(json), "reply_to"), "messageReplyToMessage",
+                   "message_id");
 }
 
 std::int64_t extract_message_topic_thread_id(std::string_view json) {
-  return topic_thread_id(own_object(find_message(json), "topic_id"));
+  return typed_int(own_object(find_message(json), "topic_id"), "messageTopicThread",
+                   "message_thread_id");
 }
 
 std::int32_t extract_message_reply_count(std::string_view json) {
-  return reply_count_of(own_object(find_message(json), "interaction_info"));
+  return read_interaction(own_object(find_message(json), "interaction_info")).reply_count;
 }
 
 std::int64_t extract_sender_user_id(std::string_view json) {
-  return sender_user_id_of(own_object(find_message(json), "sender_id"));
+  return typed_int(own_object(find_message(json), "sender_id"), "messageSenderUser", "user_id");
 }

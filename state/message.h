@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "json/object_text.h"
+#include "json/walk.h"
 
 // Absent values are 0, empty or false.
 struct MessagePreview {
@@ -48,15 +49,18 @@ bool parse_first_message(std::string_view json, MessagePreview& out, unsigned ma
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id);
 
+// Fills `out` from the message object that the walk, not yet begun, is for. False, and `out` worth
+// nothing, when the object has no id or breaks off.
+bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
+                  std::int64_t& sender_user_id);
+
+// How a message object begins; where this is not there, there is no message.
+constexpr std::string_view kMessageMarker = "\"@type\":\"message\",\"id\":";
 // The first message object in `json`, from its brace; up to the next message or the end of the
 // text when it does not close. Without a message: the object that `json` is.
 ObjectText find_message(std::string_view json);
 // Its own content object.
 ObjectText find_message_content(std::string_view json);
-// What a content object says in words: a text, an emoji or a caption; may be empty.
-std::string content_text(const ObjectText& content);
-// The substitute for content without words, "[photo]" for "messagePhoto".
-std::string message_preview_fallback(std::string_view content_type);
 
 // Single values of the first message in `json`, or of `json` itself.
 std::string extract_message_sending_state(std::string_view json);  // "pending", "failed" or empty

@@ -4,16 +4,28 @@
 #include <limits>
 #include <utility>
 
+#include "json/object_text.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
-#include "json/walk.h"
 #include "state/message.h"
+#include "state/message_content.h"
 
 namespace {
 
 // Larger photos are not loaded while a smaller size will do.
 constexpr std::int32_t kPhotoBound = 1280;
+
+constexpr MediaKind kMediaKinds[] = {
+    {"messagePhoto", "photo", "photo", ""},
+    {"messageVideo", "video", "video", "video"},
+    {"messageVideoNote", "video_note", "videoNote", "video"},
+    {"messageVoiceNote", "voice_note", "voiceNote", "voice"},
+    {"messageDocument", "document", "document", "document"},
+};
+const MediaKind& kPhoto = kMediaKinds[0];
+const MediaKind& kVideoNote = kMediaKinds[2];
+const MediaKind& kDocument = kMediaKinds[4];
 
 std::int32_t clamp_i32(std::int64_t value) {
   constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
@@ -26,16 +38,38 @@ std::int64_t file_id_of(std::string_view value) {
   return parse_int_at(value, 0, id) && id >= 1 ? id : 0;
 }
 
-std::int64_t file_id_in(const ObjectText& file) {
-  if (file.whole) return file_id_of(object_member(file.text, "id"));
-  constexpr std::string_view kMarker = "{\"@type\":\"file\",\"id\":";
-  return json_starts_with(file.text, kMarker) ? file_id_of(file.text.substr(kMarker.size())) : 0;
+struct File {
+  std::int64_t id = 0;
+  std::int64_t size = 0;
+};
+
+// The file object that the walk stands before. Its first members are what is wanted; the rest,
+// some hundred bytes of paths and remote ids, is skipped at once.
+template <class Walk>
+File walk_file(Walk& outer, bool with_size) {
+  File file;
+  ObjectWalk walk{value_here(outer)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "id") {
+      file.id = file_id_of(take_value(walk));
+      if (!with_size) break;
+    } else if (key == "size") {
+      file.size = std::max<std::int64_t>(value_int(take_value(walk)), 0);
+      if (file.id != 0) break;
+    }
+  }
+  leave(outer, walk);
+  return file;
 }
 
-std::int64_t thumbnail_file_id(const ObjectText& thumbnail) {
-  if (thumbnail.text.empty()) return 0;
-  const std::int64_t id = file_id_in(own_object(thumbnail, "file"));
-  return id != 0 ? id : file_id_in(own_object(thumbnail, "photo"));
+std::int64_t walk_thumbnail(ObjectWalk& outer) {
+  std::int64_t id = 0;
+  ObjectWalk walk{value_here(outer)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "file" || (key == "photo" && id == 0)) id = walk_file(walk, false).id;
+  }
+  leave(outer, walk);
+  return id;
 }
 
 // The largest size, and the largest within the bound.
@@ -61,17 +95,42 @@ void consider_size(PhotoChoice& choice, std::int64_t file_id, std::int64_t width
   if (within && size.area > choice.bounded.area) choice.bounded = size;
 }
 
-void consider_size_object(PhotoChoice& choice, std::string_view object) {
+void take_choice(const PhotoChoice& choice, MediaFile& media) {
+  const PhotoChoice::Size& best = choice.bounded.file_id != 0 ? choice.bounded : choice.largest;
+  media.file_id = best.file_id;
+  media.w = best.w;
+  media.h = best.h;
+}
+
+void walk_size(ArrayWalk& sizes, PhotoChoice& choice) {
   std::int64_t file_id = 0;
   std::int64_t width = 0;
   std::int64_t height = 0;
-  ObjectWalk walk{object};
-  for (JsonMember member; next_member(walk, member);) {
-    if (member.key == "photo") file_id = file_id_in(object_text_of(member.value));
-    if (member.key == "width") width = value_int(member.value);
-    if (member.key == "height") height = value_int(member.value);
+  ObjectWalk walk{value_here(sizes)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "photo") {
+      file_id = walk_file(walk, false).id;
+    } else if (key == "width") {
+      width = value_int(take_value(walk));
+    } else if (key == "height") {
+      height = value_int(take_value(walk));
+    }
   }
+  leave(sizes, walk);
   consider_size(choice, file_id, width, height);
+}
+
+void walk_photo(ObjectWalk& content, MediaFile& media) {
+  PhotoChoice choice;
+  ObjectWalk walk{value_here(content)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key != "sizes") continue;
+    ArrayWalk sizes{value_here(walk)};
+    while (next_place(sizes)) walk_size(sizes, choice);
+    leave(walk, sizes);
+  }
+  leave(content, walk);
+  take_choice(choice, media);
 }
 
 std::size_t find_size_marker(std::string_view text, std::size_t from) {
@@ -79,9 +138,9 @@ std::size_t find_size_marker(std::string_view text, std::size_t from) {
                   find_bytes(text, "\"@type\":\"photoSizeProgressive\"", from));
 }
 
-// Sizes that stand in no array of their own, or in one that broke off.
-void consider_marked_sizes(PhotoChoice& choice, std::string_view text) {
+void scan_photo(std::string_view text, MediaFile& media) {
   constexpr std::string_view kFile = "\"photo\":{\"@type\":\"file\",\"id\":";
+  PhotoChoice choice;
   for (std::size_t at = find_size_marker(text, 0); at != kNotFound;) {
     const std::size_t next = find_size_marker(text, at + 1);
     const std::string_view entry = text.substr(at, next == kNotFound ? next : next - at);
@@ -93,22 +152,7 @@ void consider_marked_sizes(PhotoChoice& choice, std::string_view text) {
     }
     at = next;
   }
-}
-
-bool read_photo(const ObjectText& content, MediaFile& out) {
-  PhotoChoice choice;
-  const std::string_view sizes = content.whole
-                                     ? member_array(member_object(content.text, "photo"), "sizes")
-                                     : std::string_view();
-  if (sizes.empty()) consider_marked_sizes(choice, content.text);
-  ArrayWalk walk{sizes};
-  for (std::string_view size; next_element(walk, size);) consider_size_object(choice, size);
-  const PhotoChoice::Size& best = choice.bounded.file_id != 0 ? choice.bounded : choice.largest;
-  if (best.file_id == 0) return false;
-  out.file_id = best.file_id;
-  out.w = best.w;
-  out.h = best.h;
-  return true;
+  take_choice(choice, media);
 }
 
 bool is_video_name(std::string_view name) {
@@ -119,88 +163,104 @@ bool is_video_name(std::string_view name) {
   return false;
 }
 
-// Where the file of each kind stands: content."media", which has the type given, and in it "file".
-struct MediaKind {
-  std::string_view content_type;
-  std::string_view media;
-  std::string_view type;
-  std::string_view file;
-};
-constexpr MediaKind kMediaKinds[] = {
-    {"messageVideo", "video", "video", "video"},
-    {"messageVideoNote", "video_note", "videoNote", "video"},
-    {"messageVoiceNote", "voice_note", "voiceNote", "voice"},
-    {"messageDocument", "document", "document", "document"},
-};
-constexpr std::string_view kDocument = "messageDocument";
-
-// The file object of a text that broke off: the key is also that of the object around it.
-ObjectText find_file(std::string_view text, std::string_view key) {
-  std::string marker;
-  marker.append("\"").append(key).append("\":{\"@type\":\"file\"");
-  const std::size_t at = find_bytes(text, marker);
-  return at == kNotFound ? ObjectText{} : object_text_at(text, at + key.size() + 3);
-}
-
+// What the object of a video, a note or a document says of its file.
 struct MediaMembers {
+  std::string_view type;
   std::int64_t duration = 0;
   std::int64_t width = 0;
   std::int64_t height = 0;
   std::int64_t length = 0;
   std::string name;
   std::string mime_type;
-  ObjectText thumbnail;
-  ObjectText file;
+  std::int64_t thumb_file_id = 0;
+  File file;
 };
-
-MediaMembers media_members(const ObjectText& media, const MediaKind& kind) {
-  MediaMembers found;
-  if (!media.whole) {
-    found.duration = own_int(media, "duration");
-    found.width = own_int(media, "width");
-    found.height = own_int(media, "height");
-    found.length = own_int(media, "length");
-    found.name = own_string(media, "file_name");
-    found.mime_type = own_string(media, "mime_type");
-    found.thumbnail = own_object(media, "thumbnail");
-    found.file = find_file(media.text, kind.file);
-    return found;
-  }
-  ObjectWalk walk{media.text};
-  for (JsonMember member; next_member(walk, member);) {
-    const std::string_view key = member.key;
-    if (key == kind.file) {
-      found.file = object_text_of(member.value);
-    } else if (key == "duration") {
-      found.duration = value_int(member.value);
-    } else if (key == "width") {
-      found.width = value_int(member.value);
-    } else if (key == "height") {
-      found.height = value_int(member.value);
-    } else if (key == "length") {
-      found.length = value_int(member.value);
-    } else if (key == "file_name") {
-      found.name = value_string(member.value);
-    } else if (key == "mime_type") {
-      found.mime_type = value_string(member.value);
-    } else if (key == "thumbnail") {
-      found.thumbnail = object_text_of(member.value);
-    }
-  }
-  return found;
-}
-
-// The object that describes the media, or none.
-ObjectText media_object(const ObjectText& content, const MediaKind& kind) {
-  ObjectText media = own_object(content, kind.media);
-  if (!media.text.empty() && own_type(media) == kind.type) return media;
-  // A document's members are looked for wherever they stand.
-  return kind.content_type == kDocument ? ObjectText{content.text, false} : ObjectText{};
-}
 
 bool is_video_document(const MediaMembers& members) {
   return json_starts_with(members.mime_type, "video/") || is_video_name(members.name);
 }
+
+void take_members(MediaMembers& members, const MediaKind& kind, MediaFile& media) {
+  media.thumb_file_id = members.thumb_file_id;
+  media.file_id = members.file.id;
+  if (members.file.id == 0) return;
+  const bool is_note = kind.content_type == kVideoNote.content_type;
+  media.duration = clamp_i32(members.duration);
+  media.w = clamp_i32(is_note ? members.length : members.width);
+  media.h = clamp_i32(members.height);
+  if (kind.content_type != kDocument.content_type) return;
+  media.size = members.file.size;
+  media.is_video = is_video_document(members);
+  media.name = std::move(members.name);
+}
+
+void walk_member(ObjectWalk& walk, std::string_view key, const MediaKind& kind,
+                 MediaMembers& members) {
+  const bool document = kind.content_type == kDocument.content_type;
+  if (key == kind.file) {
+    members.file = walk_file(walk, document);
+  } else if (key == "@type") {
+    members.type = string_content(take_value(walk));
+  } else if (key == "thumbnail") {
+    members.thumb_file_id = walk_thumbnail(walk);
+  } else if (document) {
+    if (key == "file_name") members.name = value_string(take_value(walk));
+    if (key == "mime_type") members.mime_type = value_string(take_value(walk));
+  } else if (key == "duration") {
+    members.duration = value_int(take_value(walk));
+  } else if (key == "width") {
+    members.width = value_int(take_value(walk));
+  } else if (key == "height") {
+    members.height = value_int(take_value(walk));
+  } else if (key == "length") {
+    members.length = value_int(take_value(walk));
+  }
+}
+
+// The file object of a text that broke off; its key may be that of the object around it, too.
+File scan_file(std::string_view text, std::string_view key) {
+  std::string marker;
+  marker.append("\"").append(key).append("\":{\"@type\":\"file\",\"id\":");
+  const std::size_t at = find_bytes(text, marker);
+  if (at == kNotFound) return {};
+  const ObjectText object = object_text_at(text, at + key.size() + 3);
+  return {file_id_of(text.substr(at + marker.size())),
+          std::max<std::int64_t>(own_int(object, "size"), 0)};
+}
+
+std::int64_t scan_thumbnail(std::string_view text) {
+  const ObjectText thumbnail = own_object({text, false}, "thumbnail");
+  const std::int64_t id = scan_file(thumbnail.text, "file").id;
+  return id != 0 ? id : scan_file(thumbnail.text, "photo").id;
+}
+
+MediaMembers scan_members(std::string_view text, const MediaKind& kind) {
+  MediaMembers members;
+  members.duration = extract_json_int_field(text, "duration");
+  members.width = extract_json_int_field(text, "width");
+  members.height = extract_json_int_field(text, "height");
+  members.length = extract_json_int_field(text, "length");
+  members.name = extract_json_string_field(text, "file_name");
+  members.mime_type = extract_json_string_field(text, "mime_type");
+  members.thumb_file_id = scan_thumbnail(text);
+  members.file = scan_file(text, kind.file);
+  return members;
+}
+
+// The media of the content in `json`: of its first message, or of the content that it is.
+MediaFile media_in(std::string_view json, const MediaKind& kind) {
+  const ObjectText own = find_message_content(json);
+  if (own.whole) {
+    Content content = read_content(own);
+    return content.type == kind.content_type ? std::move(content.media) : MediaFile();
+  }
+  const std::string marker = "\"@type\":\"" + std::string(kind.content_type) + "\"";
+  const std::size_t at = find_bytes(json, marker);
+  if (at == kNotFound) return {};
+  return read_content(object_text_at(json, at == 0 ? 0 : at - 1)).media;
+}
+
+}  // namespace
 
 const MediaKind* find_media_kind(std::string_view content_type) {
   for (const MediaKind& kind : kMediaKinds) {
@@ -209,55 +269,38 @@ const MediaKind* find_media_kind(std::string_view content_type) {
   return nullptr;
 }
 
-// The content of the type given in the first message of `json`, or in `json` itself; else none.
-ObjectText content_of_type(std::string_view json, std::string_view type) {
-  const ObjectText content = find_message_content(json);
-  if (content.whole) return own_type(content) == type ? content : ObjectText{};
-  const std::string marker = "\"@type\":\"" + std::string(type) + "\"";
-  const std::size_t at = find_bytes(json, marker);
-  return at == kNotFound ? ObjectText{} : object_text_at(json, at == 0 ? 0 : at - 1);
+void walk_media(ObjectWalk& content, const MediaKind& kind, MediaFile& media) {
+  if (kind.content_type == kPhoto.content_type) return walk_photo(content, media);
+  MediaMembers members;
+  ObjectWalk walk{value_here(content)};
+  for (std::string_view key; next_key(walk, key);) walk_member(walk, key, kind, members);
+  leave(content, walk);
+  const bool document = kind.content_type == kDocument.content_type;
+  if (document || members.type == kind.type) take_members(members, kind, media);
 }
 
-bool extract_media(std::string_view json, std::string_view type, MediaFile& media) {
-  const ObjectText content = content_of_type(json, type);
-  return !content.text.empty() && read_content_media(content, type, media);
-}
-
-MediaMembers document_members(std::string_view json) {
-  const ObjectText content = content_of_type(json, kDocument);
-  if (content.text.empty()) return {};
-  const MediaKind& kind = *find_media_kind(kDocument);
-  return media_members(media_object(content, kind), kind);
-}
-
-}  // namespace
-
-bool read_content_media(const ObjectText& content, std::string_view content_type, MediaFile& out) {
-  if (content_type == "messagePhoto") return read_photo(content, out);
-  const MediaKind* kind = find_media_kind(content_type);
-  if (kind == nullptr) return false;
-  const ObjectText media = media_object(content, *kind);
-  if (media.text.empty()) return false;
-  MediaMembers members = media_members(media, *kind);
-  const std::int64_t file_id = file_id_in(members.file);
-  if (file_id == 0) return false;
-  out.file_id = file_id;
-  out.thumb_file_id = thumbnail_file_id(members.thumbnail);
-  out.duration = clamp_i32(members.duration);
-  out.w = clamp_i32(content_type == "messageVideoNote" ? members.length : members.width);
-  out.h = clamp_i32(members.height);
-  if (content_type == kDocument) {
-    out.size = std::max<std::int64_t>(own_int(members.file, "size"), 0);
-    out.is_video = is_video_document(members);
-    out.name = std::move(members.name);
+void scan_media(std::string_view content, const MediaKind& kind, MediaFile& media) {
+  if (kind.content_type == kPhoto.content_type) return scan_photo(content, media);
+  // A document's members count wherever they stand, the others' inside their object.
+  if (kind.content_type != kDocument.content_type) {
+    std::string marker;
+    marker.append("\"")
+        .append(kind.media)
+        .append("\":{\"@type\":\"")
+        .append(kind.type)
+        .append("\"");
+    const std::size_t at = find_bytes(content, marker);
+    if (at == kNotFound) return;
+    content = object_text_at(content, at + kind.media.size() + 3).text;
   }
-  return true;
+  MediaMembers members = scan_members(content, kind);
+  take_members(members, kind, media);
 }
 
 bool extract_message_photo_best_file(std::string_view json, std::int64_t& file_id, std::int32_t& w,
                                      std::int32_t& h) {
-  MediaFile media;
-  if (!extract_media(json, "messagePhoto", media)) return false;
+  const MediaFile media = media_in(json, kPhoto);
+  if (media.file_id == 0) return false;
   file_id = media.file_id;
   w = media.w;
   h = media.h;
@@ -267,8 +310,8 @@ bool extract_message_photo_best_file(std::string_view json, std::int64_t& file_i
 bool extract_message_video_file(std::string_view json, std::int64_t& file_id,
                                 std::int64_t& thumb_file_id, std::int32_t& w, std::int32_t& h,
                                 std::int32_t& duration) {
-  MediaFile media;
-  if (!extract_media(json, "messageVideo", media)) return false;
+  const MediaFile media = media_in(json, *find_media_kind("messageVideo"));
+  if (media.file_id == 0) return false;
   file_id = media.file_id;
   thumb_file_id = media.thumb_file_id;
   w = media.w;
@@ -280,8 +323,8 @@ bool extract_message_video_file(std::string_view json, std::int64_t& file_id,
 bool extract_message_video_note_file(std::string_view json, std::int64_t& file_id,
                                      std::int64_t& thumb_file_id, std::int32_t& length,
                                      std::int32_t& duration) {
-  MediaFile media;
-  if (!extract_media(json, "messageVideoNote", media)) return false;
+  const MediaFile media = media_in(json, kVideoNote);
+  if (media.file_id == 0) return false;
   file_id = media.file_id;
   thumb_file_id = media.thumb_file_id;
   length = media.w;
@@ -291,8 +334,8 @@ bool extract_message_video_note_file(std::string_view json, std::int64_t& file_i
 
 bool extract_message_voice_note_file(std::string_view json, std::int64_t& file_id,
                                      std::int32_t& duration) {
-  MediaFile media;
-  if (!extract_media(json, "messageVoiceNote", media)) return false;
+  const MediaFile media = media_in(json, *find_media_kind("messageVoiceNote"));
+  if (media.file_id == 0) return false;
   file_id = media.file_id;
   duration = media.duration;
   return true;
@@ -300,8 +343,8 @@ bool extract_message_voice_note_file(std::string_view json, std::int64_t& file_i
 
 bool extract_message_document_file(std::string_view json, std::int64_t& file_id, std::int64_t& size,
                                    std::string& file_name) {
-  MediaFile media;
-  if (!extract_media(json, kDocument, media)) return false;
+  MediaFile media = media_in(json, kDocument);
+  if (media.file_id == 0) return false;
   file_id = media.file_id;
   size = media.size;
   file_name = std::move(media.name);
@@ -309,9 +352,7 @@ bool extract_message_document_file(std::string_view json, std::int64_t& file_id,
 }
 
 std::int64_t extract_message_document_thumbnail_file_id(std::string_view json) {
-  return thumbnail_file_id(document_members(json).thumbnail);
+  return media_in(json, kDocument).thumb_file_id;
 }
 
-bool is_message_document_video(std::string_view json) {
-  return is_video_document(document_members(json));
-}
+bool is_message_document_video(std::string_view json) { return media_in(json, kDocument).is_video; }

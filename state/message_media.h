@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "json/object_text.h"
+#include "json/walk.h"
 
 struct MediaFile {
-  std::int64_t file_id = 0;
+  std::int64_t file_id = 0;  // 0: no media
   std::int64_t thumb_file_id = 0;
   std::int32_t w = 0;  // pixels; a video note's length
   std::int32_t h = 0;
@@ -19,11 +19,22 @@ struct MediaFile {
   bool is_video = false;      // a document that holds a video
 };
 
-// The media of a content object of the type given (messagePhoto, messageVideo, messageVideoNote,
-// messageVoiceNote, messageDocument). False when it has no file; `out` is then as it was.
-bool read_content_media(const ObjectText& content, std::string_view content_type, MediaFile& out);
+// Where the file of a content type stands.
+struct MediaKind {
+  std::string_view content_type;
+  std::string_view media;  // the content's member that holds it
+  std::string_view type;   // that object's "@type"
+  std::string_view file;   // its member that is the file; a photo has sizes instead
+};
+// Null for content without media.
+const MediaKind* find_media_kind(std::string_view content_type);
 
-// The same by kind, from the first message in `json`, which may also be the bare content. False,
+// Reads the media object that the walk of a content stands before, and passes over it.
+void walk_media(ObjectWalk& content, const MediaKind& kind, MediaFile& media);
+// Reads the media of a content object by markers, wherever they stand in it.
+void scan_media(std::string_view content, const MediaKind& kind, MediaFile& media);
+
+// The media by kind, from the first message in `json`, which may also be the bare content. False,
 // and the references as they were, when the content is of another type or has no file.
 bool extract_message_photo_best_file(std::string_view json, std::int64_t& file_id, std::int32_t& w,
                                      std::int32_t& h);

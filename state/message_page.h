@@ -10,9 +10,8 @@
 
 struct MessagePage {
   std::int64_t total_count = -1;  // the page's own, wherever it stands; -1: none
-  std::string_view text;
-  std::size_t pos = 0;    // within `text`; past the end: no more
-  bool in_array = false;  // false: messages are looked for by their marker, the array broke off
+  ArrayWalk array;                // not an array: none was found, or it broke off
+  std::string_view rest;          // then: where messages are looked for by their marker
 };
 
 MessagePage open_message_page(std::string_view answer);

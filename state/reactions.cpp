@@ -1,11 +1,11 @@
 #include "state/reactions.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <limits>
 
 #include "json/text.h"
-#include "json/walk.h"
 #include "state/message.h"
+#include "state/message_content.h"
 
 namespace {
 
@@ -18,18 +18,34 @@ struct Reaction {
   bool chosen = false;
 };
 
-std::string emoji_of(std::string_view type) {
-  return object_type(type) == "reactionTypeEmoji" ? member_string(type, "emoji") : std::string();
+std::string walk_emoji(ObjectWalk& reaction) {
+  std::string emoji;
+  bool is_emoji = false;
+  ObjectWalk walk{value_here(reaction)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "@type") {
+      is_emoji = string_content(take_value(walk)) == "reactionTypeEmoji";
+    } else if (key == "emoji") {
+      emoji = value_string(take_value(walk));
+    }
+  }
+  leave(reaction, walk);
+  return is_emoji ? emoji : std::string();
 }
 
-Reaction read_reaction(std::string_view object) {
+Reaction walk_reaction(ArrayWalk& reactions) {
   Reaction reaction;
-  ObjectWalk walk{object};
-  for (JsonMember member; next_member(walk, member);) {
-    if (member.key == "type") reaction.emoji = emoji_of(member.value);
-    if (member.key == "total_count") reaction.count = value_int(member.value);
-    if (member.key == "is_chosen") reaction.chosen = value_true(member.value);
+  ObjectWalk walk{value_here(reactions)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "type") {
+      reaction.emoji = walk_emoji(walk);
+    } else if (key == "total_count") {
+      reaction.count = value_int(take_value(walk));
+    } else if (key == "is_chosen") {
+      reaction.chosen = value_true(take_value(walk));
+    }
   }
+  leave(reactions, walk);
   return reaction;
 }
 
@@ -42,22 +58,63 @@ void append_reaction(std::string& array, const Reaction& reaction) {
   array += '}';
 }
 
-}  // namespace
-
-std::string reactions_event_array(std::string_view interaction_info) {
+std::string walk_reactions(ObjectWalk& interaction) {
   std::string array;
-  ArrayWalk walk{member_array(member_object(interaction_info, "reactions"), "reactions")};
-  std::string_view element;
-  for (unsigned i = 0; i < kMaxExamined && next_element(walk, element); ++i) {
-    if (!value_is_object(element)) break;
-    const Reaction reaction = read_reaction(element);
-    if (!reaction.emoji.empty() && reaction.count >= 1) append_reaction(array, reaction);
+  ObjectWalk walk{value_here(interaction)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key != "reactions") continue;
+    array.clear();
+    ArrayWalk reactions{value_here(walk)};
+    for (unsigned i = 0; i < kMaxExamined && next_place(reactions); ++i) {
+      const Reaction reaction = walk_reaction(reactions);
+      if (!reaction.emoji.empty() && reaction.count >= 1) append_reaction(array, reaction);
+    }
+    leave(walk, reactions);
+    if (!array.empty()) array += ']';
   }
-  if (!array.empty()) array += ']';
+  leave(interaction, walk);
   return array;
 }
 
+std::int32_t clamp_count(std::int64_t count) {
+  constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(count, 0, kMax));
+}
+
+std::int32_t walk_reply_count(ObjectWalk& interaction) {
+  std::int64_t count = 0;
+  ObjectWalk walk{value_here(interaction)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (key == "reply_count") count = value_int(take_value(walk));
+  }
+  leave(interaction, walk);
+  return clamp_count(count);
+}
+
+}  // namespace
+
+void read_interaction(ObjectWalk& info, Interaction& interaction) {
+  for (std::string_view key; next_key(info, key);) {
+    if (key == "reply_info") {
+      interaction.reply_count = walk_reply_count(info);
+    } else if (key == "reactions") {
+      interaction.reactions = walk_reactions(info);
+    }
+  }
+}
+
+Interaction read_interaction(const ObjectText& info) {
+  Interaction interaction;
+  if (info.whole) {
+    ObjectWalk walk{info.text};
+    read_interaction(walk, interaction);
+  } else {
+    interaction.reply_count =
+        clamp_count(own_int(own_object(info, "reply_info"), "reply_count", 0));
+  }
+  return interaction;
+}
+
 std::string extract_message_reactions_event_json_array(std::string_view json) {
-  const ObjectText info = own_object(find_message(json), "interaction_info");
-  return info.whole ? reactions_event_array(info.text) : std::string();
+  return read_interaction(own_object(find_message(json), "interaction_info")).reactions;
 }

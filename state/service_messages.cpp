@@ -10,6 +10,7 @@
 #include "json/scan.h"
 #include "json/walk.h"
 #include "state/message.h"
+#include "state/message_content.h"
 #include "state/message_events.h"
 #include "state/users.h"
 
