@@ -108,7 +108,8 @@ void on_update_file(Downloads& downloads, Timers& timers, std::string_view text)
   const auto it = downloads.find(file_id);
   if (it == downloads.end()) return;
   const ObjectText local = own_object(file, "local");
-  if (finish(downloads, file_id, local) || !it->second.wants_progress) return;
+  if (local.text.empty() || finish(downloads, file_id, local)) return;
+  if (!it->second.wants_progress) return;
   on_progress(downloads, timers, file_id, read_progress(file, local));
 }
 
