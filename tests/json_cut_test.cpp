@@ -1,0 +1,127 @@
+// Every text of the corpus, cut off at every byte: nothing reads past the end, nothing throws or
+// hangs, and what a cut text gives is what the whole text gives, or absent.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "json/scan.h"
+#include "json/search.h"
+#include "json/text.h"
+#include "json/walk.h"
+#include "tests/corpus.h"
+#include "tests/exact_text.h"
+
+namespace {
+
+// Every byte of a small text; of a large one its first KiB, its last (less of it where each cut
+// costs more) and places spread between.
+std::set<std::size_t> cuts(std::size_t size) {
+  std::set<std::size_t> places;
+  const std::size_t stride = size <= 10000 ? 1 : size / 60 + 7;
+  for (std::size_t at = 0; at <= size; at += stride) places.insert(at);
+  for (std::size_t at = 0; at <= std::min<std::size_t>(1024, size); ++at) places.insert(at);
+  const std::size_t tail = std::min<std::size_t>({1024, size, (std::size_t{1} << 28) / (size + 1)});
+  for (std::size_t at = size - tail; at <= size; ++at) places.insert(at);
+  return places;
+}
+
+template <class Value>
+void expect_same_or(const Value& absent, const Value& cut, const Value& whole) {
+  EXPECT_TRUE(cut == absent || cut == whole) << cut << " of " << whole;
+}
+
+std::size_t count_deep(std::string_view value) {
+  std::size_t count = 1;
+  ObjectWalk object{value};
+  for (JsonMember member; next_member(object, member);) count += count_deep(member.value);
+  ArrayWalk array{value};
+  for (std::string_view element; next_element(array, element);) count += count_deep(element);
+  return count;
+}
+
+template <class Walk>
+std::size_t count_in_place(Walk& outer) {
+  std::size_t count = 1;
+  ObjectWalk object{value_here(outer)};
+  for (std::string_view key; next_key(object, key);) count += count_in_place(object);
+  leave(outer, object);
+  ArrayWalk array{value_here(outer)};
+  while (next_place(array)) count += count_in_place(array);
+  leave(outer, array);
+  return count;
+}
+
+void run_scanners(std::string_view cut, std::string_view whole) {
+  for (const char* key : {"id", "chat_id", "value", "title", "text", "@extra", "order"}) {
+    if (!extract_json_string_field(cut, key).empty()) {
+      EXPECT_EQ(extract_json_string_field(cut, key), extract_json_string_field(whole, key));
+    }
+    extract_json_int_field(cut, key);  // a cut number is a shorter one
+    expect_same_or(std::int64_t{-1}, extract_json_int64_field_loose(cut, "order"),
+                   extract_json_int64_field_loose(whole, "order"));
+  }
+  bool flag = false;
+  if (extract_json_bool_field(cut, "value", flag)) {
+    EXPECT_TRUE(flag);
+  }
+  for (const char* key : {"user", "chat", "message", "content", "value", "positions"}) {
+    expect_same_or(std::string_view(), extract_json_object_field_raw(cut, key),
+                   extract_json_object_field_raw(whole, key));
+  }
+  EXPECT_LE(extract_json_string_array_field(cut, "active_usernames").size(), 2U);
+  EXPECT_LE(extract_json_int64_array_field(cut, "chat_ids", 200).size(), 200U);
+  EXPECT_LE(extract_json_object_array_field_raw(cut, "messages", 100).size(), 100U);
+  EXPECT_EQ(json_has_extra(cut, "getChats:3"), json_contains(cut, "\"@extra\":\"getChats:3\""));
+  std::string out;
+  std::int64_t number = 0;
+  unsigned hex = 0;
+  for (std::size_t back = 1; back <= 7 && back <= cut.size(); ++back) {
+    extract_json_string_from_pos(cut, cut.size() - back, out);
+    extract_json_object_raw_at(cut, cut.size() - back);
+    parse_int_at(cut, cut.size() - back, number);
+    parse_hex4(cut, cut.size() - back, hex);
+    skip_value(cut, cut.size() - back);
+  }
+  const std::string_view tail = cut.substr(cut.size() - std::min<std::size_t>(cut.size(), 2000));
+  EXPECT_LE(json_unescape(tail).size(), tail.size());
+  EXPECT_GE(json_escape(tail).size(), tail.size());
+}
+
+void run_walks(std::string_view cut, std::string_view whole) {
+  ObjectWalk whole_walk{whole};
+  ObjectWalk walk{cut};
+  JsonMember wanted;
+  for (JsonMember member; next_member(walk, member);) {
+    ASSERT_TRUE(next_member(whole_walk, wanted));
+    EXPECT_EQ(member.key, wanted.key);
+    EXPECT_EQ(member.value, wanted.value);
+  }
+  expect_same_or(std::string_view(), object_type(cut), object_type(whole));
+  ObjectWalk top{cut};
+  std::size_t count = 0;
+  for (std::string_view key; next_key(top, key);) count += count_in_place(top);
+  if (cut.size() < 10000) {
+    EXPECT_GE(count + 1, count_deep(cut));
+  }
+}
+
+class JsonCut : public testing::TestWithParam<CorpusText> {};
+
+TEST_P(JsonCut, AtEveryByte) {
+  const std::string_view whole = GetParam().text;
+  for (const std::size_t at : cuts(whole.size())) {
+    const ExactText cut(whole.substr(0, at));
+    run_scanners(cut.view(), whole);
+    run_walks(cut.view(), whole);
+    ASSERT_FALSE(HasFailure()) << "cut at " << at;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, JsonCut, testing::ValuesIn(corpus()),
+                         [](const auto& text) { return std::string(text.param.name); });
+
+}  // namespace
