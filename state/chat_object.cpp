@@ -68,6 +68,7 @@ static void set_field(ChatObject& chat, const JsonMember& member) {
 
 ChatObject read_chat_object(std::string_view chat_json) {
   ChatObject chat;
+  chat.text = chat_json;
   ObjectWalk walk{chat_json};
   std::size_t end = 1;  // past the last member
   for (JsonMember member; next_member(walk, member);) {
@@ -126,10 +127,13 @@ static bool first_main_order(std::string_view text, std::int64_t& order) {
   return true;
 }
 
+static bool main_order(std::string_view text, std::string_view positions, std::int64_t& order) {
+  const bool is_list = !positions.empty() && positions.front() == '[';
+  return is_list ? positions_main_order(positions, order) : first_main_order(text, order);
+}
+
 bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order) {
-  const std::string_view positions = member_array(chat_json, "positions");
-  return positions.empty() ? first_main_order(chat_json, order)
-                           : positions_main_order(positions, order);
+  return main_order(chat_json, object_member(chat_json, "positions"), order);
 }
 
 std::int64_t extract_chat_main_order(std::string_view chat_json) {
@@ -161,7 +165,7 @@ ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat) {
   row.type = chat_type_word(chat.type);
   row.unread_count = value_int(chat.unread_count);
   row.last_read_outbox_message_id = value_int(chat.last_read_outbox_message_id);
-  (void)positions_main_order(chat.positions, row.order);
+  (void)main_order(chat.text, chat.positions, row.order);
   row.photo_small_id = photo_small_id(chat.photo);
   if (is_group_type(row.type)) {
     const std::string_view key = row.type == "basic_group" ? "basic_group_id" : "supergroup_id";

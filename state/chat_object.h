@@ -11,6 +11,7 @@
 
 // The raw values of the members that anybody reads; empty: missing.
 struct ChatObject {
+  std::string_view text;  // the chat's text itself
   std::string_view id;
   std::string_view title;
   std::string_view type;

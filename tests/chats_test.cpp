@@ -89,6 +89,7 @@ TEST(ChatObjects, MainListOrder) {
       {R"([{"list":{"@type":"chatListMain"}},)" + position("chatListArchive", "4") + "]", false, 0},
       {R"([{"list":{"@type":"chatListMain"},"order":null}])", false, 0},
       {"[]", false, 0},
+      {R"({"list":{"@type":"chatListMain"},"order":"6"})", true, 6},  // no list to walk
   };
   for (const auto& row : rows) {
     std::int64_t order = -5;
@@ -97,6 +98,7 @@ TEST(ChatObjects, MainListOrder) {
     EXPECT_EQ(extract_chat_main_order_known(text, order), row.known) << row.positions;
     EXPECT_EQ(order, row.known ? row.order : -5) << row.positions;
     EXPECT_EQ(extract_chat_main_order(text), row.order) << row.positions;
+    EXPECT_EQ(describe_chat(1, read_chat_object(text)).order, row.order) << row.positions;
   }
 }
 
