@@ -157,9 +157,10 @@ TEST(NotificationsOfTheOpenChat, AreLeftOutOnlyWhileTheUiIsActive) {
 
   // Files carry the real clock's time; the held wall clock is long past, so the marker is young.
   std::ofstream(run.dir().path() + "/ui_running.txt") << "1";
+  run.advance_ms(499);
   run.deliver(text_message(5, 2, "the last look counts for half a second"));
   EXPECT_EQ(notifications(run).size(), 1u);
-  run.advance_ms(500);
+  run.advance_ms(1);
   run.deliver(text_message(5, 3, "on screen"));
   run.deliver(text_message(6, 4, "elsewhere"));
   EXPECT_EQ(notifications(run), Lines{R"({"type":"hub_notify_message","chat_id":6,"message_id":4,)"
