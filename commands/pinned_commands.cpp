@@ -1,5 +1,6 @@
 #include "commands/pinned_commands.h"
 
+#include "commands/search_requests.h"
 #include "frame/channels.h"
 #include "json/text.h"
 #include "state/message.h"
@@ -55,15 +56,6 @@ std::string make_get_chat_pinned_message(std::int64_t chat_id) {
   return json;
 }
 
-std::string make_search_pinned_messages(std::int64_t chat_id, std::int64_t limit) {
-  std::string json = "{\"@type\":\"searchChatMessages\"";
-  append_int_member(json, "chat_id", chat_id);
-  json += ",\"topic_id\":null,\"query\":\"\",\"sender_id\":null,\"from_message_id\":0,\"offset\":0";
-  append_int_member(json, "limit", limit);
-  json += ",\"filter\":{\"@type\":\"searchMessagesFilterPinned\"}}";
-  return json;
-}
-
 void request_pinned_message(std::int64_t chat_id, PinnedLoads& loads, const TdClient& td) {
   td_request(td, make_get_chat_pinned_message(chat_id),
              make_tag("pinned", chat_id, ++loads.requests));
@@ -96,7 +88,7 @@ void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td) 
   std::string event = begin_event("pinned_list_begin", chat_id);
   append_int_member(event, "gen", gen);
   end_event(event);
-  td_request(td, make_search_pinned_messages(chat_id, limit),
+  td_request(td, make_search_chat_messages({chat_id, "", 0, limit, "searchMessagesFilterPinned"}),
              make_tag("pinned_list", chat_id, gen, limit));
   reply_ok(call, "SEND searchChatMessages (pinned)");
 }

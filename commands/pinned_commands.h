@@ -14,7 +14,6 @@ struct PinnedLoads {
 };
 
 std::string make_get_chat_pinned_message(std::int64_t chat_id);
-std::string make_search_pinned_messages(std::int64_t chat_id, std::int64_t limit);
 
 // Asks for the chat's pinned message; the answer becomes "pinned_message" or "pinned_none".
 void request_pinned_message(std::int64_t chat_id, PinnedLoads& loads, const TdClient& td);
