@@ -9,23 +9,34 @@ namespace {
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-std::size_t skip_spaces(std::string_view text, std::size_t pos) {
-  while (pos < text.size() && is_space(text[pos])) ++pos;
+// The library writes no spaces, so mostly the first comparison decides.
+inline std::size_t skip_spaces(std::string_view text, std::size_t pos) {
+  while (pos < text.size() && text[pos] <= ' ' && is_space(text[pos])) ++pos;
   return pos;
 }
 
-// Offset of the quote that ends the string, as find_string_end; keys and most strings are short
-// and hold no escape.
+#if defined(__SSE2__)
+
+// Bit i is set where byte i of the 16 at `at` passes the test.
+template <class Test>
+inline std::uint32_t mask16(const char* at, Test test) {
+  return static_cast<std::uint32_t>(
+      _mm_movemask_epi8(test(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)))));
+}
+
+inline __m128i equal(__m128i v, char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); }
+
+#endif
+
+// As find_string_end. Keys and most strings are short and hold no escape: those take one look at
+// 16 bytes.
 inline std::size_t find_short_string_end(std::string_view text, std::size_t pos) {
 #if defined(__SSE2__)
-  if (pos + 16 <= text.size()) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
-    const __m128i quote = _mm_cmpeq_epi8(v, _mm_set1_epi8('"'));
-    const __m128i slash = _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'));
-    const int stops = _mm_movemask_epi8(_mm_or_si128(quote, slash));
+  if (text.size() - pos >= 16) {
+    const std::uint32_t stops = mask16(
+        text.data() + pos, [](__m128i v) { return _mm_or_si128(equal(v, '"'), equal(v, '\\')); });
     if (stops == 0) return find_string_end(text, pos + 16);
-    const std::size_t first =
-        pos + static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(stops)));
+    const std::size_t first = pos + static_cast<unsigned>(__builtin_ctz(stops));
     return text[first] == '"' ? first : find_string_end(text, first);
   }
 #endif
@@ -36,21 +47,32 @@ bool ends_scalar(char c) { return c == ',' || c == '}' || c == ']' || is_space(c
 
 // A number or literal reaches to what may stand behind one. At the end of the text nobody can
 // tell whether it is whole.
-std::size_t skip_scalar(std::string_view text, std::size_t pos) {
+inline std::size_t skip_scalar(std::string_view text, std::size_t pos) {
   const std::size_t begin = pos;
 #if defined(__SSE2__)
-  if (pos + 16 <= text.size()) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
-    const auto equal = [v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
-    const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(' ')), v);
-    const __m128i ends =
-        _mm_or_si128(_mm_or_si128(equal(','), equal('}')), _mm_or_si128(equal(']'), low));
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(ends));
-    pos += mask == 0 ? 16 : static_cast<unsigned>(__builtin_ctz(mask));
+  if (text.size() - pos >= 16) {
+    // Any control byte stops the look; what is no space goes on below.
+    const std::uint32_t ends = mask16(text.data() + pos, [](__m128i v) {
+      const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(' ')), v);
+      const __m128i folded = _mm_or_si128(v, _mm_set1_epi8(0x20));  // ']' becomes '}'
+      return _mm_or_si128(_mm_or_si128(equal(v, ','), low), equal(folded, '}'));
+    });
+    pos += ends == 0 ? 16 : static_cast<unsigned>(__builtin_ctz(ends));
   }
 #endif
   while (pos < text.size() && !ends_scalar(text[pos])) ++pos;
   return pos == begin || pos == text.size() ? kNotFound : pos;
+}
+
+// `pos` lies within the text.
+inline std::size_t skip_value_here(std::string_view text, std::size_t pos) {
+  const char c = text[pos];
+  if (c == '"') {
+    const std::size_t end = find_short_string_end(text, pos + 1);
+    return end == kNotFound ? kNotFound : end + 1;
+  }
+  if (c == '{' || c == '[') return skip_to_close(text, pos + 1, 1, Nesting::kAll);
+  return skip_scalar(text, pos);
 }
 
 template <class Walk>
@@ -68,7 +90,7 @@ inline bool next_item(Walk& walk, char open, char close) {
   std::size_t pos = walk.pos;
   if (walk.stage != WalkStage::kBetween) {
     if (walk.stage != WalkStage::kAtValue) return false;
-    pos = skip_value(text, pos);
+    pos = skip_value_here(text, pos);
     if (pos == kNotFound) return stop(walk, WalkStage::kBroken);
   }
   const bool begins = pos == 0;
@@ -95,7 +117,7 @@ template <class Walk>
 std::string_view take(Walk& walk) {
   if (walk.stage != WalkStage::kAtValue) return {};
   const std::size_t begin = walk.pos;
-  const std::size_t end = skip_value(walk.text, begin);
+  const std::size_t end = skip_value_here(walk.text, begin);
   if (end == kNotFound) {
     stop(walk, WalkStage::kBroken);
     return {};
@@ -110,23 +132,14 @@ std::size_t end_of(const Walk& walk) {
   if (walk.stage == WalkStage::kBroken) return kNotFound;
   if (walk.stage == WalkStage::kClosed || walk.pos == 0) return walk.pos;
   const std::size_t pos =
-      walk.stage == WalkStage::kAtValue ? skip_value(walk.text, walk.pos) : walk.pos;
+      walk.stage == WalkStage::kAtValue ? skip_value_here(walk.text, walk.pos) : walk.pos;
   return pos == kNotFound ? kNotFound : skip_to_close(walk.text, pos, 1, Nesting::kAll);
 }
 
 }  // namespace
 
 std::size_t skip_value(std::string_view text, std::size_t pos) {
-  if (pos >= text.size()) return kNotFound;
-  switch (text[pos]) {
-    case '"': {
-      const std::size_t end = find_short_string_end(text, pos + 1);
-      return end == kNotFound ? kNotFound : end + 1;
-    }
-    case '{':
-    case '[': return skip_to_close(text, pos + 1, 1, Nesting::kAll);
-    default: return skip_scalar(text, pos);
-  }
+  return pos < text.size() ? skip_value_here(text, pos) : kNotFound;
 }
 
 bool next_key(ObjectWalk& walk, std::string_view& key) {
