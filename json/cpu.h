@@ -1,5 +1,5 @@
 // Which vector instructions the text kernels may use. Plain C++ is always there; a 64-bit x86 has
-// SSE2 at least, and AVX2 is asked for at run time.
+// SSE2 at least, and AVX2 and AVX-512 are asked for at run time.
 #pragma once
 
 #if defined(__SSE2__)
@@ -16,5 +16,13 @@
 inline bool has_avx2() {
   return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
          __builtin_cpu_supports("pclmul") != 0 && __builtin_cpu_supports("popcnt") != 0;
+}
+
+// The same with blocks of 64 bytes at once.
+#define TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx2,bmi,pclmul,popcnt")))
+
+inline bool has_avx512() {
+  return has_avx2() && __builtin_cpu_supports("avx512f") != 0 &&
+         __builtin_cpu_supports("avx512bw") != 0;
 }
 #endif

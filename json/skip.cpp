@@ -151,6 +151,21 @@ struct Avx2 {
   }
 };
 
+struct Avx512 {
+  TARGET_AVX512 static BlockMasks masks(const char* block, char fold) {
+    const __m512i v = _mm512_loadu_si512(block);
+    const __m512i folded = _mm512_or_si512(v, _mm512_set1_epi8(fold));
+    return {_mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('"')),
+            _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('\\')),
+            _mm512_cmpeq_epi8_mask(folded, _mm512_set1_epi8('{')),
+            _mm512_cmpeq_epi8_mask(folded, _mm512_set1_epi8('}'))};
+  }
+
+  TARGET_AVX512 static std::uint64_t running_xor(std::uint64_t bits) {
+    return Avx2::running_xor(bits);
+  }
+};
+
 #endif
 
 // Where a block begins that is to show the bytes from `pos` on: the last one of a text reaches
@@ -202,10 +217,6 @@ ALWAYS_INLINE std::size_t skip_to_close_in_blocks(std::string_view text, std::si
 TARGET_AVX2 std::size_t find_string_end_avx2(std::string_view text, std::size_t pos) {
   return find_string_end_in_blocks<Avx2>(text, pos);
 }
-TARGET_AVX2 std::size_t skip_to_close_avx2(std::string_view text, std::size_t pos,
-                                           std::size_t depth, Nesting nesting) {
-  return skip_to_close_in_blocks<Avx2>(text, pos, depth, nesting);
-}
 
 #endif
 #endif
@@ -237,6 +248,19 @@ std::size_t skip_to_close_sse2(std::string_view text, std::size_t pos, std::size
 }
 
 #endif
+#if defined(TD_BACKEND_AVX2)
+
+TARGET_AVX2 std::size_t skip_to_close_avx2(std::string_view text, std::size_t pos,
+                                           std::size_t depth, Nesting nesting) {
+  return skip_to_close_in_blocks<Avx2>(text, pos, depth, nesting);
+}
+
+TARGET_AVX512 std::size_t skip_to_close_avx512(std::string_view text, std::size_t pos,
+                                               std::size_t depth, Nesting nesting) {
+  return skip_to_close_in_blocks<Avx512>(text, pos, depth, nesting);
+}
+
+#endif
 
 std::size_t find_string_end(std::string_view text, std::size_t pos) {
 #if defined(__SSE2__)
@@ -264,6 +288,8 @@ std::size_t find_string_end(std::string_view text, std::size_t pos) {
 std::size_t skip_to_close(std::string_view text, std::size_t pos, std::size_t depth,
                           Nesting nesting) {
 #if defined(TD_BACKEND_AVX2)
+  static const bool avx512 = has_avx512();
+  if (avx512) return skip_to_close_avx512(text, pos, depth, nesting);
   if (has_avx2()) return skip_to_close_avx2(text, pos, depth, nesting);
 #endif
 #if defined(__SSE2__)

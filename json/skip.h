@@ -29,3 +29,10 @@ std::size_t find_string_end_sse2(std::string_view text, std::size_t pos);
 std::size_t skip_to_close_sse2(std::string_view text, std::size_t pos, std::size_t depth,
                                Nesting nesting);
 #endif
+#if defined(TD_BACKEND_AVX2)
+// Only where has_avx2() is true; has_avx512() for the second.
+std::size_t skip_to_close_avx2(std::string_view text, std::size_t pos, std::size_t depth,
+                               Nesting nesting);
+std::size_t skip_to_close_avx512(std::string_view text, std::size_t pos, std::size_t depth,
+                                 Nesting nesting);
+#endif

@@ -70,18 +70,48 @@ char* put_utf8(char* out, unsigned code) {
   return out;
 }
 
-// The code point of the escape whose four digits begin at `pos`, which is moved past all that
-// belongs to it. A surrogate without its partner stands for itself.
-bool read_unicode_escape(std::string_view text, std::size_t& pos, unsigned& code) {
-  if (!parse_hex4(text, pos, code)) return false;
-  pos += 4;
-  unsigned low = 0;
-  if (code >= 0xD800 && code <= 0xDBFF && text.substr(pos, 2) == "\\u" &&
-      parse_hex4(text, pos + 2, low) && low >= 0xDC00 && low <= 0xDFFF) {
-    code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
-    pos += 6;
+// The value of four hex digits, or -1. A table, for whole scripts are written in such escapes.
+struct HexTable {
+  std::array<std::int8_t, 256> value{};
+  constexpr HexTable() {
+    for (std::size_t c = 0; c < value.size(); ++c) {
+      const bool digit = c >= '0' && c <= '9';
+      const bool upper = c >= 'A' && c <= 'F';
+      const bool lower = c >= 'a' && c <= 'f';
+      const std::size_t base = digit ? '0' : upper ? 'A' - 10 : 'a' - 10;
+      value[c] =
+          static_cast<std::int8_t>(digit || upper || lower ? static_cast<int>(c - base) : -1);
+    }
   }
-  return true;
+};
+constexpr HexTable kHexTable;
+
+int read_hex4(const char* at) {
+  const auto digit = [at](int i) {
+    return static_cast<int>(kHexTable.value[static_cast<unsigned char>(at[i])]);
+  };
+  const int high = digit(0) * 16 + digit(1);
+  const int low = digit(2) * 16 + digit(3);
+  // A digit of -1 makes all of its bits set, and no sum of others clears the sign.
+  return (digit(0) | digit(1) | digit(2) | digit(3)) < 0 ? -1 : high * 256 + low;
+}
+
+// The code point of the escape whose four digits begin at `pos`, which is moved past all that
+// belongs to it; -1, and `pos` as it was, when they are no digits. A surrogate without its partner
+// stands for itself.
+int read_unicode_escape(std::string_view text, std::size_t& pos) {
+  if (text.size() - pos < 4) return -1;
+  const int code = read_hex4(text.data() + pos);
+  if (code < 0) return -1;
+  pos += 4;
+  if (code < 0xD800 || code > 0xDBFF || text.size() - pos < 6 || text[pos] != '\\' ||
+      text[pos + 1] != 'u') {
+    return code;
+  }
+  const int low = read_hex4(text.data() + pos + 2);
+  if (low < 0xDC00 || low > 0xDFFF) return code;
+  pos += 6;
+  return 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
 }
 
 // What the letter behind a backslash stands for; any but these stands for itself.
@@ -96,26 +126,46 @@ char escaped_letter(char c) {
   }
 }
 
-// Decodes the escapes that follow each other from `pos` on; in most scripts a word is one such
-// row. `pos` is moved past them, at most to the end.
-void append_escapes(std::string& out, std::string_view text, std::size_t& pos) {
-  std::array<char, 128> row;  // NOLINT(cppcoreguidelines-pro-type-member-init): written first
-  char* end = row.data();
-  while (pos < text.size() && text[pos] == '\\' && end + 4 <= row.data() + row.size()) {
-    if (pos + 1 == text.size()) {
-      pos = text.size();
-      break;
-    }
-    const char letter = text[pos + 1];
-    pos += 2;
-    if (letter != 'u') {
-      *end++ = escaped_letter(letter);
-      continue;
-    }
-    unsigned code = 0;
-    if (read_unicode_escape(text, pos, code)) end = put_utf8(end, code);
+// Text on its way to a string, which then grows by few long pieces.
+struct Piece {
+  static constexpr std::size_t kSize = 512;
+  static constexpr std::size_t kStep = 16;  // the most that is put at once
+  std::array<char, kSize> bytes;            // NOLINT(cppcoreguidelines-pro-type-member-init)
+  std::size_t size = 0;
+};
+
+// Copies up to the next backslash, or the next 16 bytes.
+void copy_plain(Piece& piece, std::string_view text, std::size_t& pos) {
+  char* out = piece.bytes.data() + piece.size;
+#if defined(__SSE2__)
+  if (text.size() - pos >= 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
+    const auto slashes =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))));
+    const std::size_t length = slashes == 0 ? 16 : static_cast<unsigned>(__builtin_ctz(slashes));
+    piece.size += length;
+    pos += length;
+    return;
   }
-  out.append(row.data(), static_cast<std::size_t>(end - row.data()));
+#endif
+  *out = text[pos++];
+  ++piece.size;
+}
+
+// Decodes the escape at `pos`; a backslash that ends the text is dropped.
+void decode_escape(Piece& piece, std::string_view text, std::size_t& pos) {
+  char* out = piece.bytes.data() + piece.size;
+  if (++pos == text.size()) return;
+  const char letter = text[pos++];
+  if (letter != 'u') {
+    *out = escaped_letter(letter);
+    ++piece.size;
+    return;
+  }
+  const int code = read_unicode_escape(text, pos);
+  if (code < 0) return;
+  piece.size += static_cast<std::size_t>(put_utf8(out, static_cast<unsigned>(code)) - out);
 }
 
 // -1: outside the alphabet, -2: padding, -3: whitespace.
@@ -129,6 +179,31 @@ int base64_value(char c) {
   return is_space(c) ? -3 : -1;
 }
 
+// Members come by the dozen in every event, so their fixed parts are put together on the stack and
+// appended at once.
+constexpr std::size_t kKeyMax = 40;
+
+// ,"key":<open>  with `open` of at most one byte; what it takes, at most kKeyMax + 5.
+std::size_t put_key(char* out, std::string_view key, std::string_view open) {
+  char* at = out;
+  *at++ = ',';
+  *at++ = '"';
+  at += key.copy(at, key.size());
+  *at++ = '"';
+  *at++ = ':';
+  at += open.copy(at, 1);
+  return static_cast<std::size_t>(at - out);
+}
+
+void append_key(std::string& out, std::string_view key, std::string_view open) {
+  if (key.size() > kKeyMax) {
+    out.append(",\"").append(key).append("\":").append(open);
+    return;
+  }
+  char head[kKeyMax + 5];
+  out.append(head, put_key(head, key, open));
+}
+
 }  // namespace
 
 std::string json_escape(std::string_view text) {
@@ -140,19 +215,22 @@ std::string json_escape(std::string_view text) {
 
 std::string json_unescape(std::string_view text) {
   std::string out;
-  std::size_t pos = 0;
+  std::size_t pos = text.find('\\');
+  if (pos == std::string_view::npos) pos = text.size();
+  out.assign(text.data(), pos);
+  Piece piece;
   while (pos < text.size()) {
-    const std::size_t slash = text.find('\\', pos);
-    if (slash == std::string_view::npos) {
-      out.append(text.substr(pos));
-      break;
+    if (text[pos] == '\\') {
+      decode_escape(piece, text, pos);
+    } else {
+      copy_plain(piece, text, pos);
     }
-    if (pos == 0) out.reserve(slash + (text.size() - slash) / 2);
-    out.append(text.substr(pos, slash - pos));
-    pos = slash;
-    append_escapes(out, text, pos);
+    if (piece.size > Piece::kSize - Piece::kStep) {
+      out.append(piece.bytes.data(), piece.size);
+      piece.size = 0;
+    }
   }
-  return out;
+  return out.append(piece.bytes.data(), piece.size);
 }
 
 bool base64_decode(std::string_view text, std::string& out) {
@@ -287,22 +365,24 @@ void append_json_escaped(std::string& out, std::string_view text) {
 }
 
 void append_int_member(std::string& out, std::string_view key, std::int64_t value) {
-  out += ",\"";
-  out += key;
-  out += "\":";
-  append_i64(out, value);
+  if (key.size() > kKeyMax) {
+    append_key(out, key, "");
+    append_i64(out, value);
+    return;
+  }
+  char member[kKeyMax + 5 + 20];
+  char* digits = member + put_key(member, key, "");
+  const auto result = std::to_chars(digits, member + sizeof member, value);
+  out.append(member, static_cast<std::size_t>(result.ptr - member));
 }
 
 void append_string_member(std::string& out, std::string_view key, std::string_view value) {
-  out += ",\"";
-  out += key;
-  out += "\":\"";
+  append_key(out, key, "\"");
   append_json_escaped(out, value);
   out += '"';
 }
 
 void append_bool_member(std::string& out, std::string_view key, bool value) {
-  out += ",\"";
-  out += key;
-  out += value ? "\":true" : "\":false";
+  append_key(out, key, "");
+  out += value ? "true" : "false";
 }

@@ -18,24 +18,36 @@ struct MessageParts {
   Content content;
 };
 
-// The integer of an object that must be of the type given; 0 when it is of another.
-std::int64_t walk_typed_int(ObjectWalk& message, std::string_view type, std::string_view key) {
+// How the objects begin that are read for one integer.
+constexpr std::string_view kSenderUser = R"({"@type":"messageSenderUser")";
+constexpr std::string_view kReplyToMessage = R"({"@type":"messageReplyToMessage")";
+constexpr std::string_view kTopicThread = R"({"@type":"messageTopicThread")";
+
+constexpr std::string_view type_in(std::string_view start) {
+  return start.substr(10, start.size() - 11);
+}
+
+// The integer `key` of an object that is of the type in `start`; 0 when it is of another.
+std::int64_t walk_typed_int(ObjectWalk& message, std::string_view start, std::string_view key) {
   std::int64_t value = 0;
-  bool right_type = false;
-  ObjectWalk walk{value_here(message)};
-  for (std::string_view found; next_key(walk, found);) {
-    if (found == "@type") {
-      right_type = string_content(take_value(walk)) == type;
+  bool value_seen = false;
+  ObjectWalk walk = walk_behind(value_here(message), start);
+  bool right_type = walk.pos != 0;
+  for (std::string_view found; !(right_type && value_seen) && next_key(walk, found);) {
+    if (is_key(found, "@type")) {
+      right_type = string_content(take_value(walk)) == type_in(start);
+      if (!right_type) break;
     } else if (found == key) {
       value = value_int(take_value(walk), 0);
+      value_seen = true;
     }
   }
   leave(message, walk);
   return right_type ? value : 0;
 }
 
-std::int64_t typed_int(const ObjectText& object, std::string_view type, std::string_view key) {
-  return own_type(object) == type ? own_int(object, key, 0) : 0;
+std::int64_t typed_int(const ObjectText& object, std::string_view start, std::string_view key) {
+  return own_type(object) == type_in(start) ? own_int(object, key, 0) : 0;
 }
 
 std::string_view sending_state_word(std::string_view type) {
@@ -43,46 +55,66 @@ std::string_view sending_state_word(std::string_view type) {
   return type == "messageSendingStatePending" ? "pending" : "";
 }
 
+// Members that do not count stand together, and nearly every message has the same values there, so
+// each row is stepped over by one comparison. A row that differs is walked like all else.
+void skip_usual_members(ObjectWalk& walk) {
+  static constexpr std::string_view kRows[] = {
+      R"(,"is_pinned":false,"is_from_offline":false,"can_be_saved":true,)"
+      R"("has_timestamped_media":true,"is_channel_post":false,"is_paid_star_suggested_post":false,)"
+      R"("is_paid_ton_suggested_post":false,"contains_unread_mention":false)",
+      R"(,"self_destruct_in":0,"auto_delete_in":0,"via_bot_user_id":0,)"
+      R"("sender_business_bot_user_id":0,"sender_boost_count":0,"paid_message_star_count":0,)"
+      R"("author_signature":"")",
+  };
+  if (walk.stage != WalkStage::kBetween) return;
+  for (const std::string_view row : kRows) {
+    const std::string_view rest = walk.text.substr(walk.pos);
+    if (rest.size() > row.size() && rest[5] == row[5] && json_starts_with(rest, row)) {
+      walk.pos += row.size();
+    }
+  }
+}
+
 // By their lengths, for a message has thirty members and ten of them count.
 void take_member(ObjectWalk& walk, std::string_view key, MessagePreview& out, MessageParts& parts) {
   switch (key.size()) {
     case 4:
-      if (key == "date") out.date = value_int(take_value(walk), 0);
+      if (is_key(key, "date")) out.date = value_int(take_value(walk), 0);
       break;
     case 7:
-      if (key == "chat_id") {
+      if (is_key(key, "chat_id")) {
         out.chat_id = value_int(take_value(walk), 0);
-      } else if (key == "content") {
+      } else if (is_key(key, "content")) {
         ObjectWalk content{value_here(walk)};
         read_content(content, parts.content);
         leave(walk, content);
       }
       break;
     case 8:
-      if (key == "reply_to") {
-        out.reply_to_message_id = walk_typed_int(walk, "messageReplyToMessage", "message_id");
-      } else if (key == "topic_id") {
-        out.message_thread_id = walk_typed_int(walk, "messageTopicThread", "message_thread_id");
+      if (is_key(key, "reply_to")) {
+        out.reply_to_message_id = walk_typed_int(walk, kReplyToMessage, "message_id");
+      } else if (is_key(key, "topic_id")) {
+        out.message_thread_id = walk_typed_int(walk, kTopicThread, "message_thread_id");
       }
       break;
     case 9:
-      if (key == "sender_id") {
-        parts.sender_user_id = walk_typed_int(walk, "messageSenderUser", "user_id");
+      if (is_key(key, "sender_id")) {
+        parts.sender_user_id = walk_typed_int(walk, kSenderUser, "user_id");
       }
       break;
     case 11:
-      if (key == "is_outgoing") out.outgoing = value_true(take_value(walk));
+      if (is_key(key, "is_outgoing")) out.outgoing = value_true(take_value(walk));
       break;
     case 12:
-      if (key == "forward_info") out.forwarded = value_is_object(value_here(walk));
+      if (is_key(key, "forward_info")) out.forwarded = value_is_object(value_here(walk));
       break;
     case 13:
-      if (key == "sending_state") {
+      if (is_key(key, "sending_state")) {
         out.sending_state = sending_state_word(object_type(take_value(walk)));
       }
       break;
     case 16:
-      if (key == "interaction_info") {
+      if (is_key(key, "interaction_info")) {
         ObjectWalk info{value_here(walk)};
         read_interaction(info, parts.interaction);
         leave(walk, info);
@@ -176,8 +208,13 @@ bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
       !parse_int_at(walk.text, 1 + kMessageMarker.size(), out.id)) {
     return false;
   }
+  walk.pos = 1 + kMessageMarker.size();
+  walk.stage = WalkStage::kAtValue;
   MessageParts parts;
-  for (std::string_view key; next_key(walk, key);) take_member(walk, key, out, parts);
+  for (std::string_view key; next_key(walk, key);) {
+    take_member(walk, key, out, parts);
+    skip_usual_members(walk);
+  }
   if (walk.stage != WalkStage::kClosed) return false;
   fill_preview(out, parts, walk.text.substr(0, walk.pos), profile);
   sender_user_id = parts.sender_user_id;
@@ -230,13 +267,11 @@ std::string extract_message_sending_state(std::string_view json) {
 }
 
 std::int64_t extract_reply_to_message_id(std::string_view json) {
-  return typed_int(own_object(find_message(json), "reply_to"), "messageReplyToMessage",
-                   "message_id");
+  return typed_int(own_object(find_message(json), "reply_to"), kReplyToMessage, "message_id");
 }
 
 std::int64_t extract_message_topic_thread_id(std::string_view json) {
-  return typed_int(own_object(find_message(json), "topic_id"), "messageTopicThread",
-                   "message_thread_id");
+  return typed_int(own_object(find_message(json), "topic_id"), kTopicThread, "message_thread_id");
 }
 
 std::int32_t extract_message_reply_count(std::string_view json) {
@@ -244,5 +279,5 @@ std::int32_t extract_message_reply_count(std::string_view json) {
 }
 
 std::int64_t extract_sender_user_id(std::string_view json) {
-  return typed_int(own_object(find_message(json), "sender_id"), "messageSenderUser", "user_id");
+  return typed_int(own_object(find_message(json), "sender_id"), kSenderUser, "user_id");
 }

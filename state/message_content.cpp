@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "json/search.h"
+
 namespace {
 
 constexpr std::string_view kTextType = "messageText";
@@ -10,26 +12,33 @@ constexpr std::string_view kEmojiType = "messageAnimatedEmoji";
 // The text of the formattedText object that the walk stands before.
 std::string walk_formatted_text(ObjectWalk& outer) {
   std::string text;
-  ObjectWalk walk{value_here(outer)};
+  ObjectWalk walk = walk_behind(value_here(outer), R"({"@type":"formattedText")");
   for (std::string_view key; next_key(walk, key);) {
-    if (key == "text") text = value_string(take_value(walk));
+    if (!is_key(key, "text")) continue;
+    text = value_string(take_value(walk));
+    break;
   }
   leave(outer, walk);
   return text;
 }
 
-// The members behind "@type", which is known.
+// The members behind "@type", which is known, as far as they count.
 void walk_members(ObjectWalk& walk, Content& content, const MediaKind* kind) {
-  const bool is_text = content.type == kTextType;
   const bool is_emoji = content.type == kEmojiType;
-  for (std::string_view key; next_key(walk, key);) {
-    if (kind != nullptr && key == kind->media) {
+  const std::string_view words_key = content.type == kTextType ? "text" : "caption";
+  bool words_seen = false;
+  bool media_seen = kind == nullptr;
+  for (std::string_view key; !(words_seen && media_seen) && next_key(walk, key);) {
+    if (!media_seen && key == kind->media) {
       walk_media(walk, *kind, content.media);
-    } else if (is_text ? key == "text" : key == "caption" && content.words.empty()) {
+      media_seen = true;
+    } else if (key == words_key && content.words.empty()) {
       content.words = walk_formatted_text(walk);
-    } else if (is_emoji && key == "emoji") {
+      words_seen = !is_emoji;
+    } else if (is_emoji && is_key(key, "emoji")) {
       std::string emoji = value_string(take_value(walk));
-      if (!emoji.empty()) content.words = std::move(emoji);
+      words_seen = !emoji.empty();
+      if (words_seen) content.words = std::move(emoji);
     }
   }
 }
@@ -52,7 +61,7 @@ Content scan_content(const ObjectText& object) {
 void read_content(ObjectWalk& object, Content& content) {
   const std::string_view text = object.text;
   std::string_view key;
-  if (next_key(object, key) && key == "@type") {
+  if (next_key(object, key) && is_key(key, "@type")) {
     content.type = string_content(take_value(object));
   } else {
     // In another order the type is looked for first: what the members mean depends on it.
@@ -61,9 +70,9 @@ void read_content(ObjectWalk& object, Content& content) {
   }
   const MediaKind* kind = find_media_kind(content.type);
   walk_members(object, content, kind);
-  if (kind != nullptr && content.media.file_id == 0 && object.stage == WalkStage::kClosed) {
-    scan_media(text.substr(0, object.pos), *kind, content.media);
-  }
+  if (kind == nullptr || content.media.file_id != 0) return;
+  const std::size_t end = walk_end(object);
+  if (end != kNotFound) scan_media(text.substr(0, end), *kind, content.media);
 }
 
 Content read_content(const ObjectText& object) {

@@ -48,12 +48,12 @@ struct File {
 template <class Walk>
 File walk_file(Walk& outer, bool with_size) {
   File file;
-  ObjectWalk walk{value_here(outer)};
+  ObjectWalk walk = walk_behind(value_here(outer), R"({"@type":"file")");
   for (std::string_view key; next_key(walk, key);) {
-    if (key == "id") {
+    if (is_key(key, "id")) {
       file.id = file_id_of(take_value(walk));
       if (!with_size) break;
-    } else if (key == "size") {
+    } else if (is_key(key, "size")) {
       file.size = std::max<std::int64_t>(value_int(take_value(walk)), 0);
       if (file.id != 0) break;
     }
@@ -66,7 +66,9 @@ std::int64_t walk_thumbnail(ObjectWalk& outer) {
   std::int64_t id = 0;
   ObjectWalk walk{value_here(outer)};
   for (std::string_view key; next_key(walk, key);) {
-    if (key == "file" || (key == "photo" && id == 0)) id = walk_file(walk, false).id;
+    if (!is_key(key, "file") && !is_key(key, "photo")) continue;
+    id = walk_file(walk, false).id;
+    if (id != 0) break;
   }
   leave(outer, walk);
   return id;
@@ -106,15 +108,19 @@ void walk_size(ArrayWalk& sizes, PhotoChoice& choice) {
   std::int64_t file_id = 0;
   std::int64_t width = 0;
   std::int64_t height = 0;
-  ObjectWalk walk{value_here(sizes)};
-  for (std::string_view key; next_key(walk, key);) {
-    if (key == "photo") {
+  int wanted = 3;
+  ObjectWalk walk = walk_behind(value_here(sizes), R"({"@type":"photoSize")");
+  for (std::string_view key; wanted > 0 && next_key(walk, key);) {
+    if (is_key(key, "photo")) {
       file_id = walk_file(walk, false).id;
-    } else if (key == "width") {
+    } else if (is_key(key, "width")) {
       width = value_int(take_value(walk));
-    } else if (key == "height") {
+    } else if (is_key(key, "height")) {
       height = value_int(take_value(walk));
+    } else {
+      continue;
     }
+    --wanted;
   }
   leave(sizes, walk);
   consider_size(choice, file_id, width, height);
@@ -124,10 +130,11 @@ void walk_photo(ObjectWalk& content, MediaFile& media) {
   PhotoChoice choice;
   ObjectWalk walk{value_here(content)};
   for (std::string_view key; next_key(walk, key);) {
-    if (key != "sizes") continue;
+    if (!is_key(key, "sizes")) continue;
     ArrayWalk sizes{value_here(walk)};
     while (next_place(sizes)) walk_size(sizes, choice);
     leave(walk, sizes);
+    break;
   }
   leave(content, walk);
   take_choice(choice, media);
@@ -199,20 +206,20 @@ void walk_member(ObjectWalk& walk, std::string_view key, const MediaKind& kind,
   const bool document = kind.content_type == kDocument.content_type;
   if (key == kind.file) {
     members.file = walk_file(walk, document);
-  } else if (key == "@type") {
+  } else if (is_key(key, "@type")) {
     members.type = string_content(take_value(walk));
-  } else if (key == "thumbnail") {
+  } else if (is_key(key, "thumbnail")) {
     members.thumb_file_id = walk_thumbnail(walk);
   } else if (document) {
-    if (key == "file_name") members.name = value_string(take_value(walk));
-    if (key == "mime_type") members.mime_type = value_string(take_value(walk));
-  } else if (key == "duration") {
+    if (is_key(key, "file_name")) members.name = value_string(take_value(walk));
+    if (is_key(key, "mime_type")) members.mime_type = value_string(take_value(walk));
+  } else if (is_key(key, "duration")) {
     members.duration = value_int(take_value(walk));
-  } else if (key == "width") {
+  } else if (is_key(key, "width")) {
     members.width = value_int(take_value(walk));
-  } else if (key == "height") {
+  } else if (is_key(key, "height")) {
     members.height = value_int(take_value(walk));
-  } else if (key == "length") {
+  } else if (is_key(key, "length")) {
     members.length = value_int(take_value(walk));
   }
 }

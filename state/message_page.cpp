@@ -32,9 +32,9 @@ MessagePage open_message_page(std::string_view answer) {
   MessagePage page;
   ObjectWalk walk{answer};
   for (std::string_view key; page.array.text.empty() && next_key(walk, key);) {
-    if (key == "total_count") {
+    if (is_key(key, "total_count")) {
       page.total_count = value_int(take_value(walk));
-    } else if (key == "messages" && json_starts_with(value_here(walk), "[")) {
+    } else if (is_key(key, "messages") && json_starts_with(value_here(walk), "[")) {
       page.array.text = value_here(walk);
     }
   }

@@ -20,12 +20,12 @@ struct Reaction {
 
 std::string walk_emoji(ObjectWalk& reaction) {
   std::string emoji;
-  bool is_emoji = false;
-  ObjectWalk walk{value_here(reaction)};
-  for (std::string_view key; next_key(walk, key);) {
-    if (key == "@type") {
+  ObjectWalk walk = walk_behind(value_here(reaction), R"({"@type":"reactionTypeEmoji")");
+  bool is_emoji = walk.pos != 0;
+  for (std::string_view key; !(is_emoji && !emoji.empty()) && next_key(walk, key);) {
+    if (is_key(key, "@type")) {
       is_emoji = string_content(take_value(walk)) == "reactionTypeEmoji";
-    } else if (key == "emoji") {
+    } else if (is_key(key, "emoji")) {
       emoji = value_string(take_value(walk));
     }
   }
@@ -35,15 +35,19 @@ std::string walk_emoji(ObjectWalk& reaction) {
 
 Reaction walk_reaction(ArrayWalk& reactions) {
   Reaction reaction;
-  ObjectWalk walk{value_here(reactions)};
-  for (std::string_view key; next_key(walk, key);) {
-    if (key == "type") {
+  int wanted = 3;
+  ObjectWalk walk = walk_behind(value_here(reactions), R"({"@type":"messageReaction")");
+  for (std::string_view key; wanted > 0 && next_key(walk, key);) {
+    if (is_key(key, "type")) {
       reaction.emoji = walk_emoji(walk);
-    } else if (key == "total_count") {
+    } else if (is_key(key, "total_count")) {
       reaction.count = value_int(take_value(walk));
-    } else if (key == "is_chosen") {
+    } else if (is_key(key, "is_chosen")) {
       reaction.chosen = value_true(take_value(walk));
+    } else {
+      continue;
     }
+    --wanted;
   }
   leave(reactions, walk);
   return reaction;
@@ -62,8 +66,7 @@ std::string walk_reactions(ObjectWalk& interaction) {
   std::string array;
   ObjectWalk walk{value_here(interaction)};
   for (std::string_view key; next_key(walk, key);) {
-    if (key != "reactions") continue;
-    array.clear();
+    if (!is_key(key, "reactions")) continue;
     ArrayWalk reactions{value_here(walk)};
     for (unsigned i = 0; i < kMaxExamined && next_place(reactions); ++i) {
       const Reaction reaction = walk_reaction(reactions);
@@ -71,6 +74,7 @@ std::string walk_reactions(ObjectWalk& interaction) {
     }
     leave(walk, reactions);
     if (!array.empty()) array += ']';
+    break;
   }
   leave(interaction, walk);
   return array;
@@ -85,7 +89,9 @@ std::int32_t walk_reply_count(ObjectWalk& interaction) {
   std::int64_t count = 0;
   ObjectWalk walk{value_here(interaction)};
   for (std::string_view key; next_key(walk, key);) {
-    if (key == "reply_count") count = value_int(take_value(walk));
+    if (!is_key(key, "reply_count")) continue;
+    count = value_int(take_value(walk));
+    break;
   }
   leave(interaction, walk);
   return clamp_count(count);
@@ -95,9 +101,9 @@ std::int32_t walk_reply_count(ObjectWalk& interaction) {
 
 void read_interaction(ObjectWalk& info, Interaction& interaction) {
   for (std::string_view key; next_key(info, key);) {
-    if (key == "reply_info") {
+    if (is_key(key, "reply_info")) {
       interaction.reply_count = walk_reply_count(info);
-    } else if (key == "reactions") {
+    } else if (is_key(key, "reactions")) {
       interaction.reactions = walk_reactions(info);
     }
   }

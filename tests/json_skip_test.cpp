@@ -27,6 +27,14 @@ void expect_same(std::string_view text, std::size_t pos, std::size_t depth) {
 #if defined(__SSE2__)
     ASSERT_EQ(skip_to_close_sse2(view, pos, depth, nesting), close) << pos << " in " << text;
 #endif
+#if defined(TD_BACKEND_AVX2)
+    if (has_avx2()) {
+      ASSERT_EQ(skip_to_close_avx2(view, pos, depth, nesting), close) << pos << " in " << text;
+    }
+    if (has_avx512()) {
+      ASSERT_EQ(skip_to_close_avx512(view, pos, depth, nesting), close) << pos << " in " << text;
+    }
+#endif
   }
 }
 
