@@ -23,6 +23,7 @@
 #include "frame/oom_report.h"
 #include "platform/memory_map.h"
 #include "tests/forked_child.h"
+#include "tests/match_whole.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TD_SANITIZED_ALLOCATOR 1

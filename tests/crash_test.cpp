@@ -22,6 +22,7 @@
 #include "platform/crash_context.h"
 #include "platform/process_name.h"
 #include "tests/forked_child.h"
+#include "tests/match_whole.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TD_SANITIZED_ALLOCATOR 1

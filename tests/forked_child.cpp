@@ -1,7 +1,6 @@
 #include "tests/forked_child.h"
 
 #include <gtest/gtest.h>
-#include <regex.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,24 +55,4 @@ ChildResult run_in_child(const std::function<void()>& body) {
   result.mirror = mirror.content();
   result.events = events.content();
   return result;
-}
-
-std::vector<std::string> match_whole(const std::string& text, const std::string& expression) {
-  std::vector<std::string> groups;
-  regex_t compiled;
-  const int error = regcomp(&compiled, ("^(" + expression + ")$").c_str(), REG_EXTENDED);
-  EXPECT_EQ(error, 0) << expression;
-  if (error != 0) return groups;
-  std::vector<regmatch_t> found(compiled.re_nsub + 1);
-  if (regexec(&compiled, text.c_str(), found.size(), found.data(), 0) == 0) {
-    for (std::size_t i = 1; i < found.size(); ++i) {
-      const bool taken = found[i].rm_so >= 0;
-      groups.push_back(taken
-                           ? text.substr(static_cast<std::size_t>(found[i].rm_so),
-                                         static_cast<std::size_t>(found[i].rm_eo - found[i].rm_so))
-                           : "");
-    }
-  }
-  regfree(&compiled);
-  return groups;
 }

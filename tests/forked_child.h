@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 struct ChildResult {
   int exit_status = -1;  // -1: ended by a signal, see `signal`
@@ -19,7 +18,3 @@ struct ChildResult {
 // In the child descriptors 1 and 2, g_log_fd, g_log_mirror_fd and g_events_fd are the files when
 // `body` starts; a body that returns ends the child with status 0.
 ChildResult run_in_child(const std::function<void()>& body);
-
-// The whole text against a POSIX extended expression: what matched, then its groups; empty when
-// the text does not match.
-std::vector<std::string> match_whole(const std::string& text, const std::string& expression);

@@ -223,7 +223,7 @@ struct NullWhat : std::exception {
 
 // The sanitizers would report a fault of ours before it happens.
 #define TD_STANDIN_AS_WRITTEN \
-  __attribute__((noinline, no_sanitize("address"), no_sanitize("undefined")))
+  __attribute__((noinline, no_sanitize("address", "thread", "undefined")))
 
 static volatile int g_zero = 0;
 static int* volatile g_bad_address = reinterpret_cast<int*>(16);
@@ -266,7 +266,8 @@ TD_STANDIN_AS_WRITTEN static void crash_inside_malloc() {
          (chunks[i] - chunks[i - 1] != kSize + 16 || chunks[i + 1] - chunks[i] != kSize + 16)) {
     ++i;
   }
-  auto* volatile links = reinterpret_cast<int**>(chunks[i]);
+  // Volatile, or the optimizer leaves the write out.
+  int* volatile* volatile links = reinterpret_cast<int* volatile*>(chunks[i]);
   std::free(chunks[i]);
   links[1] = g_bad_address;  // NOLINT: used after its release on purpose
   void* volatile never = std::malloc(2 * kSize);
