@@ -64,7 +64,7 @@ TEST(Mp4Probe, FindsTheHeaderInEveryLegalTree) {
     const char* what;
     std::string bytes;
     const char* found;
-  } kTrees[] = {
+  } trees[] = {
       {"one track", kFtyp + box("moov", kVideo) + box("mdat", "x"), "600/1500/240"},
       {"the sound first", kFtyp + box("moov", box("mvhd", "?") + kSound + kVideo), "600/1500/240"},
       {"two videos", box("moov", kVideo + video_v1), "600/1500/240"},
@@ -81,7 +81,7 @@ TEST(Mp4Probe, FindsTheHeaderInEveryLegalTree) {
       {"an unknown duration", box("moov", track(tkhd(0, 1), mdhd(0, 5, 0xffffffff), "vide")),
        "5/18446744073709551615/1"},
   };
-  for (const auto& tree : kTrees) EXPECT_EQ(probe(tree.bytes), tree.found) << tree.what;
+  for (const auto& tree : trees) EXPECT_EQ(probe(tree.bytes), tree.found) << tree.what;
 }
 
 TEST(Mp4Probe, RefusesEveryBrokenTree) {
@@ -90,7 +90,7 @@ TEST(Mp4Probe, RefusesEveryBrokenTree) {
   const struct {
     const char* what;
     std::string bytes;
-  } kTrees[] = {
+  } trees[] = {
       {"nothing", ""},
       {"no boxes", std::string(100, 'x')},
       {"zeros", std::string(1, '\0')},
@@ -113,7 +113,7 @@ TEST(Mp4Probe, RefusesEveryBrokenTree) {
       {"bytes behind the last box", box("moov", kVideo) + "1234"},
       {"a broken box behind the movie", box("moov", kVideo) + be32(1000) + "mdat"},
   };
-  for (const auto& tree : kTrees) EXPECT_EQ(probe(tree.bytes), "refused") << tree.what;
+  for (const auto& tree : trees) EXPECT_EQ(probe(tree.bytes), "refused") << tree.what;
   EXPECT_EQ(probe(-1), "refused");
 }
 
@@ -146,7 +146,7 @@ TEST(Mp4Probe, RoundsUpToWholeSeconds) {
     std::uint32_t scale;
     std::uint64_t duration;
     std::int64_t seconds;
-  } kCases[] = {
+  } cases[] = {
       {600, 1500, 3},
       {600, 1800, 3},
       {600, 1801, 4},
@@ -160,7 +160,7 @@ TEST(Mp4Probe, RoundsUpToWholeSeconds) {
       {UINT32_MAX, UINT64_MAX, 0},
       {0, 5, 0},
   };
-  for (const auto& c : kCases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(mp4_duration_seconds({c.scale, c.duration, 0}), c.seconds)
         << c.duration << " / " << c.scale;
   }

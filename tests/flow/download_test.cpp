@@ -165,7 +165,7 @@ TEST_F(Download, TotalsAndOddSizes) {
     const char* downloaded;
     const char* told;
     const char* total;
-  } kSizes[] = {
+  } cases[] = {
       {"the size is known", "900", "1000", "5", "5", "900"},
       {"only expected", "0", "1000", "5", "5", "1000"},
       {"neither", "0", "0", "5", "5", "0"},
@@ -176,7 +176,7 @@ TEST_F(Download, TotalsAndOddSizes) {
        "9223372036854775807"},
       {"negative", "-5", "-6", "-7", "0", "0"},
   };
-  for (const auto& sizes : kSizes) {
+  for (const auto& sizes : cases) {
     begin("downloadp 9");
     FileText file;
     file.size = sizes.size;

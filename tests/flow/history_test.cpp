@@ -159,7 +159,7 @@ TEST(HistoryReplies, UsageBeforeTheGateAndOkBehindIt) {
     const char* good;
     const char* usage;
     Lines bad;
-  } kCommands[] = {
+  } commands[] = {
       {"open 5",
        "open <chat_id> [anchor_message_id]",
        {"open", "open 0", "open x", "open 5 y", "open 5 0", "open 5 -1"}},
@@ -182,7 +182,7 @@ TEST(HistoryReplies, UsageBeforeTheGateAndOkBehindIt) {
       {"pinned_list 5", "pinned_list <chat_id> [limit]", {"pinned_list", "pinned_list 5 x"}},
       {"read 5 7", "read <chat_id> <message_id>", {"read 5", "read 5 0", "read 0 7", "read 5 -7"}},
   };
-  for (const auto& command : kCommands) {
+  for (const auto& command : commands) {
     for (const std::string& line : command.bad) {
       run.send_line(line);
       EXPECT_EQ(run.replies(), Lines{std::string("ERR usage ") + command.usage}) << line;
@@ -194,7 +194,7 @@ TEST(HistoryReplies, UsageBeforeTheGateAndOkBehindIt) {
   }
   EXPECT_EQ(run.requests(), Lines{});
   run.login();
-  for (const auto& command : kCommands) {
+  for (const auto& command : commands) {
     const std::string good = command.good;
     run.send_line(good);
     EXPECT_EQ(run.replies(), Lines{"OK " + good.substr(0, good.find(' '))});
@@ -247,7 +247,7 @@ TEST_F(History, WhatTheArgumentsAskFor) {
     std::int64_t from;
     std::int64_t offset;
     std::int64_t limit;
-  } kLoads[] = {
+  } cases[] = {
       {"open 5 100", 100, -40, 81},
       {"history 5", 0, 0, 30},
       {"history 5 0", 0, 0, 1},
@@ -260,7 +260,7 @@ TEST_F(History, WhatTheArgumentsAskFor) {
       {"history_jump 5 100 500 0", 100, 0, 100},
   };
   std::int64_t gen = 0;
-  for (const auto& expected : kLoads) {
+  for (const auto& expected : cases) {
     run.send_line(expected.line);
     const Load load{5, ++gen, true, expected.from, expected.limit};
     EXPECT_EQ(run.events(), Lines{load.begin()}) << expected.line;

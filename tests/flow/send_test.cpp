@@ -98,7 +98,7 @@ TEST_F(SendReplies, UsageBeforeTheGateAndOkBehindIt) {
     std::string good;
     const char* usage;
     Lines bad;
-  } kCommands[] = {
+  } commands[] = {
       {"send 5 hi", "send <chat_id> <text>", {"send", "send 5", "send 0 hi", "send x hi"}},
       {"send64 5 aGk=",
        "send64 <chat_id> [reply_to_message_id] <base64_utf8_text>",
@@ -133,7 +133,7 @@ TEST_F(SendReplies, UsageBeforeTheGateAndOkBehindIt) {
        "sendvideonote64 <chat_id> [reply_to_message_id] <base64_utf8_path>",
        {"sendvideonote64 5", "sendvideonote64 5 x " + file}},
   };
-  for (const auto& command : kCommands) {
+  for (const auto& command : commands) {
     for (const std::string& line : command.bad) {
       expect_reply(line, std::string("ERR usage ") + command.usage);
     }
@@ -143,7 +143,7 @@ TEST_F(SendReplies, UsageBeforeTheGateAndOkBehindIt) {
               Lines{"ERR " + command.good.substr(0, command.good.find(' ')) + " not_ready"});
   }
   run.login();
-  for (const auto& command : kCommands) {
+  for (const auto& command : commands) {
     expect_reply(command.good, "OK " + command.good.substr(0, command.good.find(' ')));
   }
 }
@@ -302,7 +302,7 @@ TEST_F(Sending, VideoNotes) {
     std::string bytes;
     const char* members;
     bool probed;
-  } kNotes[] = {
+  } notes[] = {
       {"a film", movie(240, 1500), R"("duration":3,"length":240)", true},
       {"the widest", movie(640, 600), R"("duration":1,"length":640)", true},
       {"too wide", movie(641, 0), R"("duration":1,"length":384)", true},
@@ -312,7 +312,7 @@ TEST_F(Sending, VideoNotes) {
       {"nothing", "", R"("duration":1,"length":384)", false},
   };
   int sends = 0;
-  for (const auto& note : kNotes) {
+  for (const auto& note : notes) {
     write_file(run.dir() / "note.mp4", note.bytes);
     SCOPED_TRACE(note.what);
     const std::string target = sends % 2 == 0 ? "" : "7 ";
