@@ -1,9 +1,10 @@
 #include "json/scan.h"
 
-#include <array>
 #include <cstring>
 #include <limits>
 
+#include "json/digits.h"
+#include "json/hex.h"
 #include "json/search.h"
 #include "json/skip.h"
 #include "json/text.h"
@@ -12,21 +13,7 @@ namespace {
 
 constexpr std::size_t kStringArrayLimit = 16;
 
-constexpr std::uint8_t kNoHexDigit = 16;
-constexpr std::array<std::uint8_t, 256> make_hex_digits() {
-  std::array<std::uint8_t, 256> digits{};
-  for (std::uint8_t& digit : digits) digit = kNoHexDigit;
-  for (std::uint8_t i = 0; i < 10; ++i) digits['0' + i] = i;
-  for (std::uint8_t i = 0; i < 6; ++i) {
-    digits['a' + i] = static_cast<std::uint8_t>(10 + i);
-    digits['A' + i] = static_cast<std::uint8_t>(10 + i);
-  }
-  return digits;
-}
-constexpr std::array<std::uint8_t, 256> kHexDigits = make_hex_digits();
-
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 std::size_t skip_spaces(std::string_view text, std::size_t pos) {
   while (pos < text.size() && is_space(text[pos])) ++pos;
@@ -66,21 +53,6 @@ std::size_t find_value(std::string_view text, std::string_view key) {
   return pos < text.size() ? pos : kNotFound;
 }
 
-// Digits from `pos` on, wrapping in 64 bits; `pos` is moved past them. False without a digit.
-bool read_digits(std::string_view text, std::size_t& pos, std::uint64_t& value) {
-  const std::size_t begin = pos;
-  value = 0;
-  while (pos < text.size() && is_digit(text[pos])) {
-    value = value * 10 + static_cast<std::uint64_t>(text[pos] - '0');
-    ++pos;
-  }
-  return pos != begin;
-}
-
-std::int64_t with_sign(std::uint64_t magnitude, bool negative) {
-  return static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
-}
-
 // What strtoll in base 10 does, within the bounds of the text. False on no digits or on a
 // number out of range.
 bool read_number_like_strtoll(std::string_view text, std::size_t& pos, std::int64_t& out) {
@@ -92,12 +64,9 @@ bool read_number_like_strtoll(std::string_view text, std::size_t& pos, std::int6
     ++at;
   }
   const std::size_t digits = at;
-  std::uint64_t value = 0;
   // 18 digits fit whatever they are.
-  const std::size_t safe = text.size() - at < 18 ? text.size() : at + 18;
-  for (; at < safe && is_digit(text[at]); ++at) {
-    value = value * 10 + static_cast<std::uint64_t>(text[at] - '0');
-  }
+  std::uint64_t value = 0;
+  at = read_digits(text.substr(0, text.size() - at < 18 ? text.size() : at + 18), at, value);
   const std::uint64_t limit =
       static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) + (negative ? 1U : 0U);
   for (; at < text.size() && is_digit(text[at]); ++at) {
@@ -139,7 +108,7 @@ std::int64_t extract_json_int_field(std::string_view text, std::string_view key)
   const bool negative = text[pos] == '-';
   if (negative) ++pos;
   std::uint64_t value = 0;
-  return read_digits(text, pos, value) ? with_sign(value, negative) : -1;
+  return read_digits(text, pos, value) != pos ? with_sign(value, negative) : -1;
 }
 
 std::int64_t extract_json_int64_field_loose(std::string_view text, std::string_view key) {
@@ -150,9 +119,10 @@ std::int64_t extract_json_int64_field_loose(std::string_view text, std::string_v
   const bool negative = pos < text.size() && text[pos] == '-';
   if (negative) ++pos;
   std::uint64_t value = 0;
-  if (!read_digits(text, pos, value)) return -1;
+  const std::size_t end = read_digits(text, pos, value);
+  if (end == pos) return -1;
   if (quoted) {
-    pos = skip_spaces(text, pos);
+    pos = skip_spaces(text, end);
     if (pos >= text.size() || text[pos] != '"') return -1;
   }
   return with_sign(value, negative);
@@ -239,16 +209,9 @@ std::vector<std::int64_t> extract_json_int64_array_field(std::string_view text,
 
 bool parse_hex4(std::string_view text, std::size_t pos, unsigned& out) {
   if (pos > text.size() || text.size() - pos < 4) return false;
-  const auto digit = [&text, pos](std::size_t i) {
-    return static_cast<unsigned>(kHexDigits[static_cast<unsigned char>(text[pos + i])]);
-  };
-  const unsigned a = digit(0);
-  const unsigned b = digit(1);
-  const unsigned c = digit(2);
-  const unsigned d = digit(3);
-  if (((a | b | c | d) & kNoHexDigit) != 0) return false;
-  out = a << 12 | b << 8 | c << 4 | d;
-  return true;
+  const int value = read_hex4(text.data() + pos);
+  if (value >= 0) out = static_cast<unsigned>(value);
+  return value >= 0;
 }
 
 bool parse_int_at(std::string_view text, std::size_t pos, std::int64_t& out) {

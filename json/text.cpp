@@ -5,13 +5,14 @@
 #include <limits>
 
 #include "json/cpu.h"
+#include "json/digits.h"
+#include "json/hex.h"
 #include "json/scan.h"
 #include "json/search.h"
 
 namespace {
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 bool needs_escape(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
 
@@ -68,32 +69,6 @@ char* put_utf8(char* out, unsigned code) {
     put(0x80 | (code & 0x3F));
   }
   return out;
-}
-
-// The value of four hex digits, or -1. A table, for whole scripts are written in such escapes.
-struct HexTable {
-  std::array<std::int8_t, 256> value{};
-  constexpr HexTable() {
-    for (std::size_t c = 0; c < value.size(); ++c) {
-      const bool digit = c >= '0' && c <= '9';
-      const bool upper = c >= 'A' && c <= 'F';
-      const bool lower = c >= 'a' && c <= 'f';
-      const std::size_t base = digit ? '0' : upper ? 'A' - 10 : 'a' - 10;
-      value[c] =
-          static_cast<std::int8_t>(digit || upper || lower ? static_cast<int>(c - base) : -1);
-    }
-  }
-};
-constexpr HexTable kHexTable;
-
-int read_hex4(const char* at) {
-  const auto digit = [at](int i) {
-    return static_cast<int>(kHexTable.value[static_cast<unsigned char>(at[i])]);
-  };
-  const int high = digit(0) * 16 + digit(1);
-  const int low = digit(2) * 16 + digit(3);
-  // A digit of -1 makes all of its bits set, and no sum of others clears the sign.
-  return (digit(0) | digit(1) | digit(2) | digit(3)) < 0 ? -1 : high * 256 + low;
 }
 
 // The code point of the escape whose four digits begin at `pos`, which is moved past all that

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "json/digits.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/skip.h"
@@ -301,13 +302,8 @@ std::string value_string(std::string_view value) {
 std::int64_t value_int(std::string_view value, std::int64_t absent) {
   const bool negative = !value.empty() && value.front() == '-';
   if (negative) value.remove_prefix(1);
-  if (value.empty() || value.front() < '0' || value.front() > '9') return absent;
   std::uint64_t magnitude = 0;
-  for (const char c : value) {
-    if (c < '0' || c > '9') break;
-    magnitude = magnitude * 10 + static_cast<std::uint64_t>(c - '0');
-  }
-  return static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
+  return read_digits(value, 0, magnitude) == 0 ? absent : with_sign(magnitude, negative);
 }
 
 std::int64_t value_int64(std::string_view value, std::int64_t absent) {

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tests/exact_text.h"
 
 namespace {
 
@@ -95,6 +98,22 @@ TEST(JsonScan, Integers) {
     const std::string text = std::string("{\"k\":") + c.value;
     EXPECT_EQ(extract_json_int_field(text, "k"), c.strict) << text;
     EXPECT_EQ(extract_json_int64_field_loose(text, "k"), c.loose) << text;
+  }
+}
+
+// Numbers of every length, whatever follows them.
+TEST(JsonScan, IntegersOfEveryLength) {
+  std::mt19937_64 random(64);
+  for (int round = 0; round < 4000; ++round) {
+    const auto value = static_cast<std::int64_t>(random()) >> (round % 64);
+    std::string text = "\"k\":" + std::to_string(value);
+    if (round % 3 != 0) text += static_cast<char>(random() % 256);
+    if (text.back() >= '0' && text.back() <= '9' && round % 3 != 0) continue;
+    const ExactText exact(text);
+    std::int64_t parsed = 0;
+    ASSERT_EQ(extract_json_int_field(exact.view(), "k"), value) << text;
+    ASSERT_TRUE(parse_int_at(exact.view(), 4, parsed)) << text;
+    ASSERT_EQ(parsed, value) << text;
   }
 }
 
