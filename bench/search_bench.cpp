@@ -182,6 +182,12 @@ bool register_all() {
            [](std::string_view t) { return extract_json_object_raw_at(t, 0).size(); });
   add_over("unescape", "long_posts", [](std::string_view t) { return json_unescape(t).size(); });
   add_over("unescape", "history", [](std::string_view t) { return json_unescape(t).size(); });
+  add("unescape/sentence", [](benchmark::State& state) {
+    const std::string page = corpus_text("history");
+    const std::size_t begin = page.find("\\u0414");
+    run_over(state, page.substr(begin, page.find('"', begin) - begin),
+             [](std::string_view t) { return json_unescape(t).size(); });
+  });
   add_over("escape", "history", [](std::string_view t) { return json_escape(t).size(); });
   return true;
 }

@@ -101,46 +101,32 @@ char escaped_letter(char c) {
   }
 }
 
-// Text on its way to a string, which then grows by few long pieces.
-struct Piece {
-  static constexpr std::size_t kSize = 512;
-  static constexpr std::size_t kStep = 16;  // the most that is put at once
-  std::array<char, kSize> bytes;            // NOLINT(cppcoreguidelines-pro-type-member-init)
-  std::size_t size = 0;
-};
-
-// Copies up to the next backslash, or the next 16 bytes.
-void copy_plain(Piece& piece, std::string_view text, std::size_t& pos) {
-  char* out = piece.bytes.data() + piece.size;
-#if defined(__SSE2__)
-  if (text.size() - pos >= 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
-    const auto slashes =
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))));
-    const std::size_t length = slashes == 0 ? 16 : static_cast<unsigned>(__builtin_ctz(slashes));
-    piece.size += length;
-    pos += length;
-    return;
+// Decodes the escapes from `pos` on and the few bytes between them: in most scripts a sentence is
+// one such row. `pos` is moved past what was decoded; a backslash that ends the text is dropped.
+void append_escapes(std::string& out, std::string_view text, std::size_t& pos) {
+  constexpr unsigned kFewBytes = 16;
+  std::array<char, 512> row;  // NOLINT(cppcoreguidelines-pro-type-member-init): written first
+  char* end = row.data();
+  const char* const full = row.data() + row.size() - 4;
+  unsigned harmless = 0;
+  while (pos < text.size() && end <= full && harmless < kFewBytes) {
+    const char c = text[pos++];
+    if (c != '\\') {
+      *end++ = c;
+      ++harmless;
+      continue;
+    }
+    harmless = 0;
+    if (pos == text.size()) break;
+    const char letter = text[pos++];
+    if (letter != 'u') {
+      *end++ = escaped_letter(letter);
+      continue;
+    }
+    const int code = read_unicode_escape(text, pos);
+    if (code >= 0) end = put_utf8(end, static_cast<unsigned>(code));
   }
-#endif
-  *out = text[pos++];
-  ++piece.size;
-}
-
-// Decodes the escape at `pos`; a backslash that ends the text is dropped.
-void decode_escape(Piece& piece, std::string_view text, std::size_t& pos) {
-  char* out = piece.bytes.data() + piece.size;
-  if (++pos == text.size()) return;
-  const char letter = text[pos++];
-  if (letter != 'u') {
-    *out = escaped_letter(letter);
-    ++piece.size;
-    return;
-  }
-  const int code = read_unicode_escape(text, pos);
-  if (code < 0) return;
-  piece.size += static_cast<std::size_t>(put_utf8(out, static_cast<unsigned>(code)) - out);
+  out.append(row.data(), static_cast<std::size_t>(end - row.data()));
 }
 
 // -1: outside the alphabet, -2: padding, -3: whitespace.
@@ -190,22 +176,16 @@ std::string json_escape(std::string_view text) {
 
 std::string json_unescape(std::string_view text) {
   std::string out;
-  std::size_t pos = text.find('\\');
-  if (pos == std::string_view::npos) pos = text.size();
-  out.assign(text.data(), pos);
-  Piece piece;
-  while (pos < text.size()) {
-    if (text[pos] == '\\') {
-      decode_escape(piece, text, pos);
-    } else {
-      copy_plain(piece, text, pos);
-    }
-    if (piece.size > Piece::kSize - Piece::kStep) {
-      out.append(piece.bytes.data(), piece.size);
-      piece.size = 0;
-    }
+  std::size_t pos = 0;
+  for (;;) {
+    // Long harmless runs are found and copied whole.
+    const std::size_t slash = text.find('\\', pos);
+    const std::size_t end = slash == std::string_view::npos ? text.size() : slash;
+    out.append(text.substr(pos, end - pos));
+    if (end == text.size()) return out;
+    pos = end;
+    append_escapes(out, text, pos);
   }
-  return out.append(piece.bytes.data(), piece.size);
 }
 
 bool base64_decode(std::string_view text, std::string& out) {
