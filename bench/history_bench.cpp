@@ -162,9 +162,13 @@ int main(int argc, char** argv) {
   const Input history(corpus_text("history"), true, emit_page_line);
   const Input long_posts(corpus_text("long_posts"), true, emit_page_line);
   const Input message(corpus_text("message"), false, emit_message_new_event);
+  // About 2 KiB: a text with reactions and replies.
+  const Input larger(R"({"@type":"updateNewMessage","message":)" + corpus_message(54) + "}", false,
+                     emit_message_new_event);
   register_input("history", history, 100);
   register_input("long_posts", long_posts, 100);
   register_input("message", message, 1);
+  register_input("message_2k", larger, 1);
   g_events_fd = open("/dev/null", O_WRONLY);
   benchmark::RunSpecifiedBenchmarks();
   return 0;

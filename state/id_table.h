@@ -1,10 +1,10 @@
 // A hash table by 64-bit id for what is only ever added: entries are never removed and never move,
 // so a pointer to a value stays good. Main thread only.
 //
-// A million users are looked up at every update, so a lookup touches one slot and one entry: the
-// slots are a flat array of eight bytes each, probed in a line, and the entries stand in chunks in
-// the order of their coming. Growing moves slots, which carry their hash, and no entry. Compared
-// with std::unordered_map that is one cache miss less, and no allocation an entry.
+// The slots are a flat array of eight bytes each, probed in a line; the entries stand in chunks in
+// the order of their coming. Growing moves slots, which carry their hash, and no entry. A lookup
+// costs what it costs in std::unordered_map; the longest pause on the way to a million users, when
+// the table grows, is half as long (bench/state_bench).
 #pragma once
 
 #include <cstddef>
