@@ -12,6 +12,7 @@
 #include "json/walk.h"
 #include "state/hub_decision.h"
 #include "state/message.h"
+#include "state/message_content.h"
 #include "state/message_events.h"
 #include "state/reactions.h"
 #include "state/told_reactions.h"
@@ -91,17 +92,11 @@ void on_message_send_failed(std::string_view text) {
   end_event(event);
 }
 
-static std::string edited_text(std::string_view content) {
-  const std::string_view type = object_type(content);
-  if (type == "messageAnimatedEmoji") return member_string(content, "emoji");
-  const char* key = type == "messageText" ? "text" : "caption";
-  return member_string(member_object(content, key), "text");
-}
-
 void on_message_content(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
-  emit_message_update_event(ref.chat_id, ref.id, edited_text(member_object(text, "new_content")));
+  const Content content = read_content(object_text_of(member_object(text, "new_content")));
+  emit_message_update_event(ref.chat_id, ref.id, content.words);
 }
 
 // A message whose last shown reaction is gone is told once more, with none.
