@@ -14,15 +14,18 @@
 #define TARGET_AVX2 __attribute__((target("avx2,bmi,pclmul,popcnt")))
 
 inline bool has_avx2() {
-  return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
-         __builtin_cpu_supports("pclmul") != 0 && __builtin_cpu_supports("popcnt") != 0;
+  static const bool has =
+      __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
+      __builtin_cpu_supports("pclmul") != 0 && __builtin_cpu_supports("popcnt") != 0;
+  return has;
 }
 
 // The same with blocks of 64 bytes at once.
 #define TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx2,bmi,pclmul,popcnt")))
 
 inline bool has_avx512() {
-  return has_avx2() && __builtin_cpu_supports("avx512f") != 0 &&
-         __builtin_cpu_supports("avx512bw") != 0;
+  static const bool has = has_avx2() && __builtin_cpu_supports("avx512f") != 0 &&
+                          __builtin_cpu_supports("avx512bw") != 0;
+  return has;
 }
 #endif

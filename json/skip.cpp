@@ -288,8 +288,7 @@ std::size_t find_string_end(std::string_view text, std::size_t pos) {
 std::size_t skip_to_close(std::string_view text, std::size_t pos, std::size_t depth,
                           Nesting nesting) {
 #if defined(TD_BACKEND_AVX2)
-  static const bool avx512 = has_avx512();
-  if (avx512) return skip_to_close_avx512(text, pos, depth, nesting);
+  if (has_avx512()) return skip_to_close_avx512(text, pos, depth, nesting);
   if (has_avx2()) return skip_to_close_avx2(text, pos, depth, nesting);
 #endif
 #if defined(__SSE2__)
