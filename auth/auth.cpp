@@ -6,7 +6,6 @@
 #include "frame/config.h"
 #include "json/scan.h"
 #include "json/text.h"
-#include "json/walk.h"
 
 namespace {
 
@@ -49,22 +48,14 @@ void send_first_requests(AuthState& auth, const TdClient& td) {
   td_request(td, "{\"@type\":\"getAuthorizationState\"}");
 }
 
-// The code's own description without that of the next code, which has a type and a length, too.
-static std::string code_description(std::string_view text) {
-  const std::string_view info = extract_json_object_field_raw(text, "code_info");
-  if (info.empty()) return std::string(text);
-  std::string description = "{";
-  ObjectWalk walk{info};
-  JsonMember member;
-  while (next_member(walk, member)) {
-    if (member.key == "next_type") continue;
-    description += "\"";
-    description += member.key;
-    description += "\":";
-    description += member.value;
-    description += ',';
-  }
-  return description;
+// The text without its "next_type", which describes the next code and has a type and a length, too.
+static std::string without_next_type(std::string_view text) {
+  const std::string_view next_type = extract_json_object_field_raw(text, "next_type");
+  if (next_type.empty()) return std::string(text);
+  const auto begin = static_cast<std::size_t>(next_type.data() - text.data());
+  std::string rest(text.substr(0, begin));
+  rest += text.substr(begin + next_type.size());
+  return rest;
 }
 
 static const char* code_delivery(std::string_view description) {
@@ -82,7 +73,7 @@ static const char* code_delivery(std::string_view description) {
 }
 
 static void report_code_info(std::string_view text) {
-  const std::string description = code_description(text);
+  const std::string description = without_next_type(text);
   const char* delivery = code_delivery(description);
   const std::int64_t length = extract_json_int_field(description, "length");
   const std::int64_t timeout = extract_json_int_field(description, "timeout");
