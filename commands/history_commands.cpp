@@ -143,5 +143,6 @@ void run_read(CommandCall& call, const TdClient& td) {
 
 void on_read(const Answer& answer) {
   std::string_view fields = answer.fields;
-  dbg("TD_OK read chat_id=" + std::to_string(next_field_i64(fields)));
+  const std::int64_t chat_id = next_field_i64(fields);
+  if (chat_id != 0) dbg("TD_OK read chat_id=" + std::to_string(chat_id));
 }

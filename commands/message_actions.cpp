@@ -80,6 +80,14 @@ std::string chat_and_message_words(std::int64_t chat_id, std::int64_t message_id
   return "chat_id=" + std::to_string(chat_id) + " msg_id=" + std::to_string(message_id);
 }
 
+// The message that a tag's first two fields name; false when one of its ids is missing.
+bool take_message_fields(std::string_view& fields, std::int64_t& chat_id,
+                         std::int64_t& message_id) {
+  chat_id = next_field_i64(fields);
+  message_id = next_field_i64(fields);
+  return chat_id != 0 && message_id >= 1;
+}
+
 // {"type":"<type>","chat_id":<first field of the tag>, the rest by the caller.
 std::string begin_event(std::string_view type, std::string_view& fields) {
   std::string event = "{\"type\":\"";
@@ -184,10 +192,12 @@ void run_preview(CommandCall& call, const TdClient& td) {
 
 void on_pinned(const Answer& answer, PinnedLoads& pinned, const TdClient& td) {
   std::string_view fields = answer.fields;
-  const std::int64_t chat_id = next_field_i64(fields);
+  std::int64_t chat_id = 0;
+  std::int64_t message_id = 0;
+  if (!take_message_fields(fields, chat_id, message_id)) return;
   std::string event = "{\"type\":\"pin_ok\"";
   append_int_member(event, "chat_id", chat_id);
-  append_int_member(event, "id", next_field_i64(fields));
+  append_int_member(event, "id", message_id);
   event += '}';
   emit_event_json_line(event);
   dbg("TD_OK pinChatMessage chat_id=" + std::to_string(chat_id));
@@ -196,8 +206,9 @@ void on_pinned(const Answer& answer, PinnedLoads& pinned, const TdClient& td) {
 
 void on_reacted(const Answer& answer) {
   std::string_view fields = answer.fields;
-  const std::int64_t chat_id = next_field_i64(fields);
-  const std::int64_t message_id = next_field_i64(fields);
+  std::int64_t chat_id = 0;
+  std::int64_t message_id = 0;
+  if (!take_message_fields(fields, chat_id, message_id) || fields.empty()) return;
   std::string event = "{\"type\":\"reaction_ok\"";
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
@@ -218,8 +229,12 @@ void on_message_properties(const Answer& answer) {
       "can_be_pinned",
   };
   std::string_view fields = answer.fields;
-  std::string event = begin_event("message_properties", fields);
-  append_int_member(event, "id", next_field_i64(fields));
+  std::int64_t chat_id = 0;
+  std::int64_t message_id = 0;
+  if (!take_message_fields(fields, chat_id, message_id)) return;
+  std::string event = "{\"type\":\"message_properties\"";
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "id", message_id);
   for (const std::string_view key : kProperties) {
     append_bool_member(event, key, member_true(answer.text, key));
   }
@@ -254,6 +269,8 @@ void on_message_preview(const Answer& answer) {
   const std::int64_t chat_id = next_field_i64(fields);
   MessagePreview message;
   std::int64_t sender_user_id = 0;
-  if (!parse_first_message(answer.text, kFullMessage, message, sender_user_id)) return;
+  if (chat_id == 0 || !parse_first_message(answer.text, kFullMessage, message, sender_user_id)) {
+    return;
+  }
   emit_message_preview_event(chat_id, message, find_sender(sender_user_id));
 }

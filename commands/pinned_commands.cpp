@@ -35,6 +35,7 @@ void emit_pinned_event(std::string_view type, std::int64_t chat_id, const Messag
 }
 
 void emit_pinned_none(std::int64_t chat_id) {
+  if (chat_id == 0) return;
   std::string event = begin_event("pinned_none", chat_id);
   end_event(event);
 }
@@ -64,6 +65,7 @@ void request_pinned_message(std::int64_t chat_id, PinnedLoads& loads, const TdCl
 void on_pinned_message(const Answer& answer) {
   std::string_view fields = answer.fields;
   const std::int64_t chat_id = next_field_i64(fields);
+  if (chat_id == 0) return;
   MessagePreview message;
   std::int64_t sender_user_id = 0;
   if (parse_first_message(answer.text, kChatPreview, message, sender_user_id)) {
@@ -97,6 +99,7 @@ void on_pinned_list(const Answer& answer) {
   std::string_view fields = answer.fields;
   const std::int64_t chat_id = next_field_i64(fields);
   const std::int64_t gen = next_field_i64(fields);
+  if (chat_id == 0 || gen < 1) return;
   std::int64_t count = 0;
   MessagePage page = open_message_page(answer.text);
   for (std::string_view json; next_message(page, json);) {
@@ -117,7 +120,9 @@ void on_pinned_list(const Answer& answer) {
 
 void on_pinned_list_error(const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = begin_event("pinned_list_end", next_field_i64(fields));
+  const std::int64_t chat_id = next_field_i64(fields);
+  if (chat_id == 0) return;
+  std::string event = begin_event("pinned_list_end", chat_id);
   append_int_member(event, "count", 0);
   end_event(event);
 }

@@ -65,12 +65,12 @@ struct SharedSeries {
   std::string_view kind;
 };
 
-SharedSeries parse_shared_series(std::string_view fields) {
-  SharedSeries series;
+// False when the tag names no series.
+bool parse_shared_series(std::string_view fields, SharedSeries& series) {
   series.req = next_field_i64(fields);
   series.chat_id = next_field_i64(fields);
   series.kind = next_field(fields);
-  return series;
+  return series.req >= 1 && series.chat_id != 0 && !series.kind.empty();
 }
 
 std::string begin_shared_event(std::string_view type, const SharedSeries& series) {
@@ -159,7 +159,8 @@ void on_search_chat(const Answer& answer, Searches& searches, ChatTable& chats) 
   const FollowedChat followed = parse_followed_chat(answer.fields);
   (void)record_chat(chats, answer.text);
   if (!take_followed_chat(searches, followed.req, followed.idx, followed.chat_id)) return;
-  emit_search_chat_event(followed, find_chat_object(answer.text));
+  const std::string_view chat_json = find_chat_object(answer.text);
+  if (!chat_json.empty()) emit_search_chat_event(followed, chat_json);
   end_public_search_when_done(searches, followed.req);
 }
 
@@ -214,7 +215,8 @@ void on_chat_search_error(const TdError& error, Searches& searches) {
 }
 
 void on_shared_found(const Answer& answer) {
-  const SharedSeries series = parse_shared_series(answer.fields);
+  SharedSeries series;
+  if (!parse_shared_series(answer.fields, series)) return;
   std::int64_t emitted = 0;
   MessagePage page = open_message_page(answer.text);
   std::string_view message_json;
@@ -236,7 +238,9 @@ void on_shared_found(const Answer& answer) {
 
 void on_shared_error(const TdError& error) {
   report_td_error(error);
-  std::string event = begin_shared_event("shared_end", parse_shared_series(error.fields));
+  SharedSeries series;
+  if (!parse_shared_series(error.fields, series)) return;
+  std::string event = begin_shared_event("shared_end", series);
   event += ",\"count\":0}";
   emit_event_json_line(event);
 }

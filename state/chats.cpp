@@ -61,7 +61,7 @@ bool record_notification_settings(ChatTable& table, Chat& chat, std::string_view
   const bool parsed =
       extract_chat_notification_settings(settings, read.mute_for, read.use_default_mute_for);
   if (parsed) chat.notify = read;
-  if (parsed || chat.notification_settings == nullptr) {
+  if (parsed || (chat.notification_settings == nullptr && !settings.empty())) {
     chat.notification_settings = keep_settings(table, settings, read.use_default_mute_for);
   }
   return parsed;

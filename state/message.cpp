@@ -194,6 +194,11 @@ void fill_preview(MessagePreview& out, MessageParts& parts, std::string_view mes
   cut_text(out.text, profile);
 }
 
+// Offset of the id behind the marker at `marker`.
+std::size_t id_behind(std::string_view text, std::size_t marker) {
+  return text.find_first_not_of(" \t\r\n", marker + kMessageMarker.size());
+}
+
 bool starts_with_message(std::string_view object) {
   return !object.empty() && object.front() == '{' &&
          json_starts_with(object.substr(1), kMessageMarker);
@@ -204,11 +209,10 @@ bool starts_with_message(std::string_view object) {
 bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
                   std::int64_t& sender_user_id) {
   out = MessagePreview();
-  if (!starts_with_message(walk.text) ||
-      !parse_int_at(walk.text, 1 + kMessageMarker.size(), out.id)) {
-    return false;
-  }
-  walk.pos = 1 + kMessageMarker.size();
+  if (!starts_with_message(walk.text)) return false;
+  const std::size_t id = id_behind(walk.text, 1);
+  if (!parse_int_at(walk.text, id, out.id)) return false;
+  walk.pos = id;
   walk.stage = WalkStage::kAtValue;
   MessageParts parts;
   for (std::string_view key; next_key(walk, key);) {
@@ -229,7 +233,7 @@ bool parse_first_message(std::string_view json, TextProfile profile, MessagePrev
   if (marker != kNotFound && marker != 0) walk.text = json.substr(marker - 1);
   if (read_message(walk, profile, out, sender_user_id)) return true;
   out = MessagePreview();
-  if (marker == kNotFound || !parse_int_at(json, marker + kMessageMarker.size(), out.id)) {
+  if (marker == kNotFound || !parse_int_at(json, id_behind(json, marker), out.id)) {
     return false;
   }
   const ObjectText message = find_message(json);

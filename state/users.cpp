@@ -91,10 +91,10 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
   static constexpr std::string_view kMarker = "\"@type\":\"user\",\"id\":";
   user_id = 0;
   const std::size_t marker = find_bytes(json, kMarker);
+  if (marker == kNotFound) return false;
   std::int64_t id = 0;
-  if (marker == kNotFound || !parse_int_at(json, marker + kMarker.size(), id) || id < 1) {
-    return false;
-  }
+  const std::size_t digits = json.find_first_not_of(" \t\r\n", marker + kMarker.size());
+  if (!parse_int_at(json, digits, id) || id < 1) return false;
   user_id = id;
   UserInfo user = read_user(object_text_at(json, marker == 0 ? 0 : marker - 1));
   UserInfo* known = g_user_cache.find(id);

@@ -32,11 +32,10 @@ constexpr AnswerShape begins(std::string_view head, std::string_view other = "")
   return {head, other, ""};
 }
 constexpr AnswerShape contains(std::string_view marker) { return {"", "", marker}; }
-// For requests that a row or an end event waits for, too: whatever comes, the waiting ends.
+// For requests that a row or an end event waits for: whatever comes, the waiting ends.
 constexpr AnswerShape kAny{};
 constexpr AnswerShape kOk = begins("{\"@type\":\"ok\"");
 constexpr AnswerShape kChat = begins("{\"@type\":\"chat\"");
-constexpr AnswerShape kFoundChatMessages = contains("\"@type\":\"foundChatMessages\"");
 constexpr AnswerShape kUserFull = begins("{\"@type\":\"userFullInfo\"");
 constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
@@ -74,10 +73,10 @@ constexpr AnswerRow kAnswers[] = {
     {"clearHistory:", kOk, [](R&, A a) { on_history_cleared(a); }, [](R&, E e) { report_action_error("clear_history", e); }},
     {"deleteChatHistory:", kOk, [](R& r, A a) { on_chat_deleted(a, r.chats); }, [](R& r, E e) { on_delete_chat_error(e, r.chats); }},
     {"muteToggle:", kOk, [](R&, A a) { on_mute_toggled(a); }, [](R&, E e) { report_action_error("mute", e); }},
-    {"history:", contains("\"@type\":\"messages\""), [](R& r, A a) { on_history(a, r.history, r.timers, r.td); }, [](R& r, E e) { on_history_error(e, r.history); }},
+    {"history:", kAny, [](R& r, A a) { on_history(a, r.history, r.timers, r.td); }, [](R& r, E e) { on_history_error(e, r.history); }},
     {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), [](R& r, A a) { on_thread_info(a, r.history, r.td); }, [](R&, E e) { on_thread_open_error(e); }},
     {"pinned:", kMessage, [](R&, A a) { on_pinned_message(a); }, [](R&, E e) { on_pinned_message_error(e); }},
-    {"pinned_list:", kFoundChatMessages, [](R&, A a) { on_pinned_list(a); }, [](R&, E e) { on_pinned_list_error(e); }},
+    {"pinned_list:", kAny, [](R&, A a) { on_pinned_list(a); }, [](R&, E e) { on_pinned_list_error(e); }},
     {"read:", kOk, [](R&, A a) { on_read(a); }, [](R&, E e) { report_action_error("read", e); }},
 
     {"send:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
@@ -104,10 +103,10 @@ constexpr AnswerRow kAnswers[] = {
     {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), [](R&, A a) { on_proxy_added(a); }, [](R&, E e) { on_proxy_try_error(e); }},
     {"scope:", kAny, [](R& r, A a) { on_scope_settings_answer(r.chats, a); }, nullptr},
 
-    {"searchServer:", contains("\"@type\":\"chats\""), [](R& r, A a) { on_public_chats_found(a, r.searches, r.td); }, [](R& r, E e) { on_public_search_error(e, r.searches); }},
-    {"searchChat:", kChat, [](R& r, A a) { on_search_chat(a, r.searches, r.chats); }, [](R& r, E e) { on_search_chat_error(e, r.searches); }},
-    {"chatSearch:", kFoundChatMessages, [](R& r, A a) { on_chat_search_found(a, r.searches); }, [](R& r, E e) { on_chat_search_error(e, r.searches); }},
-    {"shared:", kFoundChatMessages, [](R&, A a) { on_shared_found(a); }, [](R&, E e) { on_shared_error(e); }},
+    {"searchServer:", kAny, [](R& r, A a) { on_public_chats_found(a, r.searches, r.td); }, [](R& r, E e) { on_public_search_error(e, r.searches); }},
+    {"searchChat:", kAny, [](R& r, A a) { on_search_chat(a, r.searches, r.chats); }, [](R& r, E e) { on_search_chat_error(e, r.searches); }},
+    {"chatSearch:", kAny, [](R& r, A a) { on_chat_search_found(a, r.searches); }, [](R& r, E e) { on_chat_search_error(e, r.searches); }},
+    {"shared:", kAny, [](R&, A a) { on_shared_found(a); }, [](R&, E e) { on_shared_error(e); }},
 };
 // clang-format on
 

@@ -152,6 +152,8 @@ TEST_F(Users, BadUserObjects) {
                        R"("small":{"@type":"file","id":6)"),
             4);
   EXPECT_EQ(lines.take(), Strings{R"({"type":"user","id":4,"name":"Ann","photo_small_id":6})"});
+  EXPECT_EQ(learn_user(R"({"@type":"user","id": 5,"first_name": "Bob"})"), 5);
+  EXPECT_EQ(lines.take(), Strings{R"({"type":"user","id":5,"name":"Bob"})"});
 }
 
 TEST_F(Users, NamesInText) {

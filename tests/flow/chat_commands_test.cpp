@@ -213,6 +213,7 @@ TEST_F(ChatCommands, ADeletedChatThatSpeaksAgainIsDescribedAnew) {
 }
 
 TEST_F(ChatCommands, MuteToggle) {
+  run.deliver(R"({"@type":"updateChatNotificationSettings","chat_id":8})");
   run.send_line("mute_toggle 8");
   EXPECT_EQ(run.dbg_lines(), Lines{"MUTE_TOGGLE chat_id=8 missing_notification_settings"});
   ChatText chat;

@@ -442,6 +442,24 @@ TEST_F(History, ATornPageShowsWhatIsWhole) {
   EXPECT_EQ(run.events(), load.series(9, 2));
 }
 
+TEST_F(History, AnAnswerOfAnotherKindEndsTheSeries) {
+  const Load load{5, 1, true, 7, 81};
+  begin("open 5 7");
+  run.answer(R"({"@type":"ok"})", load.tag());
+  EXPECT_EQ(run.events(), (Lines{load.clear_event(), load.end(-1)}));
+  begin("pinned_list 5");
+  run.answer(R"({"@type":"ok"})", "pinned_list:5:1:50");
+  EXPECT_EQ(run.events(), Lines{R"({"type":"pinned_list_end","chat_id":5,"gen":1,"count":0,)"
+                                R"("total_count":-1})"});
+  for (const char* tag : {"pinned:", "pinned:x:1", "pinned_list:", "pinned_list:5", "read:"}) {
+    run.forget();
+    run.answer(message_text(5, 9), tag);
+    run.answer(R"({"@type":"ok"})", tag);
+    EXPECT_EQ(run.events(), Lines{}) << tag;
+    EXPECT_EQ(run.dbg_lines(), Lines{}) << tag;
+  }
+}
+
 TEST_F(History, AThreadIsOpenedUnderOneGeneration) {
   expect_command("thread_open -100 7", {},
                  {R"({"@type":"getMessageThread","chat_id":-100,"message_id":7,)"

@@ -389,9 +389,31 @@ TEST(Search, OddTagsAndAnswers) {
   }
   EXPECT_EQ(run.events(), Lines{});
   EXPECT_EQ(run.requests(), Lines{});
-  run.answer(R"({"@type":"foundChatMessages"})", "shared:1");
-  EXPECT_EQ(run.events(), Lines{R"({"type":"shared_end","req":1,"chat_id":0,"kind":"","count":0,)"
-                                R"("total_count":-1,"next_from_message_id":-1})"});
+  for (const char* tag : {"shared:", "shared:1", "shared:1:5", "shared:x:5:photo"}) {
+    run.answer(kPage, tag);
+    EXPECT_EQ(run.events(), Lines{}) << tag;
+  }
+
+  // Answers of another kind end what waits for them.
+  const std::string ok = R"({"@type":"ok"})";
+  const auto expect_end = [&](const std::string& command, const std::string& tag,
+                              const std::string& end) {
+    if (!command.empty()) run.send_line(command);
+    run.forget();
+    run.answer(ok, tag);
+    EXPECT_EQ(run.events(), end.empty() ? Lines{} : Lines{end}) << tag;
+  };
+  const std::string search_end = R"({"type":"search_end","req":1})";
+  expect_end("search_server64 1 aGk=", "searchServer:1", search_end);
+  run.send_line("search_server64 1 aGk=");
+  run.answer(kFound, "searchServer:1");
+  expect_end("", "searchChat:1:0:-100", "");
+  expect_end("", "searchChat:1:1:200", search_end);
+  expect_end("chat_search64 1 5 aGk=", "chatSearch:1:5",
+             R"({"type":"chat_search_end","req":1,"chat_id":5,"count":0,"total_count":-1})");
+  expect_end("shared64 1 5 photo", "shared:1:5:photo",
+             R"({"type":"shared_end","req":1,"chat_id":5,"kind":"photo","count":0,)"
+             R"("total_count":-1,"next_from_message_id":-1})");
 }
 
 }  // namespace

@@ -416,4 +416,16 @@ TEST_F(Sending, PropertiesAndPreview) {
       {"SEND getUser 3"});
 }
 
+TEST_F(Sending, AnswersThatNameNoMessageClaimNothing) {
+  for (const char* tag : {"pin:", "pin:5", "pin:0:7", "react:", "react:5:7", "react:5:0:add"}) {
+    expect_answer(kOk, tag, {});
+  }
+  for (const char* tag : {"props:", "props:5", "props:5:x"}) {
+    expect_answer(R"({"@type":"messageProperties","can_be_edited":true})", tag, {});
+  }
+  expect_answer(R"({"@type":"message","id":7,"chat_id":5})", "preview:", {});
+  expect_answer(R"({"@type":"message","id":7,"chat_id":5})", "send:", {});
+  EXPECT_EQ(run.requests(), Lines{});
+}
+
 }  // namespace
