@@ -60,6 +60,15 @@ TEST(Start, UiMode) {
   EXPECT_EQ(read_file(run.dir() / "tdlib-db/td_backend.lock"), "");
 }
 
+TEST(Start, WithoutMonotonicClock) {
+  BackendRun run;
+  run.hold_clock();
+  run.clock().fail_mono = 1;
+  run.start();
+  EXPECT_EQ(run.events().at(0),
+            R"({"type":"backend_run","pid":)" + std::to_string(run.pid()) + R"(,"mono_ms":0})");
+}
+
 TEST(Start, HubMode) {
   BackendRun run(Mode::kHub);
   run.set_env("TD_STANDIN_CLIENT_ID", "77");

@@ -230,10 +230,12 @@ void BackendRun::start() {
 // ---- waiting
 
 [[noreturn]] void BackendRun::fail(const std::string& why) const {
+  std::string log;  // unless it is a pipe, which would be waited for
+  if (std::filesystem::is_regular_file(log_path())) log = read_file(log_path());
   std::string text = why;
   if (ended_) text += "\nThe program has ended with " + std::to_string(status_) + ".";
   text += "\n--- standard output\n" + stdout_.all + "\n--- standard error\n" + stderr_.all +
-          "\n--- log\n" + read_file(log_path()) + "\n--- last requests\n";
+          "\n--- log\n" + log + "\n--- last requests\n";
   const std::size_t first = all_requests_.size() > 5 ? all_requests_.size() - 5 : 0;
   for (std::size_t i = first; i < all_requests_.size(); ++i) text += all_requests_[i] + "\n";
   throw BackendError(text);
