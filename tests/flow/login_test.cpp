@@ -260,6 +260,14 @@ TEST(Login, CodeInformation) {
   bare.deliver_auth_state("authorizationStateWaitCode");
   EXPECT_EQ(bare.dbg_lines().at(1), "CODE_INFO type=unknown");
   EXPECT_EQ(bare.events().at(1), R"({"type":"code_info","delivery":"unknown"})");
+
+  BackendRun odd;  // the next code first, and no object around the code's own members
+  odd.start();
+  odd.forget();
+  odd.deliver(R"({"@type":"authorizationStateWaitCode","next_type": {"@type":)"
+              R"("authenticationCodeTypeSms","length":8},"type":{"@type":)"
+              R"("authenticationCodeTypeCall"},"length": 5,"timeout":  7})");
+  EXPECT_EQ(odd.events().at(1), R"({"type":"code_info","delivery":"call","length":5,"timeout":7})");
 }
 
 TEST(Login, OwnUser) {
