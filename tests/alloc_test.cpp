@@ -32,6 +32,12 @@ extern "C" const char* __asan_default_options() { return "allocator_may_return_n
 extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 #endif
 
+// Declared by every compiler, but by some only when sized deallocation is switched on.
+void operator delete(void* p, std::size_t size) noexcept;
+void operator delete[](void* p, std::size_t size) noexcept;
+void operator delete(void* p, std::size_t size, std::align_val_t alignment) noexcept;
+void operator delete[](void* p, std::size_t size, std::align_val_t alignment) noexcept;
+
 namespace {
 
 std::size_t live_mappings() {
@@ -49,7 +55,8 @@ const MmapAlloc* slot_of(const void* p) {
 
 std::uintptr_t address_of(const void* p) { return reinterpret_cast<std::uintptr_t>(p); }
 bool is_mapped(std::uintptr_t page) {
-  return msync(reinterpret_cast<void*>(page), 1, MS_ASYNC) == 0;
+  void* p = reinterpret_cast<void*>(page);  // NOLINT(performance-no-int-to-ptr)
+  return msync(p, 1, MS_ASYNC) == 0;
 }
 
 using Table = std::vector<std::pair<void*, std::size_t>>;

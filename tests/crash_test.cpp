@@ -30,6 +30,12 @@
 
 namespace {
 
+// An address that is none of an object's.
+template <typename T = void>
+T* address(std::uintptr_t value) {
+  return reinterpret_cast<T*>(value);  // NOLINT(performance-no-int-to-ptr)
+}
+
 TEST(CrashAppend, StopsOneByteBeforeTheCapacity) {
   const struct {
     std::size_t cap, pos;
@@ -172,12 +178,12 @@ TEST(CrashHandler, WritesExactlyWhatIsKnown) {
   for (const HandCall& c : kCalls) {
     SCOPED_TRACE(c.what);
     const ChildResult child = run_in_child([&c] {
-      g_backend_base = reinterpret_cast<void*>(c.backend_base);
-      g_tdjson_base = reinterpret_cast<void*>(c.tdjson_base);
+      g_backend_base = address(c.backend_base);
+      g_tdjson_base = address(c.tdjson_base);
       g_hub_mode = true;  // the event goes past its filter
       siginfo_t info = {};
       info.si_code = c.code;
-      info.si_addr = reinterpret_cast<void*>(c.addr);
+      info.si_addr = address(c.addr);
       ucontext_t context = context_with(c.pc, 0, c.sp);
       fatal_signal_handler(c.sig, c.info ? &info : nullptr, c.context ? &context : nullptr);
     });
@@ -205,7 +211,7 @@ TEST(CrashHandler, WithoutFilesOnlyStandardErrorIsWritten) {
 // A child that installs the handlers and then faults for real.
 ChildResult crash(const std::function<void()>& fault) {
   return run_in_child([&fault] {
-    g_backend_base = reinterpret_cast<void*>(std::uintptr_t{0x1000});
+    g_backend_base = address(0x1000);
     install_crash_handlers();
     fault();
   });
@@ -237,7 +243,7 @@ void expect_whole_report(const ChildResult& child, int sig, const std::string& f
 }
 
 void read_address_16() {
-  const volatile int* volatile bad = reinterpret_cast<const volatile int*>(std::uintptr_t{16});
+  const volatile int* volatile bad = address<const volatile int>(16);
   static_cast<void>(*bad);
 }
 
@@ -297,7 +303,7 @@ TEST(CrashReport, InsideAnotherSignalsHandler) {
 TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
   const ChildResult child = crash([] {
     // Reading these facts faults before the first line.
-    fatal_signal_handler(SIGABRT, reinterpret_cast<siginfo_t*>(std::uintptr_t{16}), nullptr);
+    fatal_signal_handler(SIGABRT, address<siginfo_t>(16), nullptr);
   });
   EXPECT_EQ(child.exit_status, 128 + SIGSEGV);
   EXPECT_EQ(child.err + child.log + child.mirror + child.events, "");
@@ -367,7 +373,7 @@ struct NullWhat : std::exception {
 };
 
 template <typename Exception>
-void escape(const Exception& exception) noexcept {
+void escape(const Exception& exception) noexcept {  // NOLINT(bugprone-exception-escape)
   const std::function<void()> thrower = [&exception] { throw exception; };
   thrower();
 }

@@ -51,6 +51,7 @@ struct Fault {
   bool in_library;         // the fault's pc lies in the library's code
 };
 
+// The test framework's name.  NOLINTNEXTLINE(readability-identifier-naming)
 void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
 
 constexpr Fault kFaults[] = {
