@@ -3,12 +3,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,13 +20,7 @@
 #include "tests/standin/wire.h"
 #include "tests/support/recorder.h"
 
-// The socket's descriptor in the program; high, so that the program's own get their usual
-// numbers.
-constexpr int kSocketInProgram = 198;
-constexpr int kPipeBytes = 1 << 20;
 constexpr auto kPatience = std::chrono::seconds(30);
-
-static void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
 static void close_fd(int& fd) {
   if (fd >= 0) close(fd);
@@ -62,169 +52,6 @@ BackendRun::~BackendRun() {
   close_fd(stderr_.fd);
   close_fd(stalled_fd_);
   if (clock_ != nullptr) munmap(clock_, sizeof(HeldClock));
-}
-
-void BackendRun::use_real_library(bool stepped) {
-  real_ = true;
-  stepped_ = stepped;
-}
-
-void BackendRun::hold_clock() {
-  const std::string path = dir_ / "clock";
-  write_file(path, std::string(sizeof(HeldClock), '\0'));
-  const int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  void* page = mmap(nullptr, sizeof(HeldClock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  close(fd);
-  if (page == MAP_FAILED) throw BackendError("cannot map the clock");
-  clock_ = static_cast<HeldClock*>(page);
-  clock_->mono_ns = 1'000'000LL * 1'000'000;
-  clock_->wall_ns = 1'700'000'000LL * 1'000'000'000;
-  env_["TD_HELD_CLOCK"] = path;
-  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
-}
-
-void BackendRun::set_env_files(std::string_view tg_api, std::string_view tg_login) {
-  const std::string folder = dir_ / "accounts/1000/shared/misc/lumo";
-  std::filesystem::create_directories(folder);
-  write_file(folder + "/tg_api.env", tg_api);
-  write_file(folder + "/tg_login.env", tg_login);
-  env_["TD_HELD_ACCOUNTS"] = dir_ / "accounts";
-  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
-}
-
-void BackendRun::advance_ms(std::int64_t ms) {
-  clock().mono_ns += ms * 1'000'000;
-  clock().wall_ns += ms * 1'000'000;
-}
-
-HeldClock& BackendRun::clock() {
-  if (clock_ == nullptr) throw BackendError("hold_clock() comes first");
-  return *clock_;
-}
-
-// ---- start
-
-void BackendRun::prepare_directory() {
-  namespace fs = std::filesystem;
-  const std::string library = dir_ / "libtdjson.so.1.8.61";
-  fs::create_symlink(TD_BACKEND_PROGRAM, dir_ / "td_backend");
-  if (zlib_) fs::create_symlink(TD_STANDIN_DIR "/libz.so.2", dir_ / "libz.so.2");
-  if (real_ && !fs::exists(TD_BACKEND_TDLIB)) {
-    throw BackendError("the real TDLib is not there: " TD_BACKEND_TDLIB " (tools/tdlib brings it)");
-  }
-  if (real_ && stepped_) env_["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
-  if (real_ && !stepped_) {
-    fs::create_symlink(TD_BACKEND_TDLIB, library);
-  } else if (!library_.empty()) {
-    fs::create_symlink(fs::path(TD_STANDIN_DIR) / library_ / "libtdjson.so.1.8.61", library);
-  }
-}
-
-std::vector<std::string> BackendRun::environment() const {
-  std::vector<std::string> all;
-  for (const char* name :
-       {"PATH", "TMPDIR", "LD_LIBRARY_PATH", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
-    const char* value = std::getenv(name);
-    if (value != nullptr) all.push_back(std::string(name) + "=" + value);
-  }
-  // A held clock is loaded before the sanitizer's runtime, which does not mind. The real library
-  // is still at work when the program ends; what its threads hold then is no leak of ours.
-  const char* asan = std::getenv("ASAN_OPTIONS");
-  all.push_back(std::string("ASAN_OPTIONS=") + (asan != nullptr ? asan : "") +
-                ":verify_asan_link_order=0" + (real_ ? ":detect_leaks=0" : ""));
-  if (stepped_) all.push_back("TD_STANDIN_FD=" + std::to_string(kSocketInProgram));
-  for (const auto& [name, value] : env_) all.push_back(name + "=" + value);
-  return all;
-}
-
-// A namespace with a network of its own, which has no way out. Null, or what failed.
-static const char* leave_the_network() {
-  if (unshare(CLONE_NEWNET) == 0) return nullptr;
-  const std::string user = std::to_string(getuid());
-  const std::string group = std::to_string(getgid());
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return "cannot make a network namespace";
-  const std::pair<const char*, std::string> maps[] = {
-      {"/proc/self/setgroups", "deny"},
-      {"/proc/self/uid_map", user + " " + user + " 1"},
-      {"/proc/self/gid_map", group + " " + group + " 1"}};
-  for (const auto& [path, text] : maps) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0 || write(fd, text.data(), text.size()) < 0) return "cannot map the user";
-    close(fd);
-  }
-  return nullptr;
-}
-
-// In the forked child; reports on `failed` when there is no program to become.
-void BackendRun::run_child(int in, int out, int err, int socket, int failed) const {
-  const char* failure = nullptr;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (real_) failure = leave_the_network();
-  if (failure == nullptr && chdir(dir_.path().c_str()) != 0) failure = "chdir";
-  if (!input_path_.empty()) in = open(input_path_.c_str(), O_RDONLY);
-  if (address_space_ != 0) {
-    const rlimit limit = {static_cast<rlim_t>(address_space_), static_cast<rlim_t>(address_space_)};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) failure = "setrlimit";
-  }
-  if (failure == nullptr && (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0 ||
-                             (stepped_ && dup2(socket, kSocketInProgram) < 0))) {
-    failure = "dup2";
-  }
-  if (failure == nullptr) {
-    for (const int fd : closed_) close(fd);
-    const std::string program = dir_ / "td_backend";
-    std::vector<std::string> variables = environment();
-    std::vector<char*> envp;
-    envp.reserve(variables.size() + 1);
-    for (std::string& variable : variables) envp.push_back(variable.data());
-    envp.push_back(nullptr);
-    std::string argv0 = argv0_;
-    char* argv[] = {argv0.data(), nullptr};
-    execve(program.c_str(), argv, envp.data());
-    failure = "execve";
-  }
-  const std::string text = std::string(failure) + ": " + std::strerror(errno);
-  static_cast<void>(!write(failed, text.data(), text.size()));
-  _exit(127);
-}
-
-void BackendRun::start_process() {
-  int in[2], out[2], err[2], failed[2], sockets[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 ||
-      pipe2(failed, O_CLOEXEC) != 0 ||
-      socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
-    throw BackendError("no descriptors left");
-  }
-  for (const int fd : {in[0], out[0], err[0]}) fcntl(fd, F_SETPIPE_SZ, kPipeBytes);
-  pid_ = fork();
-  if (pid_ == 0) run_child(in[0], out[1], err[1], sockets[1], failed[1]);
-  for (int fd : {in[0], out[1], err[1], sockets[1], failed[1]}) close(fd);
-  input_ = in[1];
-  stdout_.fd = out[0];
-  stderr_.fd = err[0];
-  for (const int fd : {input_, stdout_.fd, stderr_.fd}) set_nonblocking(fd);
-  socket_ = sockets[0];
-  if (!stepped_) close_fd(socket_);
-  char text[256];
-  const ssize_t size = pid_ > 0 ? read(failed[0], text, sizeof text) : -1;
-  close(failed[0]);
-  if (pid_ < 0) throw BackendError("cannot fork");
-  pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
-  if (size > 0 || pidfd_ < 0) {
-    kill();
-    throw BackendError("cannot start the program: " +
-                       std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
-  }
-}
-
-void BackendRun::start() {
-  prepare_directory();
-  const auto append = env_.find("BACKEND_EVENTS_APPEND");
-  if (append != env_.end() && append->second == "1") {
-    events_recorded_ = read_file(events_path()).size();  // those lines are not this run's
-  }
-  start_process();
-  if (stepped_) wait_for_ask("start");
 }
 
 // ---- waiting
