@@ -199,6 +199,13 @@ std::size_t id_behind(std::string_view text, std::size_t marker) {
   return text.find_first_not_of(" \t\r\n", marker + kMessageMarker.size());
 }
 
+// One that the end of the text cuts off is none.
+bool read_message_id(std::string_view text, std::size_t pos, std::int64_t& id) {
+  const bool whole =
+      pos < text.size() && text.find_first_not_of("0123456789", pos + 1) != std::string_view::npos;
+  return whole && parse_int_at(text, pos, id);
+}
+
 bool starts_with_message(std::string_view object) {
   return !object.empty() && object.front() == '{' &&
          json_starts_with(object.substr(1), kMessageMarker);
@@ -211,7 +218,7 @@ bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
   out = MessagePreview();
   if (!starts_with_message(walk.text)) return false;
   const std::size_t id = id_behind(walk.text, 1);
-  if (!parse_int_at(walk.text, id, out.id)) return false;
+  if (!read_message_id(walk.text, id, out.id)) return false;
   walk.pos = id;
   walk.stage = WalkStage::kAtValue;
   MessageParts parts;
@@ -233,7 +240,7 @@ bool parse_first_message(std::string_view json, TextProfile profile, MessagePrev
   if (marker != kNotFound && marker != 0) walk.text = json.substr(marker - 1);
   if (read_message(walk, profile, out, sender_user_id)) return true;
   out = MessagePreview();
-  if (marker == kNotFound || !parse_int_at(json, id_behind(json, marker), out.id)) {
+  if (marker == kNotFound || !read_message_id(json, id_behind(json, marker), out.id)) {
     return false;
   }
   const ObjectText message = find_message(json);

@@ -14,6 +14,7 @@
 #include "state/reactions.h"
 #include "state/users.h"
 #include "tests/event_lines.h"
+#include "tests/exact_text.h"
 
 namespace {
 
@@ -154,7 +155,7 @@ std::string new_message(const std::string& message) {
   return R"({"@type":"updateNewMessage","message":)" + message + R"(,"@client_id":1})";
 }
 
-std::string event_of(const std::string& json, TextProfile profile = kFullMessage) {
+std::string event_of(std::string_view json, TextProfile profile = kFullMessage) {
   EventLines lines;
   MessagePreview message;
   Sender sender;
@@ -416,7 +417,23 @@ TEST(Message, BrokenOffMessageIsReadToItsEnd) {
             R"({"type":"message","chat_id":5,"id":1001,"outgoing":true,"date":12,)"
             R"("sender_user_id":77,"reply_to_message_id":14,"message_thread_id":17,)"
             R"("forwarded":true})");
-  for (std::size_t size = 0; size < whole.size(); ++size) event_of(whole.substr(0, size));
+}
+
+// Cut anywhere, with not a byte behind it: no read past the end, and never another message's id.
+TEST(Message, CutAtEveryByte) {
+  for (const ContentCase& test : content_cases()) {
+    const std::string whole = message_of(real_members(test.content));
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+      const ExactText cut(std::string_view(whole).substr(0, size));
+      MessagePreview message;
+      if (parse_first_message(cut.view(), message, 4096, false)) {
+        ASSERT_EQ(message.id, 1001) << size;
+      }
+      MessagePage page = open_message_page(cut.view());
+      std::int64_t sender = 0;
+      while (next_message(page, kChatPreview, message, sender)) ASSERT_NE(message.id, 0);
+    }
+  }
 }
 
 TEST(Message, MediaOfContentThatBreaksOff) {
