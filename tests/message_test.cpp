@@ -375,8 +375,10 @@ TEST(Message, NoMessageIsNone) {
     EXPECT_FALSE(parse_first_message(json, message, 4096, false)) << json;
     EXPECT_EQ(message.id, 0) << json;
   }
-  for (const char* json : {R"({"@type":"message","id": 5,"chat_id": 7})",
-                           R"({"@type":"message","id":)" "\t\n" R"(5,"chat_id":7)"}) {
+  for (const char* json :
+       {R"({"@type":"message","id": 5,"chat_id": 7})", R"({"@type":"message","id":)"
+                                                       "\t\n"
+                                                       R"(5,"chat_id":7)"}) {
     EXPECT_TRUE(parse_first_message(json, message, 4096, false)) << json;
     EXPECT_EQ(message.id, 5) << json;
     EXPECT_EQ(message.chat_id, 7) << json;

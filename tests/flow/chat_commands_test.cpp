@@ -243,11 +243,13 @@ TEST_F(ChatCommands, MuteToggle) {
   sends(mute_settings(false, 2147483647), "2147483647");
   learn(mute_settings(false, 600));
   sends(mute_settings(false, 0), "0");
-  learn(R"({"mute_for": -1,"use_default_mute_for": true,"sound_id":"true"})");
-  sends(R"({"mute_for": 2147483647,"use_default_mute_for": false,"sound_id":"true"})",
+  learn(R"({"@type":"chatNotificationSettings","mute_for": -1,"use_default_mute_for": true})");
+  sends(R"({"@type":"chatNotificationSettings","mute_for": 2147483647,)"
+        R"("use_default_mute_for": false})",
         "2147483647");
-  learn(R"({"mute_for":12345678901})");  // the flag missing counts as the default
-  sends(R"({"mute_for":2147483647})", "2147483647");
+  learn(R"({"@type":"chatNotificationSettings","mute_for":12345678901})");  // the flag missing
+                                                                            // counts as the default
+  sends(R"({"@type":"chatNotificationSettings","mute_for":2147483647})", "2147483647");
   // An update's settings are the newest.
   run.deliver(R"({"@type":"updateChatNotificationSettings","chat_id":8,"notification_settings":)" +
               mute_settings(false, 9) + "}");
