@@ -74,10 +74,9 @@ int fail_start(TdApi& api, const char* line, ExitStatus status) {
 void announce_client(int client_id) {
   print_line("BACKEND_READY client_id=" + std::to_string(client_id));
   dbg("BACKEND_READY");
-  std::string event = "{\"type\":\"backend_ready\"";
+  std::string event = begin_event("backend_ready");
   append_int_member(event, "client_id", client_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void serve(const TdApi& api, const Config& config) {

@@ -78,7 +78,7 @@ static void report_code_info(std::string_view text) {
   const std::int64_t length = extract_json_int_field(description, "length");
   const std::int64_t timeout = extract_json_int_field(description, "timeout");
   std::string log = std::string("CODE_INFO type=") + delivery;
-  std::string event = "{\"type\":\"code_info\"";
+  std::string event = begin_event("code_info");
   append_string_member(event, "delivery", delivery);
   if (length >= 0) {
     log += " length=" + std::to_string(length);
@@ -89,8 +89,7 @@ static void report_code_info(std::string_view text) {
     append_int_member(event, "timeout", timeout);
   }
   dbg(log);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 static void ask_ui(const char* what) {

@@ -62,14 +62,13 @@ void on_me(const Answer& answer) {
   print_line(line);
   dbg(line);
 
-  std::string event = "{\"type\":\"me\"";
+  std::string event = begin_event("me");
   append_int_member(event, "id", id);
   if (!username.empty()) append_string_member(event, "username", username);
   if (!phone.empty()) append_string_member(event, "phone", phone);
   if (photo >= 1) append_int_member(event, "photo_small_id", photo);
   if (!first_name.empty()) append_string_member(event, "first_name", first_name);
   if (!last_name.empty()) append_string_member(event, "last_name", last_name);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   learn_user(answer.text);
 }

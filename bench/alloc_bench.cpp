@@ -93,7 +93,7 @@ template <std::size_t kLive>
 void map_live(const benchmark::State& /*state*/) {
   for (std::size_t i = 0; i < kLive; ++i) g_live.push_back(try_mmap_alloc(1));
 }
-void unmap_live(const benchmark::State& /*state*/) {
+[[maybe_unused]] void unmap_live(const benchmark::State& /*state*/) {
   for (void* p : g_live) try_mmap_free(p);
   g_live.clear();
 }

@@ -81,30 +81,27 @@ void on_call_created(const Answer& answer) {
   std::string_view fields = answer.fields;
   const std::int64_t user_id = next_field_i64(fields);
   const std::int64_t call_id = member_int(answer.text, "id");
-  std::string event = "{\"type\":\"call_created\"";
+  std::string event = begin_event("call_created");
   append_int_member(event, "user_id", user_id);
   append_int_member(event, "call_id", call_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK createCall user_id=" + std::to_string(user_id) +
       " call_id=" + std::to_string(call_id));
 }
 
 void on_call_error(const TdError& error) {
-  std::string event = "{\"type\":\"call_error\"";
+  std::string event = begin_event("call_error");
   append_string_member(event, "extra", error.tag);
   append_error_members(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR call extra=" + std::string(error.tag) + " code=" + std::to_string(error.code));
 }
 
 void on_call_discard_error(const TdError& error) {
   if (error.code != 400 || error.message != "Call not found") return on_call_error(error);
   std::string_view fields = error.fields;
-  std::string event = "{\"type\":\"call_discard_gone\"";
+  std::string event = begin_event("call_discard_gone");
   append_int_member(event, "call_id", next_field_i64(fields));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK discardCall already_gone extra=" + std::string(error.tag));
 }

@@ -56,7 +56,7 @@ void append_peer_members(std::string& event, const ChatTable& chats, std::int64_
 }
 
 void emit_call_update_event(const ChatTable& chats, const CallReport& report) {
-  std::string event = "{\"type\":\"call_update\"";
+  std::string event = begin_event("call_update");
   append_int_member(event, "call_id", report.id);
   append_peer_members(event, chats, report.user_id);
   append_bool_member(event, "outgoing", report.outgoing);
@@ -67,8 +67,7 @@ void emit_call_update_event(const ChatTable& chats, const CallReport& report) {
       append_string_member(event, "message", report.error_message);
     }
   }
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 struct ServerCounts {
@@ -125,10 +124,9 @@ void on_update_call(const ChatTable& chats, std::string_view text) {
 }
 
 void on_update_new_call_signaling_data(std::string_view text) {
-  std::string event = "{\"type\":\"call_signaling\"";
+  std::string event = begin_event("call_signaling");
   append_int_member(event, "call_id", extract_json_int_field(text, "call_id"));
   const std::size_t length = extract_json_string_field(text, "data").size();
   append_int_member(event, "b64_len", static_cast<std::int64_t>(length));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }

@@ -22,9 +22,7 @@ static std::string make_create_private_chat(std::int64_t user_id) {
 }
 
 static std::string begin_resolve_event(std::string_view type, std::string_view username) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+  std::string event = begin_event(type);
   append_string_member(event, "username", username);
   return event;
 }
@@ -46,16 +44,14 @@ void on_resolve(const Answer& answer, ChatTable& chats) {
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "photo_small_id",
                     extract_chat_photo_small_file_id(find_chat_object(answer.text)));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("RESOLVE ok");
 }
 
 void on_resolve_error(const TdError& error) {
   std::string event = begin_resolve_event("tg_resolve_error", error.fields);
   append_error_members_always(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR resolve");
 }
 
@@ -68,11 +64,10 @@ void run_open_user_chat(CommandCall& call, const ChatTable& chats, const TdClien
     td_request(td, make_create_private_chat(user_id), make_tag("openUserChat", user_id));
     return reply_ok(call, "SEND createPrivateChat (open_user_chat)");
   }
-  std::string event = "{\"type\":\"open_user_chat\"";
+  std::string event = begin_event("open_user_chat");
   append_int_member(event, "user_id", user_id);
   append_int_member(event, "chat_id", chat_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   reply_ok(call, "HIT peer_user_chat_id_cache (open_user_chat)");
 }
 
@@ -81,20 +76,18 @@ void on_open_user_chat(const Answer& answer, ChatTable& chats) {
   const std::int64_t user_id = next_field_i64(fields);
   const std::int64_t chat_id = record_chat(chats, answer.text);
   if (user_id == 0 || chat_id == 0) return;
-  std::string event = "{\"type\":\"open_user_chat\"";
+  std::string event = begin_event("open_user_chat");
   append_int_member(event, "user_id", user_id);
   append_int_member(event, "chat_id", chat_id);
   append_string_member(event, "title", chat_title(chats, chat_id));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void on_open_user_chat_error(const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = "{\"type\":\"open_user_chat_error\"";
+  std::string event = begin_event("open_user_chat_error");
   append_int_member(event, "user_id", next_field_i64(fields));
   append_error_members_always(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR createPrivateChat (open_user_chat)");
 }

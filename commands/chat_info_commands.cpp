@@ -30,13 +30,8 @@ std::string make_get_user_full_info(std::int64_t user_id) {
   return make_full_info("getUserFullInfo", "user_id", user_id);
 }
 
-void end_event(std::string& event) {
-  event += '}';
-  emit_event_json_line(event);
-}
-
 std::string begin_chat_info(std::int64_t chat_id) {
-  std::string event = "{\"type\":\"chat_info\"";
+  std::string event = begin_event("chat_info");
   append_int_member(event, "chat_id", chat_id);
   return event;
 }
@@ -145,7 +140,7 @@ void on_chat_info(const Answer& answer, ChatTable& chats, const TdClient& td) {
 
 void on_chat_info_error(const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = "{\"type\":\"chat_info_error\"";
+  std::string event = begin_event("chat_info_error");
   append_int_member(event, "chat_id", next_field_i64(fields));
   append_error_members_always(event, error);
   end_event(event);
@@ -212,7 +207,7 @@ void run_user_info(CommandCall& call, const TdClient& td) {
 }
 
 static std::string begin_user_info(std::int64_t user_id) {
-  std::string event = "{\"type\":\"user_info\"";
+  std::string event = begin_event("user_info");
   append_int_member(event, "user_id", user_id);
   return event;
 }

@@ -13,10 +13,8 @@ constexpr std::int64_t kFirstRepetitionMs = 1400;
 constexpr std::int64_t kLaterRepetitionMs = 2600;
 constexpr int kLastAttempt = 3;  // of a load whose answers are empty
 
-std::string begin_event(std::string_view type, const HistoryLoad& load) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+std::string begin_load_event(std::string_view type, const HistoryLoad& load) {
+  std::string event = begin_event(type);
   append_int_member(event, "chat_id", load.chat_id);
   append_int_member(event, "gen", load.gen);
   return event;
@@ -68,22 +66,20 @@ bool parse_history_extra(std::string_view fields, HistoryLoad& load) {
 }
 
 void emit_history_begin_event(const HistoryLoad& load) {
-  std::string event = begin_event("history_begin", load);
+  std::string event = begin_load_event("history_begin", load);
   append_load_members(event, load);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void emit_history_clear_event(const HistoryLoad& load) {
-  emit_event_json_line(begin_event("history_clear", load) + "}");
+  emit_event_json_line(begin_load_event("history_clear", load) + "}");
 }
 
 void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count) {
-  std::string event = begin_event("history_end", load);
+  std::string event = begin_load_event("history_end", load);
   append_load_members(event, load);
   append_int_member(event, "total_count", total_count);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void send_history_request(const HistoryLoad& load, std::string request, HistoryLoads& loads,

@@ -89,18 +89,15 @@ bool take_message_fields(std::string_view& fields, std::int64_t& chat_id,
 }
 
 // {"type":"<type>","chat_id":<first field of the tag>, the rest by the caller.
-std::string begin_event(std::string_view type, std::string_view& fields) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+std::string begin_tag_event(std::string_view type, std::string_view& fields) {
+  std::string event = begin_event(type);
   append_int_member(event, "chat_id", next_field_i64(fields));
   return event;
 }
 
 void end_error_event(std::string& event, const TdError& error) {
   append_error_members_always(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void refuse_react(const CommandCall& call, std::string_view args) {
@@ -195,11 +192,10 @@ void on_pinned(const Answer& answer, PinnedLoads& pinned, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
   if (!take_message_fields(fields, chat_id, message_id)) return;
-  std::string event = "{\"type\":\"pin_ok\"";
+  std::string event = begin_event("pin_ok");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK pinChatMessage chat_id=" + std::to_string(chat_id));
   request_pinned_message(chat_id, pinned, td);
 }
@@ -209,12 +205,11 @@ void on_reacted(const Answer& answer) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
   if (!take_message_fields(fields, chat_id, message_id) || fields.empty()) return;
-  std::string event = "{\"type\":\"reaction_ok\"";
+  std::string event = begin_event("reaction_ok");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
   append_string_member(event, "mode", next_field(fields));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK react " + chat_and_message_words(chat_id, message_id));
 }
 
@@ -232,33 +227,32 @@ void on_message_properties(const Answer& answer) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
   if (!take_message_fields(fields, chat_id, message_id)) return;
-  std::string event = "{\"type\":\"message_properties\"";
+  std::string event = begin_event("message_properties");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
   for (const std::string_view key : kProperties) {
     append_bool_member(event, key, member_true(answer.text, key));
   }
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void report_message_error(std::string_view event_type, const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = begin_event(event_type, fields);
+  std::string event = begin_tag_event(event_type, fields);
   append_int_member(event, "id", next_field_i64(fields));
   end_error_event(event, error);
 }
 
 void on_delete_error(const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = begin_event("delete_error", fields);
+  std::string event = begin_tag_event("delete_error", fields);
   append_string_member(event, "scope", next_field(fields));
   end_error_event(event, error);
 }
 
 void on_react_error(const TdError& error) {
   std::string_view fields = error.fields;
-  std::string event = begin_event("reaction_error", fields);
+  std::string event = begin_tag_event("reaction_error", fields);
   append_int_member(event, "id", next_field_i64(fields));
   append_string_member(event, "mode", next_field(fields));
   end_error_event(event, error);

@@ -75,11 +75,10 @@ void on_mute_toggled(const Answer& answer) {
   const std::int64_t chat_id = next_field_i64(fields);
   const std::int64_t mute_for = next_field_i64(fields, -1);
   if (chat_id == 0 || mute_for < 0) return;
-  std::string event = "{\"type\":\"chat_mute_toggled\"";
+  std::string event = begin_event("chat_mute_toggled");
   append_int_member(event, "chat_id", chat_id);
   append_bool_member(event, "muted", mute_for > 0);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK muteToggle chat_id=" + std::to_string(chat_id) +
       " muted=" + (mute_for > 0 ? "1" : "0"));
 }

@@ -3,6 +3,7 @@
 #include "commands/search_requests.h"
 #include "frame/channels.h"
 #include "json/text.h"
+#include "state/chat_events.h"
 #include "state/message.h"
 #include "state/message_page.h"
 #include "state/service_messages.h"
@@ -12,22 +13,9 @@ namespace {
 constexpr std::int64_t kDefaultListLimit = 50;
 constexpr std::int64_t kMaxListLimit = 100;
 
-std::string begin_event(std::string_view type, std::int64_t chat_id) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
-  append_int_member(event, "chat_id", chat_id);
-  return event;
-}
-
-void end_event(std::string& event) {
-  event += '}';
-  emit_event_json_line(event);
-}
-
 void emit_pinned_event(std::string_view type, std::int64_t chat_id, const MessagePreview& message,
                        std::string_view text) {
-  std::string event = begin_event(type, chat_id);
+  std::string event = begin_chat_event(type, chat_id);
   append_int_member(event, "id", message.id);
   append_bool_member(event, "outgoing", message.outgoing);
   append_string_member(event, "text", text);
@@ -36,7 +24,7 @@ void emit_pinned_event(std::string_view type, std::int64_t chat_id, const Messag
 
 void emit_pinned_none(std::int64_t chat_id) {
   if (chat_id == 0) return;
-  std::string event = begin_event("pinned_none", chat_id);
+  std::string event = begin_chat_event("pinned_none", chat_id);
   end_event(event);
 }
 
@@ -87,7 +75,7 @@ void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td) 
   limit = clamp_i64(limit, 1, kMaxListLimit);
   if (!gate_open(call)) return;
   const std::int64_t gen = ++loads.list_gen;
-  std::string event = begin_event("pinned_list_begin", chat_id);
+  std::string event = begin_chat_event("pinned_list_begin", chat_id);
   append_int_member(event, "gen", gen);
   end_event(event);
   td_request(td, make_search_chat_messages({chat_id, "", 0, limit, "searchMessagesFilterPinned"}),
@@ -111,7 +99,7 @@ void on_pinned_list(const Answer& answer) {
   }
   dbg("PINNED_LIST chat_id=" + std::to_string(chat_id) + " gen=" + std::to_string(gen) +
       " emitted=" + std::to_string(count) + " total_count=" + std::to_string(page.total_count));
-  std::string event = begin_event("pinned_list_end", chat_id);
+  std::string event = begin_chat_event("pinned_list_end", chat_id);
   append_int_member(event, "gen", gen);
   append_int_member(event, "count", count);
   append_int_member(event, "total_count", page.total_count);
@@ -122,7 +110,7 @@ void on_pinned_list_error(const TdError& error) {
   std::string_view fields = error.fields;
   const std::int64_t chat_id = next_field_i64(fields);
   if (chat_id == 0) return;
-  std::string event = begin_event("pinned_list_end", chat_id);
+  std::string event = begin_chat_event("pinned_list_end", chat_id);
   append_int_member(event, "count", 0);
   end_event(event);
 }

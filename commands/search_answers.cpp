@@ -12,15 +12,15 @@
 
 namespace {
 
-std::string begin_event(std::string_view type, std::int64_t req) {
-  std::string event = "{\"type\":\"" + std::string(type) + "\"";
+std::string begin_search_event(std::string_view type, std::int64_t req) {
+  std::string event = begin_event(type);
   append_int_member(event, "req", req);
   return event;
 }
 
 void end_public_search_when_done(Searches& searches, std::int64_t req) {
   if (finish_public_search(searches, req)) {
-    emit_event_json_line(begin_event("search_end", req) + "}");
+    emit_event_json_line(begin_search_event("search_end", req) + "}");
   }
 }
 
@@ -41,14 +41,13 @@ FollowedChat parse_followed_chat(std::string_view fields) {
 
 void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_json) {
   const ChatObject chat = read_chat_object(chat_json);
-  std::string event = begin_event("search_chat", followed.req);
+  std::string event = begin_search_event("search_chat", followed.req);
   append_int_member(event, "idx", static_cast<std::int64_t>(followed.idx));
   append_int_member(event, "id", value_int(chat.id, followed.chat_id));
   append_int_member(event, "photo_small_id", extract_chat_photo_small_file_id(chat_json));
   append_string_member(event, "chat_type", parse_chat_type(chat_json));
   append_string_member(event, "title", value_string(chat.title));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void append_link_members(std::string& event, const MessagePreview& message,
@@ -74,7 +73,7 @@ bool parse_shared_series(std::string_view fields, SharedSeries& series) {
 }
 
 std::string begin_shared_event(std::string_view type, const SharedSeries& series) {
-  std::string event = begin_event(type, series.req);
+  std::string event = begin_search_event(type, series.req);
   append_int_member(event, "chat_id", series.chat_id);
   append_string_member(event, "kind", series.kind);
   return event;
@@ -88,8 +87,7 @@ void emit_shared_item_event(const SharedSeries& series, std::int64_t idx,
   if (message.outgoing) append_bool_member(event, "outgoing", true);
   append_media_members(event, message);
   if (series.kind == "link") append_link_members(event, message, message_json);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 // Offset of the byte behind so many UTF-16 units; of the text's end when it has no more.
@@ -182,23 +180,21 @@ void on_chat_search_found(const Answer& answer, Searches& searches) {
   MessagePreview message;
   std::int64_t sender_user_id = 0;
   for (; next_message(page, kFullMessage, message, sender_user_id); ++emitted) {
-    std::string event = begin_event("chat_search_item", req);
+    std::string event = begin_search_event("chat_search_item", req);
     append_int_member(event, "chat_id", chat_id);
     append_int_member(event, "idx", emitted);
     append_int_member(event, "id", message.id);
     append_bool_member(event, "outgoing", message.outgoing);
     append_string_member(event, "text", message.text);
-    event += '}';
-    emit_event_json_line(event);
+    end_event(event);
   }
   dbg("CHAT_SEARCH chat_id=" + std::to_string(chat_id) + " req=" + std::to_string(req) +
       " emitted=" + std::to_string(emitted) + " total_count=" + std::to_string(page.total_count));
-  std::string event = begin_event("chat_search_end", req);
+  std::string event = begin_search_event("chat_search_end", req);
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "count", emitted);
   append_int_member(event, "total_count", page.total_count);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void on_chat_search_error(const TdError& error, Searches& searches) {
@@ -208,10 +204,10 @@ void on_chat_search_error(const TdError& error, Searches& searches) {
   dbg("TD_ERROR searchChatMessages (chat_search)");
   if (!take_chat_answer(searches, req, chat_id)) return;
   emit_action_error("chat_search", chat_id, error);
-  std::string event = begin_event("chat_search_end", req);
+  std::string event = begin_search_event("chat_search_end", req);
   append_int_member(event, "chat_id", chat_id);
-  event += ",\"count\":0}";
-  emit_event_json_line(event);
+  append_int_member(event, "count", 0);
+  end_event(event);
 }
 
 void on_shared_found(const Answer& answer) {
@@ -232,8 +228,7 @@ void on_shared_found(const Answer& answer) {
   append_int_member(event, "total_count", page.total_count);
   append_int_member(event, "next_from_message_id",
                     own_int(object_text_at(answer.text, 0), "next_from_message_id"));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void on_shared_error(const TdError& error) {
@@ -241,6 +236,6 @@ void on_shared_error(const TdError& error) {
   SharedSeries series;
   if (!parse_shared_series(error.fields, series)) return;
   std::string event = begin_shared_event("shared_end", series);
-  event += ",\"count\":0}";
-  emit_event_json_line(event);
+  append_int_member(event, "count", 0);
+  end_event(event);
 }

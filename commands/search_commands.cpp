@@ -48,10 +48,9 @@ void run_search_server64(CommandCall& call, Searches& searches, const TdClient& 
   if (!decode_query(call, encoded, query) || !gate_open(call)) return;
 
   begin_public_search(searches, req, static_cast<unsigned>(usable_limit(limit)));
-  std::string event = "{\"type\":\"search_begin\"";
+  std::string event = begin_event("search_begin");
   append_int_member(event, "req", req);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   td_request(td, make_search_public_chats(query), make_tag("searchServer", req));
   reply_ok(call, "SEND searchPublicChats");
 }
@@ -73,11 +72,10 @@ void run_chat_search64(CommandCall& call, Searches& searches, const TdClient& td
   search.limit = usable_limit(search.limit);
 
   begin_chat_search(searches, req, search.chat_id);
-  std::string event = "{\"type\":\"chat_search_begin\"";
+  std::string event = begin_event("chat_search_begin");
   append_int_member(event, "req", req);
   append_int_member(event, "chat_id", search.chat_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   td_request(td, make_search_chat_messages(search), make_tag("chatSearch", req, search.chat_id));
   reply_ok(call, "SEND searchChatMessages (chat_search)");
 }
@@ -97,14 +95,13 @@ void run_shared64(CommandCall& call, const TdClient& td) {
   if (!gate_open(call)) return;
   search.limit = usable_limit(search.limit);
 
-  std::string event = "{\"type\":\"shared_begin\"";
+  std::string event = begin_event("shared_begin");
   append_int_member(event, "req", req);
   append_int_member(event, "chat_id", search.chat_id);
   append_string_member(event, "kind", kind);
   append_int_member(event, "from_message_id", search.from_message_id);
   append_int_member(event, "limit", search.limit);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   td_request(td, make_search_chat_messages(search),
              make_tag("shared", req, search.chat_id) + ":" + kind);
   reply_ok(call, "SEND searchChatMessages (shared)");

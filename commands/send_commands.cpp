@@ -63,9 +63,8 @@ void on_sent(const Answer& answer) {
   const std::int64_t chat_id = next_field_i64(fields);
   const std::int64_t message_id = member_int(answer.text, "id");
   if (chat_id == 0 || message_id < 1) return;
-  std::string event = "{\"type\":\"send_ok\"";
+  std::string event = begin_event("send_ok");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "message_id", message_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }

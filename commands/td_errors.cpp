@@ -13,19 +13,17 @@ void report_td_error(const TdError& error) {
   line += '\n';
   write_best_effort(STDERR_FILENO, line.data(), line.size());
   print_line("TD_ERROR " + std::string(error.text));
-  std::string event = "{\"type\":\"td_error\"";
+  std::string event = begin_event("td_error");
   append_string_member(event, "json", error.text);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void emit_action_error(std::string_view action, std::int64_t chat_id, const TdError& error) {
-  std::string event = "{\"type\":\"action_error\"";
+  std::string event = begin_event("action_error");
   append_string_member(event, "action", action);
   append_int_member(event, "chat_id", chat_id);
   append_error_members(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void report_action_error(std::string_view action, const TdError& error) {

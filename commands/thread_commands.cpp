@@ -32,11 +32,9 @@ std::string make_get_message_thread_history(std::int64_t chat_id, std::int64_t m
 }
 
 // The post that the thread belongs to, from the tag.
-std::string begin_event(std::string_view type, std::int64_t channel_chat_id,
-                        std::int64_t post_message_id) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+std::string begin_thread_event(std::string_view type, std::int64_t channel_chat_id,
+                               std::int64_t post_message_id) {
+  std::string event = begin_event(type);
   append_int_member(event, "channel_chat_id", channel_chat_id);
   append_int_member(event, "post_message_id", post_message_id);
   return event;
@@ -72,12 +70,11 @@ void on_thread_info(const Answer& answer, HistoryLoads& loads, const TdClient& t
   const std::int64_t post_message_id = next_field_i64(fields);
   const std::int64_t gen = next_field_i64(fields);
   const std::int64_t limit = next_field_i64(fields, kDefaultOpenLimit);
-  std::string event = begin_event("thread_info", channel_chat_id, post_message_id);
+  std::string event = begin_thread_event("thread_info", channel_chat_id, post_message_id);
   append_int_member(event, "thread_chat_id", thread_chat_id);
   append_int_member(event, "message_thread_id", thread_id);
   append_int_member(event, "gen", gen);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 
   td_request(td, make_open_chat(thread_chat_id), make_tag("open", thread_chat_id));
   const HistoryLoad load{thread_chat_id, gen, true, 0, limit};
@@ -90,10 +87,10 @@ void on_thread_info(const Answer& answer, HistoryLoads& loads, const TdClient& t
 void on_thread_open_error(const TdError& error) {
   std::string_view fields = error.fields;
   const std::int64_t channel_chat_id = next_field_i64(fields);
-  std::string event = begin_event("thread_open_error", channel_chat_id, next_field_i64(fields));
+  std::string event =
+      begin_thread_event("thread_open_error", channel_chat_id, next_field_i64(fields));
   append_error_members_always(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR threadOpen");
 }
 

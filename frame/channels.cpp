@@ -88,6 +88,20 @@ void emit_event_json_line(std::string_view json) {
   write_best_effort(fd, "\n", 1);
 }
 
+std::string begin_event(std::string_view type, std::size_t reserved) {
+  std::string event;
+  event.reserve(reserved);
+  event += "{\"type\":\"";
+  event += type;
+  event += '"';
+  return event;
+}
+
+void end_event(std::string& event) {
+  event += '}';
+  emit_event_json_line(event);
+}
+
 void emit_event_type_state(std::string_view type, std::string_view key, std::string_view value) {
   std::string json;
   json.reserve(16 + type.size() + key.size() + value.size());

@@ -35,5 +35,9 @@ void print_line(std::string_view line);
 
 // One event: a complete JSON object on one line. Nothing happens without an events file.
 void emit_event_json_line(std::string_view json);
+// An event in the making: {"type":"<type>" and whatever members the caller appends. end_event
+// closes and writes it. `reserved` bytes are set aside at once.
+std::string begin_event(std::string_view type, std::size_t reserved = 128);
+void end_event(std::string& event);
 // {"type":"<type>","<key>":"<value>"}, each text escaped.
 void emit_event_type_state(std::string_view type, std::string_view key, std::string_view value);

@@ -52,11 +52,10 @@ void open_events_file(const std::string& path, bool append) {
   if (fd < 0) return;
   g_events_fd = fd;
   dbg("EVENTS_OPEN path=" + path + " mode=" + (append ? "append" : "truncate"));
-  std::string run = "{\"type\":\"backend_run\"";
+  std::string run = begin_event("backend_run");
   append_int_member(run, "pid", getpid());
   append_int_member(run, "mono_ms", mono_ms());
-  run += '}';
-  emit_event_json_line(run);
+  end_event(run);
 }
 
 bool take_database_lock(const std::string& db_dir) {

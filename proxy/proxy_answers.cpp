@@ -33,7 +33,7 @@ ActiveProxy find_active_proxy(const std::vector<std::string_view>& proxies) {
 }
 
 std::string begin_sequence_event(std::string_view type, std::int64_t sequence) {
-  std::string event = "{\"type\":\"" + std::string(type) + "\"";
+  std::string event = begin_event(type);
   append_int_member(event, "seq", sequence);
   return event;
 }
@@ -49,7 +49,7 @@ void on_proxies(const Answer& answer) {
   const std::vector<std::string_view> proxies =
       extract_json_object_array_field_raw(answer.text, "proxies", kMostProxies);
   const ActiveProxy active = find_active_proxy(proxies);
-  std::string event = "{\"type\":\"proxy_state\"";
+  std::string event = begin_event("proxy_state");
   append_bool_member(event, "enabled", active.found);
   append_int_member(event, "count", static_cast<std::int64_t>(proxies.size()));
   if (active.id >= 1) append_int_member(event, "proxy_id", active.id);
@@ -57,17 +57,15 @@ void on_proxies(const Answer& answer) {
     append_string_member(event, "server", active.server);
     append_int_member(event, "port", active.port);
   }
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK getProxies enabled=" + std::string(active.found ? "true" : "false") +
       " count=" + std::to_string(proxies.size()) + " active=" + std::to_string(active.id));
 }
 
 void on_proxies_error(const TdError& error) {
-  std::string event = "{\"type\":\"proxy_state_error\"";
+  std::string event = begin_event("proxy_state_error");
   append_error_members(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR getProxies code=" + std::to_string(error.code) + " msg=" + error.message);
 }
 
@@ -90,8 +88,7 @@ void on_proxy_test_error(const TdError& error, const char* log_word) {
   const std::int64_t sequence = next_field_i64(fields);
   std::string event = begin_sequence_event("proxy_test_error", sequence);
   append_error_members(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR " + std::string(log_word) + " seq=" + std::to_string(sequence) +
       " code=" + std::to_string(error.code) + " msg=" + for_log(error.message));
 }
@@ -102,8 +99,7 @@ void on_proxy_added(const Answer& answer) {
   const std::int64_t proxy_id = member_int(answer.text, "id");
   std::string event = begin_sequence_event("proxy_try_added", sequence);
   append_int_member(event, "proxy_id", proxy_id);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_OK proxyTry seq=" + std::to_string(sequence) + " proxy_id=" + std::to_string(proxy_id));
 }
 
@@ -112,7 +108,6 @@ void on_proxy_try_error(const TdError& error) {
   const std::int64_t sequence = next_field_i64(fields);
   std::string event = begin_sequence_event("proxy_try_error", sequence);
   append_error_members_always(event, error);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
   dbg("TD_ERROR proxyTry seq=" + std::to_string(sequence));
 }

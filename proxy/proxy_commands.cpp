@@ -47,7 +47,7 @@ MtprotoArguments take_arguments(CommandCall& call, ProxyState& state) {
 }
 
 void emit_empty_secret_event(std::string_view type, std::int64_t sequence) {
-  std::string event = "{\"type\":\"" + std::string(type) + "\"";
+  std::string event = begin_event(type);
   append_int_member(event, "seq", sequence);
   event += ",\"code\":400,\"message\":\"Proxy secret must be non-empty\"}";
   emit_event_json_line(event);

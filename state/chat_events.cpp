@@ -5,17 +5,10 @@
 #include "frame/channels.h"
 #include "json/text.h"
 
-static std::string begin_chat_event(std::string_view type, std::int64_t chat_id) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+std::string begin_chat_event(std::string_view type, std::int64_t chat_id) {
+  std::string event = begin_event(type);
   append_int_member(event, "chat_id", chat_id);
   return event;
-}
-
-static void end_event(std::string& event) {
-  event += '}';
-  emit_event_json_line(event);
 }
 
 static void append_last_members(std::string& event, const MessagePreview& last) {
@@ -36,7 +29,7 @@ void emit_chat_event(std::int64_t chat_id, std::string_view title, std::string_v
   if (last != nullptr) size += last->content_type.size() + last->text.size();
   std::string event;
   event.reserve(size);
-  event = "{\"type\":\"chat\"";
+  event = begin_event("chat");
   append_int_member(event, "id", chat_id);
   append_string_member(event, "title", title);
   if (!chat_type.empty()) append_string_member(event, "chat_type", chat_type);

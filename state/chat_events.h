@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "state/message.h"
 
+// {"type":"<type>","chat_id":<chat_id> and whatever the caller appends (frame/channels.h).
+std::string begin_chat_event(std::string_view type, std::int64_t chat_id);
 // "chat", one whole row. A count or message id of -1 is unknown, an order or photo of 0 is none;
 // `last` may be null.
 void emit_chat_event(std::int64_t chat_id, std::string_view title, std::string_view chat_type,

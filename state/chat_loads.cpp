@@ -9,12 +9,9 @@
 #include "state/chat_rows.h"
 
 static void emit_load_event(std::string_view type, std::int64_t gen) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
+  std::string event = begin_event(type);
   append_int_member(event, "gen", gen);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 static ChatListLoad* find_load(ChatTable& table, std::int64_t gen) {

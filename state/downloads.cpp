@@ -25,11 +25,10 @@ FileProgress read_progress(const ObjectText& file, const ObjectText& local) {
 }
 
 void emit_file_event(std::int64_t file_id, const ObjectText& local) {
-  std::string event = "{\"type\":\"file\"";
+  std::string event = begin_event("file");
   append_int_member(event, "id", file_id);
   append_string_member(event, "path", own_string(local, "path"));
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void tell_progress(std::int64_t file_id, Download& download, std::int64_t now_ms) {
@@ -40,13 +39,12 @@ void tell_progress(std::int64_t file_id, Download& download, std::int64_t now_ms
   download.told_percent = download_percent(progress.downloaded, progress.total);
   download.told_active = progress.active;
 
-  std::string event = "{\"type\":\"file_progress\"";
+  std::string event = begin_event("file_progress");
   append_int_member(event, "id", file_id);
   append_int_member(event, "downloaded", progress.downloaded);
   append_int_member(event, "total", progress.total);
   append_bool_member(event, "active", progress.active);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 // Without this line the UI would go on showing a download that has stopped.

@@ -12,15 +12,14 @@ void emit_hub_notify_message_event(std::int64_t chat_id, std::int64_t message_id
                                    std::string_view chat_title, std::string_view sender_name,
                                    std::string_view text) {
   if (chat_id == 0 || message_id == 0) return;
-  std::string event = "{\"type\":\"hub_notify_message\"";
+  std::string event = begin_event("hub_notify_message");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "message_id", message_id);
   if (date >= 1) append_int_member(event, "date", date);
   if (!chat_title.empty()) append_string_member(event, "chat_title", chat_title);
   if (!sender_name.empty()) append_string_member(event, "sender_name", sender_name);
   if (!text.empty()) append_string_member(event, "text", text);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void settle_hub_notification(ChatTable& table, std::int64_t chat_id) {

@@ -9,20 +9,10 @@ namespace {
 
 constexpr std::size_t kFixedPart = 260;
 
-std::string begin_event(std::string_view type, const MessagePreview& message,
-                        const Sender& sender) {
-  std::string event;
-  event.reserve(kFixedPart + sender.name.size() + message.content_type.size() +
-                message.text.size());
-  event += "{\"type\":\"";
-  event += type;
-  event += '"';
-  return event;
-}
-
-void end_event(std::string& event) {
-  event += '}';
-  emit_event_json_line(event);
+std::string begin_message_event(std::string_view type, const MessagePreview& message,
+                                const Sender& sender) {
+  return begin_event(
+      type, kFixedPart + sender.name.size() + message.content_type.size() + message.text.size());
 }
 
 // The small optional fields, by the one rule for each kind.
@@ -91,7 +81,7 @@ void append_media_members(std::string& event, const MessagePreview& message) {
 
 static void emit_whole_message(std::string_view type, std::int64_t chat_id, std::int64_t gen,
                                const MessagePreview& message, const Sender& sender) {
-  std::string event = begin_event(type, message, sender);
+  std::string event = begin_message_event(type, message, sender);
   append_int_member(event, "chat_id", chat_id);
   append_positive(event, "gen", gen);
   append_state_and_date(event, message);
@@ -113,7 +103,7 @@ void emit_message_preview_event(std::int64_t chat_id, const MessagePreview& mess
 }
 
 void emit_message_new_event(const MessagePreview& message, const Sender& sender) {
-  std::string event = begin_event("message_new", message, sender);
+  std::string event = begin_message_event("message_new", message, sender);
   append_int_member(event, "chat_id", message.chat_id);
   append_state_and_date(event, message);
   append_references(event, message);
@@ -125,7 +115,7 @@ void emit_message_new_event(const MessagePreview& message, const Sender& sender)
 
 void emit_message_update_event(std::int64_t chat_id, std::int64_t id, std::string_view text) {
   if (chat_id == 0 || id == 0 || text.empty()) return;
-  std::string event = "{\"type\":\"message_update\"";
+  std::string event = begin_event("message_update");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", id);
   append_string_member(event, "text", text);
@@ -133,7 +123,7 @@ void emit_message_update_event(std::int64_t chat_id, std::int64_t id, std::strin
 }
 
 void emit_chat_last_message_event(std::int64_t chat_id, const MessagePreview& last) {
-  std::string event = "{\"type\":\"chat_last_message\"";
+  std::string event = begin_event("chat_last_message");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "message_id", last.id);
   append_bool_member(event, "outgoing", last.outgoing);

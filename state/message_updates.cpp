@@ -10,6 +10,7 @@
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
+#include "state/chat_events.h"
 #include "state/hub_decision.h"
 #include "state/message.h"
 #include "state/message_content.h"
@@ -37,20 +38,6 @@ static bool read_message_ref(std::string_view text, MessageRef& ref) {
   return ref.chat_id != 0 && ref.id != 0;
 }
 
-// An event's beginning: {"type":"<type>","chat_id":<id>
-static std::string begin_event(std::string_view type, std::int64_t chat_id) {
-  std::string event = "{\"type\":\"";
-  event += type;
-  event += '"';
-  append_int_member(event, "chat_id", chat_id);
-  return event;
-}
-
-static void end_event(std::string& event) {
-  event += '}';
-  emit_event_json_line(event);
-}
-
 void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
                     std::string_view text) {
   MessagePreview message;
@@ -65,7 +52,7 @@ void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
 void on_message_send_acknowledged(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
-  std::string event = begin_event("message_send_acked", ref.chat_id);
+  std::string event = begin_chat_event("message_send_acked", ref.chat_id);
   append_int_member(event, "id", ref.id);
   end_event(event);
 }
@@ -74,7 +61,7 @@ void on_message_send_succeeded(std::string_view text) {
   MessagePreview message;
   std::int64_t sender_id = 0;
   if (!read_message(text, message, sender_id)) return;
-  std::string event = begin_event("message_send_succeeded", message.chat_id);
+  std::string event = begin_chat_event("message_send_succeeded", message.chat_id);
   append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
   append_int_member(event, "new_id", message.id);
   append_int_member(event, "date", message.date);
@@ -86,7 +73,7 @@ void on_message_send_failed(std::string_view text) {
   MessagePreview message;
   std::int64_t sender_id = 0;
   if (!read_message(text, message, sender_id)) return;
-  std::string event = begin_event("message_send_failed", message.chat_id);
+  std::string event = begin_chat_event("message_send_failed", message.chat_id);
   append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
   append_string_member(event, "error", member_string(member_object(text, "error"), "message"));
   end_event(event);
@@ -111,7 +98,7 @@ static void tell_reactions(const MessageRef& ref, std::string_view text) {
   }
   dbg("REACTIONS_EMIT src=updateMessageInteractionInfo chat_id=" + std::to_string(ref.chat_id) +
       " msg_id=" + std::to_string(ref.id) + " json=" + reactions);
-  std::string event = begin_event("message_reactions", ref.chat_id);
+  std::string event = begin_chat_event("message_reactions", ref.chat_id);
   append_int_member(event, "id", ref.id);
   event += ",\"reactions\":";
   event += reactions;
@@ -124,7 +111,7 @@ void on_message_interaction_info(std::string_view text) {
   const std::string_view info = member_object(text, "interaction_info");
   const std::int64_t replies = member_int(member_object(info, "reply_info"), "reply_count");
   if (replies >= 0) {
-    std::string event = begin_event("message_reply_count", ref.chat_id);
+    std::string event = begin_chat_event("message_reply_count", ref.chat_id);
     append_int_member(event, "id", ref.id);
     append_int_member(event, "reply_count", replies);
     end_event(event);
@@ -134,7 +121,7 @@ void on_message_interaction_info(std::string_view text) {
 
 static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids, std::size_t count,
                                   bool from_cache) {
-  std::string event = begin_event("messages_deleted", chat_id);
+  std::string event = begin_chat_event("messages_deleted", chat_id);
   event += ",\"message_ids\":[";
   for (std::size_t i = 0; i < count; ++i) {
     if (i > 0) event += ',';

@@ -30,14 +30,13 @@ static void emit_chat_notify_event(const ChatTable& chats, std::int64_t chat_id,
                                    const ChatNotifySettingsCache& notify) {
   bool muted = false;
   const bool known = chat_muted(chats, chat_id, muted);
-  std::string event = "{\"type\":\"chat_notify\"";
+  std::string event = begin_event("chat_notify");
   append_int_member(event, "chat_id", chat_id);
   append_bool_member(event, "muted_known", known);
   append_bool_member(event, "muted", muted);
   append_int_member(event, "mute_for", notify.mute_for);
   append_bool_member(event, "use_default_mute_for", notify.use_default_mute_for);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
 
 void on_chat_notification_settings(ChatTable& chats, std::string_view text) {

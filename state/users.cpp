@@ -176,13 +176,12 @@ void emit_user_event(std::int64_t user_id) {
   const UserInfo* user = user_id < 1 ? nullptr : find_user(user_id);
   if (user == nullptr) return;
   const std::string name = user_display_name(*user);
-  std::string event = "{\"type\":\"user\"";
+  std::string event = begin_event("user");
   append_int_member(event, "id", user_id);
   if (!name.empty()) append_string_member(event, "name", name);
   if (user->photo_small_id >= 1) append_int_member(event, "photo_small_id", user->photo_small_id);
   if (!user->status_type.empty()) append_string_member(event, "status_type", user->status_type);
   if (user->was_online >= 1) append_int_member(event, "was_online", user->was_online);
   if (user->expires >= 1) append_int_member(event, "expires", user->expires);
-  event += '}';
-  emit_event_json_line(event);
+  end_event(event);
 }
