@@ -101,6 +101,7 @@ void follow_download(Downloads& downloads, std::int64_t file_id, Follow what) {
 }
 
 void on_update_file(Downloads& downloads, Timers& timers, std::string_view text) {
+  if (downloads.empty()) return;  // most files are none of the UI's
   const ObjectText file = own_object(object_text_at(text, 0), "file");
   const std::int64_t file_id = own_int(file, "id");
   const auto it = downloads.find(file_id);

@@ -87,8 +87,7 @@ void on_message_content(std::string_view text) {
 }
 
 // A message whose last shown reaction is gone is told once more, with none.
-static void tell_reactions(const MessageRef& ref, std::string_view text) {
-  std::string reactions = extract_message_reactions_event_json_array(text);
+static void tell_reactions(const MessageRef& ref, std::string reactions) {
   if (!reactions.empty()) {
     note_told_reactions(ref.chat_id, ref.id);
   } else if (forget_told_reactions(ref.chat_id, ref.id)) {
@@ -116,7 +115,7 @@ void on_message_interaction_info(std::string_view text) {
     append_int_member(event, "reply_count", replies);
     end_event(event);
   }
-  tell_reactions(ref, text);
+  tell_reactions(ref, read_interaction(object_text_of(info)).reactions);
 }
 
 static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids, std::size_t count,

@@ -72,13 +72,45 @@ static std::string find_username(const ObjectText& user) {
   return name.empty() ? first_active(names) : name;
 }
 
-static UserInfo read_user(const ObjectText& object) {
+static UserInfo read_broken_user(const ObjectText& object) {
   UserInfo user;
   user.first_name = own_string(object, "first_name");
   user.last_name = own_string(object, "last_name");
   user.username = find_username(object);
   user.photo_small_id = photo_small_id(own_object(object, "profile_photo"));
   read_status(own_object(object, "status"), user);
+  return user;
+}
+
+// A whole user is passed over once, for user updates are the most frequent after messages.
+static UserInfo read_user(std::string_view json, std::size_t begin) {
+  UserInfo user;
+  ObjectText names{json.substr(begin, 0), true};
+  std::string_view plain_username;
+  ObjectWalk walk{json.substr(begin)};
+  for (std::string_view key; next_key(walk, key);) {
+    if (is_key(key, "first_name")) {
+      user.first_name = value_string(take_value(walk));
+    } else if (is_key(key, "last_name")) {
+      user.last_name = value_string(take_value(walk));
+    } else if (is_key(key, "usernames")) {
+      names = object_text_of(take_value(walk));
+    } else if (is_key(key, "username")) {
+      plain_username = take_value(walk);
+    } else if (is_key(key, "profile_photo")) {
+      user.photo_small_id = photo_small_id(object_text_of(take_value(walk)));
+    } else if (is_key(key, "status")) {
+      read_status(object_text_of(take_value(walk)), user);
+    }
+  }
+  if (walk.stage != WalkStage::kClosed) return read_broken_user(object_text_at(json, begin));
+  if (names.text.empty()) {
+    user.username = find_username({json.substr(begin, walk.pos), true});
+  } else {
+    user.username = own_string(names, "editable_username");
+    if (user.username.empty()) user.username = value_string(plain_username);
+    if (user.username.empty()) user.username = first_active(names);
+  }
   return user;
 }
 
@@ -96,7 +128,7 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
   const std::size_t digits = json.find_first_not_of(" \t\r\n", marker + kMarker.size());
   if (!parse_int_at(json, digits, id) || id < 1) return false;
   user_id = id;
-  UserInfo user = read_user(object_text_at(json, marker == 0 ? 0 : marker - 1));
+  UserInfo user = read_user(json, marker == 0 ? 0 : marker - 1);
   UserInfo* known = g_user_cache.find(id);
   if (known != nullptr && fields(*known) == fields(user)) return false;
   (known != nullptr ? *known : g_user_cache.get(id)) = std::move(user);

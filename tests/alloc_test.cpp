@@ -32,12 +32,6 @@ extern "C" const char* __asan_default_options() { return "allocator_may_return_n
 extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 #endif
 
-// Declared by every compiler, but by some only when sized deallocation is switched on.
-void operator delete(void* p, std::size_t size) noexcept;
-void operator delete[](void* p, std::size_t size) noexcept;
-void operator delete(void* p, std::size_t size, std::align_val_t alignment) noexcept;
-void operator delete[](void* p, std::size_t size, std::align_val_t alignment) noexcept;
-
 namespace {
 
 std::size_t live_mappings() {

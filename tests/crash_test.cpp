@@ -453,7 +453,8 @@ TEST(CrashInstall, SetsSixSignalsWithAnEmptyMask) {
       sigaction(sig, nullptr, &now);
       good = good && now.sa_sigaction == fatal_signal_handler && sigisemptyset(&now.sa_mask) != 0;
       constexpr int kFlags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-      good = good && (now.sa_flags & kFlags) == kFlags && (now.sa_flags & SA_RESETHAND) == 0;
+      good = good && (now.sa_flags & kFlags) == kFlags &&
+             (static_cast<unsigned>(now.sa_flags) & SA_RESETHAND) == 0;
     }
     sigaction(SIGPIPE, nullptr, &now);
     good = good && now.sa_handler == SIG_IGN;

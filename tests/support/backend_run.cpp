@@ -102,7 +102,8 @@ bool BackendRun::wait_for_event(bool want_frame, Clock::time_point deadline,
                     {stdout_.fd, POLLIN, 0},
                     {stderr_.fd, POLLIN, 0}};
     if (poll(fds, 4, static_cast<int>(left)) <= 0) continue;
-    const bool written = (drain(stdout_) | drain(stderr_));
+    const bool replied = drain(stdout_);
+    const bool written = drain(stderr_) || replied;
     if ((fds[0].revents & POLLIN) != 0) {
       char byte = 0;
       if (recv(socket_, &byte, 1, MSG_PEEK) == 1) return true;
