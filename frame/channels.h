@@ -29,6 +29,9 @@ void write_line_best_effort(int fd, const char* prefix, const char* msg);
 void dbg(const char* msg);
 inline void dbg(const std::string& msg) { dbg(msg.c_str()); }
 
+// False when no diagnostic line goes anywhere: a line that is costly to build need not be built.
+inline bool dbg_on() { return g_log_to_stderr || g_log_fd >= 0 || g_log_mirror_fd >= 0; }
+
 // A reply line for the UI on standard output. With an events file in use, acknowledgements
 // ("OK ", "ERR ", "TD_ERROR ", "PONG", "BYE") are left out: the UI follows the events.
 void print_line(std::string_view line);

@@ -95,8 +95,10 @@ static void tell_reactions(const MessageRef& ref, std::string reactions) {
   } else {
     return;
   }
-  dbg("REACTIONS_EMIT src=updateMessageInteractionInfo chat_id=" + std::to_string(ref.chat_id) +
-      " msg_id=" + std::to_string(ref.id) + " json=" + reactions);
+  if (dbg_on()) {
+    dbg("REACTIONS_EMIT src=updateMessageInteractionInfo chat_id=" + std::to_string(ref.chat_id) +
+        " msg_id=" + std::to_string(ref.id) + " json=" + reactions);
+  }
   std::string event = begin_chat_event("message_reactions", ref.chat_id);
   append_int_member(event, "id", ref.id);
   event += ",\"reactions\":";
