@@ -17,17 +17,8 @@
 
 namespace {
 
-std::string make_full_info(std::string_view method, std::string_view key, std::int64_t id) {
-  std::string request = "{\"@type\":\"";
-  request += method;
-  request += '"';
-  append_int_member(request, key, id);
-  request += '}';
-  return request;
-}
-
 std::string make_get_user_full_info(std::int64_t user_id) {
-  return make_full_info("getUserFullInfo", "user_id", user_id);
+  return make_id_request("getUserFullInfo", "user_id", user_id);
 }
 
 std::string begin_chat_info(std::int64_t chat_id) {
@@ -87,7 +78,7 @@ void send_follow_ups(const TdClient& td, std::int64_t chat_id, std::string_view 
   const std::int64_t id = member_int(type_object, follow_up->id_key, 0);
   if (id < 1) return;
   td_request(td, follow_up->make(id), make_tag(follow_up->tag, chat_id, id));
-  td_request(td, make_full_info(follow_up->full_method, follow_up->id_key, id),
+  td_request(td, make_id_request(follow_up->full_method, follow_up->id_key, id),
              make_tag(follow_up->full_tag, chat_id, id));
 }
 

@@ -11,10 +11,7 @@ constexpr std::int64_t kAroundLimit = 81;  // a message with 40 on each side
 constexpr std::int64_t kAroundSide = 40;
 
 std::string make_close_chat(std::int64_t chat_id) {
-  std::string json = "{\"@type\":\"closeChat\"";
-  append_int_member(json, "chat_id", chat_id);
-  json += '}';
-  return json;
+  return make_id_request("closeChat", "chat_id", chat_id);
 }
 
 std::string make_view_message(std::int64_t chat_id, std::int64_t message_id) {
@@ -45,10 +42,7 @@ std::string make_get_chat_history_with_offset(std::int64_t chat_id, std::int64_t
 }
 
 std::string make_open_chat(std::int64_t chat_id) {
-  std::string json = "{\"@type\":\"openChat\"";
-  append_int_member(json, "chat_id", chat_id);
-  json += '}';
-  return json;
+  return make_id_request("openChat", "chat_id", chat_id);
 }
 
 void run_open(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, OpenChat& open_chat,

@@ -39,10 +39,7 @@ std::string list_text(std::int64_t chat_id, const MessagePreview& message, std::
 }  // namespace
 
 std::string make_get_chat_pinned_message(std::int64_t chat_id) {
-  std::string json = "{\"@type\":\"getChatPinnedMessage\"";
-  append_int_member(json, "chat_id", chat_id);
-  json += '}';
-  return json;
+  return make_id_request("getChatPinnedMessage", "chat_id", chat_id);
 }
 
 void request_pinned_message(std::int64_t chat_id, PinnedLoads& loads, const TdClient& td) {

@@ -109,3 +109,12 @@ void td_request(const TdClient& td, const std::string& request) { td.send(td.id,
 void td_request(const TdClient& td, std::string request, std::string_view tag) {
   td_request(td, json_add_extra(std::move(request), tag));
 }
+
+std::string make_id_request(std::string_view method, std::string_view key, std::int64_t id) {
+  std::string request = "{\"@type\":\"";
+  request += method;
+  request += '"';
+  append_int_member(request, key, id);
+  request += '}';
+  return request;
+}

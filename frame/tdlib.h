@@ -2,6 +2,7 @@
 // loaded for the whole run. Main thread only, except log_cb.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -46,3 +47,5 @@ struct TdClient {
 void td_request(const TdClient& td, const std::string& request);
 // The same with `tag` as its "@extra", by which the answer is routed (frame/answer.h).
 void td_request(const TdClient& td, std::string request, std::string_view tag);
+// A request about one thing: {"@type":"<method>","<key>":<id>}.
+std::string make_id_request(std::string_view method, std::string_view key, std::int64_t id);

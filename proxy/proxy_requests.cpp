@@ -1,5 +1,6 @@
 #include "proxy/proxy_requests.h"
 
+#include "frame/tdlib.h"
 #include "json/text.h"
 
 std::string make_get_proxies() { return "{\"@type\":\"getProxies\"}"; }
@@ -7,10 +8,7 @@ std::string make_get_proxies() { return "{\"@type\":\"getProxies\"}"; }
 std::string make_disable_proxy() { return "{\"@type\":\"disableProxy\"}"; }
 
 std::string make_remove_proxy(std::int64_t proxy_id) {
-  std::string request = "{\"@type\":\"removeProxy\"";
-  append_int_member(request, "proxy_id", proxy_id);
-  request += '}';
-  return request;
+  return make_id_request("removeProxy", "proxy_id", proxy_id);
 }
 
 static std::string make_proxy(const MtprotoProxy& proxy) {

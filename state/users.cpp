@@ -186,10 +186,7 @@ void queue_user_request(std::int64_t user_id) {
 }
 
 std::string make_get_user(std::int64_t user_id) {
-  std::string request = "{\"@type\":\"getUser\"";
-  append_int_member(request, "user_id", user_id);
-  request += '}';
-  return request;
+  return make_id_request("getUser", "user_id", user_id);
 }
 
 void send_next_user_request(const TdClient& td) {

@@ -91,7 +91,9 @@ def main():
     built = set()
     for room in SOURCE_ROOMS:
         for path in pathlib.Path(source_dir, room).glob("*.cpp"):
-            built |= set(re.findall(r'\{\\"@type\\":\\"(\w+)\\"', path.read_text()))
+            text = path.read_text()
+            built |= set(re.findall(r'\{\\"@type\\":\\"(\w+)\\"', text))
+            built |= set(re.findall(r'make_id_request\("(\w+)"', text))
     built &= checker.functions
     for error in sorted(set(checker.errors)):
         print(error)
