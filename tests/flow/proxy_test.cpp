@@ -40,6 +40,10 @@ TEST(Proxy, SimpleCommands) {
     EXPECT_EQ(run.replies(), Lines{"ERR bad_proxy_id"}) << line;
     EXPECT_EQ(run.dbg_lines(), Lines{"ERR proxy_remove bad_proxy_id"}) << line;
   }
+  run.send_line("proxy_remove 5");
+  EXPECT_EQ(run.requests(),
+            Lines{R"({"@type":"removeProxy","proxy_id":5,"@extra":"proxyRemove:5"})"});
+  run.forget();
   run.answer(R"({"@type":"ok"})", "proxyDisable");
   run.answer(R"({"@type":"ok"})", "proxyRemove:5");
   EXPECT_EQ(run.dbg_lines(), (Lines{"TD_OK disableProxy", "TD_OK removeProxy proxy_id=5"}));
