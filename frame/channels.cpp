@@ -1,5 +1,6 @@
 #include "frame/channels.h"
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,6 +30,60 @@ void write_best_effort(int fd, const char* buf, std::size_t len) {
   }
 }
 
+// The descriptors that lines go to, and whether the last line on each was cut off.
+static std::atomic<int> g_stdout_fd{STDOUT_FILENO};
+static std::atomic<int> g_stderr_fd{STDERR_FILENO};
+static struct {
+  std::atomic<int>& fd;
+  std::atomic<bool> cut;
+} g_lines[] = {{g_events_fd, {false}},
+               {g_log_fd, {false}},
+               {g_log_mirror_fd, {false}},
+               {g_stdout_fd, {false}},
+               {g_stderr_fd, {false}}};
+
+void set_line_cut(int fd, bool cut) {
+  for (auto& line : g_lines) {
+    if (line.fd == fd) line.cut = cut;
+  }
+}
+
+bool take_line_cut(int fd) {
+  for (auto& line : g_lines) {
+    if (line.fd == fd) return line.cut && line.cut.exchange(false);
+  }
+  return false;
+}
+
+static iovec part_of(std::string_view text) {
+  return {const_cast<char*>(text.data()), text.size()};  // writev only reads
+}
+
+LineFate write_line(int fd, std::string_view text, std::string_view end) {
+  const bool heals = take_line_cut(fd);
+  iovec parts[] = {part_of(heals ? "\n" : ""), part_of(text), part_of(end)};
+  const std::size_t before = parts[0].iov_len;
+  const std::size_t total = before + text.size() + end.size();
+  std::size_t out = 0;
+  while (out < total) {
+    const ssize_t written = writev(fd, parts, 3);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) break;
+    out += static_cast<std::size_t>(written);
+    auto rest = static_cast<std::size_t>(written);
+    for (iovec& part : parts) {
+      const std::size_t gone = std::min(rest, part.iov_len);
+      part.iov_base = static_cast<char*>(part.iov_base) + gone;
+      part.iov_len -= gone;
+      rest -= gone;
+    }
+  }
+  if (out == total) return LineFate::kWhole;
+  // A line feed that went alone has healed what was before, and nothing is torn.
+  set_line_cut(fd, out == 0 ? heals : out > before);
+  return out > before ? LineFate::kTorn : LineFate::kNothing;
+}
+
 void write_line_best_effort(int fd, const char* prefix, const char* msg) {
   if (fd < 0) return;
   if (msg == nullptr) msg = "(null)";
@@ -38,15 +93,11 @@ void write_line_best_effort(int fd, const char* prefix, const char* msg) {
   std::memcpy(line, prefix, prefix_len);
   // One byte beyond what fits is enough to know that the line is too long.
   const std::size_t msg_len = strnlen(msg, kTextMax - prefix_len + 1);
-  if (prefix_len + msg_len + 1 <= kTextMax) {
-    std::memcpy(line + prefix_len, msg, msg_len);
-    line[prefix_len + msg_len] = '\n';
-    write_best_effort(fd, line, prefix_len + msg_len + 1);
-    return;
-  }
-  std::memcpy(line + prefix_len, msg, std::min(msg_len, kTextMax - prefix_len));
-  line[kTextMax] = '\0';
-  write_best_effort(fd, line, sizeof line);
+  const bool fits = prefix_len + msg_len + 1 <= kTextMax;
+  const std::size_t copied = fits ? msg_len : kTextMax - prefix_len;
+  std::memcpy(line + prefix_len, msg, copied);
+  line[prefix_len + copied] = fits ? '\n' : '\0';
+  (void)write_line(fd, {line, prefix_len + copied}, {line + prefix_len + copied, 1});
 }
 
 void dbg(const char* msg) {
@@ -62,8 +113,7 @@ static bool is_acknowledgement(std::string_view line) {
 
 void print_line(std::string_view line) {
   if (!g_verbose_stdout && is_acknowledgement(line)) return;
-  write_best_effort(STDOUT_FILENO, line.data(), line.size());
-  write_best_effort(STDOUT_FILENO, "\n", 1);
+  (void)write_line(STDOUT_FILENO, line, "\n");
 }
 
 // In hub mode only what a notification needs leaves; a line whose type cannot be told does, too.
@@ -84,8 +134,7 @@ void emit_event_json_line(std::string_view json) {
   const int fd = g_events_fd;
   if (fd < 0) return;
   if (g_hub_mode && !passes_hub_filter(json)) return;
-  write_best_effort(fd, json.data(), json.size());
-  write_best_effort(fd, "\n", 1);
+  (void)write_line(fd, json, "\n");
 }
 
 std::string begin_event(std::string_view type, std::size_t reserved) {

@@ -20,6 +20,18 @@ extern std::atomic<int> g_db_lock_fd;
 // Writes until all is out or a write would block or fails; an interrupted write is repeated.
 void write_best_effort(int fd, const char* buf, std::size_t len);
 
+// What became of a line: all of it left, its beginning did, or nothing.
+enum class LineFate { kWhole, kTorn, kNothing };
+
+// One line in one write: `text`, then `end`, which is its line feed and whatever goes before it.
+// Behind a line that was cut off a line feed goes first, in the same write, so that what is torn
+// stands alone. Any thread; allocates nothing.
+LineFate write_line(int fd, std::string_view text, std::string_view end);
+// For a file that is opened behind a line without a line feed, and for those who write a line
+// feed themselves: take_line_cut tells whether one is due, once. Async-signal-safe.
+void set_line_cut(int fd, bool cut);
+bool take_line_cut(int fd);
+
 // One line, prefix and message, in a single write; nothing when fd is negative, "(null)" for a
 // null message. A line that does not fit 2048 bytes is written as its first 2047 bytes and a
 // NUL, without a line feed. Any thread; allocates nothing.
@@ -36,7 +48,8 @@ inline bool dbg_on() { return g_log_to_stderr || g_log_fd >= 0 || g_log_mirror_f
 // ("OK ", "ERR ", "TD_ERROR ", "PONG", "BYE") are left out: the UI follows the events.
 void print_line(std::string_view line);
 
-// One event: a complete JSON object on one line. Nothing happens without an events file.
+// One event: a complete JSON object on one line. Nothing happens without an events file. All
+// events leave here, but the last one of a run that crashes.
 void emit_event_json_line(std::string_view json);
 // An event in the making: {"type":"<type>" and whatever members the caller appends. end_event
 // closes and writes it. `reserved` bytes are set aside at once.

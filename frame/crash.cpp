@@ -109,6 +109,14 @@ void write_once(int fd, const char* buf, std::size_t len) {
   if (fd >= 0 && write(fd, buf, len) < 0) return;
 }
 
+// Behind an event that was cut off a line feed goes first.
+void write_event(const char* buf, std::size_t len) {
+  const int fd = g_events_fd.load(std::memory_order_relaxed);
+  if (fd < 0) return;
+  if (take_line_cut(fd)) write_once(fd, "\n", 1);
+  write_best_effort(fd, buf, len);
+}
+
 void write_to_logs(const char* buf, std::size_t len) {
   write_once(STDERR_FILENO, buf, len);
   write_once(g_log_fd.load(std::memory_order_relaxed), buf, len);
@@ -162,7 +170,7 @@ void report_event(const FaultFacts& facts) {
     }
   }
   line.text("}\n");
-  write_best_effort(g_events_fd, line.buf, line.len);
+  write_event(line.buf, line.len);
 }
 
 void report_context_line(const FaultFacts& facts) {
@@ -232,10 +240,8 @@ void backend_terminate_handler() {
     if (len > sizeof text) len = sizeof text;
     write_to_logs(text, len);
   }
-  if (g_events_fd >= 0) {
-    constexpr char kEvent[] = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
-    write_once(g_events_fd, kEvent, sizeof kEvent - 1);
-  }
+  constexpr char kEvent[] = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
+  write_event(kEvent, sizeof kEvent - 1);
   std::_Exit(45);
 }
 

@@ -40,17 +40,39 @@ static int open_output_file(const std::string& path, int flags) {
   return fd;
 }
 
+// Whether the file has an end that a line could be joined to.
+static bool ends_within_line(const std::string& path) {
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0) return false;
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  char last = '\n';
+  if (fd >= 0) {
+    (void)!pread(fd, &last, 1, info.st_size - 1);
+    (void)close(fd);
+  }
+  return last != '\n';
+}
+
+// For lines behind those that are there.
+static void open_for_append(const std::string& path, std::atomic<int>& fd) {
+  fd = open_output_file(path, O_APPEND);
+  if (fd >= 0) set_line_cut(fd, ends_within_line(path));
+}
+
 void open_log_files(const std::string& log_path, const std::string& mirror_path) {
-  if (!log_path.empty()) g_log_fd = open_output_file(log_path, O_APPEND);
+  if (!log_path.empty()) open_for_append(log_path, g_log_fd);
   if (!mirror_path.empty() && mirror_path != log_path) {
-    g_log_mirror_fd = open_output_file(mirror_path, O_APPEND);
+    open_for_append(mirror_path, g_log_mirror_fd);
   }
 }
 
 void open_events_file(const std::string& path, bool append) {
-  const int fd = open_output_file(path, append ? O_APPEND : O_TRUNC);
-  if (fd < 0) return;
-  g_events_fd = fd;
+  if (append) {
+    open_for_append(path, g_events_fd);
+  } else {
+    g_events_fd = open_output_file(path, O_TRUNC);
+  }
+  if (g_events_fd < 0) return;
   dbg("EVENTS_OPEN path=" + path + " mode=" + (append ? "append" : "truncate"));
   std::string run = begin_event("backend_run");
   append_int_member(run, "pid", getpid());

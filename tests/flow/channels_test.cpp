@@ -59,7 +59,7 @@ TEST(Channels, EventsFileIsTruncatedOrAppended) {
   for (const char* append : {"0", "1", "true"}) {
     BackendRun run;
     run.set_env("BACKEND_EVENTS_APPEND", append);
-    write_file(run.events_path(), "{\"old\":1}\n");
+    write_file(run.events_path(), "{\"old\":1}");  // without its line feed
     run.start();
     const bool keeps = std::string(append) == "1";
     const Lines events = run.events();
@@ -224,6 +224,38 @@ TEST(Channels, EventAndLogReadersThatStall) {
   close(log_reader);
   run.feed("state\nping\n");
   EXPECT_EQ(run.quit(), 0);
+}
+
+// What is torn stands alone: in a pipe that was full, at the end of an older file, before the
+// last words of a run that crashes.
+TEST(Channels, TornLinesStandAlone) {
+  BackendRun run;
+  run.do_not_record();
+  const std::string events = run.dir() / "events.fifo";
+  ASSERT_EQ(mkfifo(events.c_str(), 0600), 0);
+  const int reader = open(events.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const auto read_pipe = [&] {
+    std::string all(1 << 20, '\0');
+    all.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, &all[0], all.size()), 0)));
+    return all;
+  };
+  run.set_env("BACKEND_EVENTS_FILE", events);
+  write_file(run.log_path(), "torn");
+  run.start();
+  EXPECT_EQ(read_file(run.log_path()).substr(0, 15), "torn\n[backend] ");
+  const std::string big =
+      R"({"@type":"error","code":1,"message":")" + std::string(9000, 'x') + "\"}";
+  for (int i = 0; i < 10; ++i) run.deliver(big);
+  const std::string torn = read_pipe();
+  EXPECT_EQ(torn.back(), 'x');
+  run.deliver(kError);
+  EXPECT_EQ(read_pipe(), std::string("\n") + kErrorEvent + "\n");
+  for (int i = 0; i < 10; ++i) run.deliver(big);
+  EXPECT_EQ(read_pipe().back(), 'x');
+  run.fault("abort");
+  EXPECT_EQ(read_pipe().substr(0, 24), "\n{\"type\":\"backend_fatal\"");
+  EXPECT_EQ(run.wait_exit(), 134);
+  close(reader);
 }
 
 // A file opened later must not take the number of a missing descriptor.
