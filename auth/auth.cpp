@@ -38,14 +38,14 @@ static AuthorizationState find_state(std::string_view text) {
 }
 
 void send_ignore_background_updates(AuthState& auth, const TdClient& td, std::string_view when) {
-  td_request(td, make_set_option_bool("ignore_background_updates", true, "opt:bg_updates"));
+  td_request(td, make_set_option_bool("ignore_background_updates", true), "opt:bg_updates");
   auth.background_updates_ignored = true;
   dbg("SEND setOption ignore_background_updates" + std::string(when));
 }
 
 void send_first_requests(AuthState& auth, const TdClient& td) {
   if (g_hub_mode) send_ignore_background_updates(auth, td, " (early)");
-  td_request(td, "{\"@type\":\"getAuthorizationState\"}");
+  td_request(td, "{\"@type\":\"getAuthorizationState\"}", "");
 }
 
 // The text without its "next_type", which describes the next code and has a type and a length, too.
@@ -101,7 +101,7 @@ static void ask_ui(const char* what) {
 
 static void send_parameters(AuthState& auth, const TdClient& td, const char* log) {
   dbg(log);
-  td_request(td, make_set_tdlib_parameters(auth.parameters));
+  td_request(td, make_set_tdlib_parameters(auth.parameters), "setParams");
   auth.params_requested = false;
 }
 
@@ -116,12 +116,13 @@ static void send_pending_phone(AuthState& auth, const TdClient& td) {
 
 static void send_pending_code(AuthState& auth, const TdClient& td) {
   dbg("SEND checkAuthenticationCode");
-  td_request(td, make_check_auth_code(std::exchange(auth.pending_code, {})));
+  td_request(td, make_check_auth_code(std::exchange(auth.pending_code, {})), "checkCode");
 }
 
 static void send_pending_password(AuthState& auth, const TdClient& td) {
   dbg("SEND checkAuthenticationPassword");
-  td_request(td, make_check_auth_password(std::exchange(auth.pending_password, {})));
+  td_request(td, make_check_auth_password(std::exchange(auth.pending_password, {})),
+             "checkPassword");
 }
 
 std::string usable_phone_number(std::string_view text) {
@@ -143,7 +144,7 @@ static void enter_wait_phone(AuthState& auth, const TdClient& td) {
 static void enter_ready(const TdClient& td) {
   if (g_hub_mode) return;
   dbg("SEND getMe");
-  td_request(td, "{\"@type\":\"getMe\",\"@extra\":\"getMe\"}");
+  td_request(td, "{\"@type\":\"getMe\"}", "getMe");
   static constexpr const char* kScopes[][2] = {
       {"notificationSettingsScopePrivateChats", "scope:private"},
       {"notificationSettingsScopeGroupChats", "scope:group"},

@@ -28,7 +28,7 @@ void run_params(const CommandCall& call, AuthState& auth) {
 }
 
 void run_resend(const CommandCall& call, const TdClient& td) {
-  td_request(td, "{\"@type\":\"resendAuthenticationCode\",\"@extra\":\"resend\"}");
+  td_request(td, "{\"@type\":\"resendAuthenticationCode\"}", "resend");
   reply_ok(call, "SEND resendAuthenticationCode");
 }
 
@@ -37,14 +37,14 @@ void run_state(const AuthState& auth) {
   dbg("CMD state");
 }
 
-void on_login_ok(const Answer& answer) { dbg("TD_OK " + std::string(answer.tag)); }
+void on_login_ok(Answer& answer) { dbg("TD_OK " + std::string(answer.tag)); }
 
-void on_set_params_ok(const Answer& answer, AuthState& auth, const TdClient& td) {
+void on_set_params_ok(Answer& answer, AuthState& auth, const TdClient& td) {
   on_login_ok(answer);
   if (g_hub_mode && !auth.background_updates_ignored) send_ignore_background_updates(auth, td);
 }
 
-void on_me(const Answer& answer) {
+void on_me(Answer& answer) {
   static constexpr std::string_view kHead = "{\"@type\":\"user\",\"id\":";
   std::int64_t id = 0;
   if (!json_starts_with(answer.text, kHead)) return;

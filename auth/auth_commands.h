@@ -2,8 +2,8 @@
 #pragma once
 
 #include "auth/auth.h"
-#include "commands/call.h"
 #include "frame/answer.h"
+#include "frame/command.h"
 
 void run_phone(const CommandCall& call, AuthState& auth);
 void run_code(const CommandCall& call, AuthState& auth);
@@ -13,7 +13,7 @@ void run_resend(const CommandCall& call, const TdClient& td);
 void run_state(const AuthState& auth);
 
 // "TD_OK <tag>" in the log.
-void on_login_ok(const Answer& answer);
-void on_set_params_ok(const Answer& answer, AuthState& auth, const TdClient& td);
+void on_login_ok(Answer& answer);
+void on_set_params_ok(Answer& answer, AuthState& auth, const TdClient& td);
 // The own user: the "me" reply line and event, then the user cache.
-void on_me(const Answer& answer);
+void on_me(Answer& answer);

@@ -17,7 +17,7 @@ std::string make_set_tdlib_parameters(const TdlibParameters& parameters) {
   request +=
       ",\"system_language_code\":\"en\",\"device_model\":\"BB10\",\"system_version\":\"10.3\","
       "\"application_version\":\"0.0.1\",\"enable_storage_optimizer\":true,"
-      "\"ignore_file_names\":false,\"@extra\":\"setParams\"}";
+      "\"ignore_file_names\":false}";
   return request;
 }
 
@@ -34,25 +34,23 @@ std::string make_set_auth_phone_number(std::string_view phone) {
 std::string make_check_auth_code(std::string_view code) {
   std::string request = "{\"@type\":\"checkAuthenticationCode\"";
   append_string_member(request, "code", code);
-  request += ",\"@extra\":\"checkCode\"}";
+  request += '}';
   return request;
 }
 
 std::string make_check_auth_password(std::string_view password) {
   std::string request = "{\"@type\":\"checkAuthenticationPassword\"";
   append_string_member(request, "password", password);
-  request += ",\"@extra\":\"checkPassword\"}";
+  request += '}';
   return request;
 }
 
-std::string make_set_option_bool(std::string_view name, bool value, std::string_view tag) {
+std::string make_set_option_bool(std::string_view name, bool value) {
   std::string request = "{\"@type\":\"setOption\"";
   append_string_member(request, "name", name);
   request += ",\"value\":{\"@type\":\"optionValueBoolean\"";
   append_bool_member(request, "value", value);
-  request += '}';
-  if (!tag.empty()) append_string_member(request, "@extra", tag);
-  request += '}';
+  request += "}}";
   return request;
 }
 

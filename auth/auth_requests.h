@@ -1,4 +1,4 @@
-// The requests of the login, each a complete text.
+// The requests of the login, without their tags.
 #pragma once
 
 #include <cstdint>
@@ -17,14 +17,10 @@ struct TdlibParameters {
   std::string api_hash;
 };
 
-// Tagged "setParams".
 std::string make_set_tdlib_parameters(const TdlibParameters& parameters);
-// Untagged; the caller tags it.
 std::string make_set_auth_phone_number(std::string_view phone);
-// Tagged "checkCode" and "checkPassword".
 std::string make_check_auth_code(std::string_view code);
 std::string make_check_auth_password(std::string_view password);
-// Without a tag when it is empty.
-std::string make_set_option_bool(std::string_view name, bool value, std::string_view tag);
+std::string make_set_option_bool(std::string_view name, bool value);
 // `scope` is the full type name, "notificationSettingsScopePrivateChats" and its siblings.
 std::string make_get_scope_notification_settings(std::string_view scope);

@@ -30,16 +30,10 @@ static std::string make_discard_call(std::int64_t call_id) {
   return request;
 }
 
-// "ERR <reason>", and in the log with the command's name.
-static void refuse(const CommandCall& call, const std::string& reason) {
-  print_line("ERR " + reason);
-  dbg("ERR " + std::string(call.word) + " " + reason);
-}
-
 void run_call_start(CommandCall& call, const TdClient& td) {
   if (!gate_open(call)) return;
   std::int64_t user_id = 0;
-  if (!arg_positive(call, user_id)) return refuse(call, "bad_user_id");
+  if (!arg_positive(call, user_id)) return refuse_and_log(call, "bad_user_id");
   const CallProtocolSpec spec = get_call_protocol_spec();
   dbg("CALL_PROTO create " + call_protocol_summary_for_log(spec));
   td_request(td, make_create_call(user_id, spec), make_tag("callStart", user_id));
@@ -49,7 +43,7 @@ void run_call_start(CommandCall& call, const TdClient& td) {
 void run_call_accept(CommandCall& call, const TdClient& td) {
   if (!gate_open(call)) return;
   std::int64_t call_id = 0;
-  if (!arg_positive(call, call_id)) return refuse(call, "bad_call_id");
+  if (!arg_positive(call, call_id)) return refuse_and_log(call, "bad_call_id");
   const CallProtocolSpec spec = get_call_protocol_spec();
   dbg("CALL_PROTO accept " + call_protocol_summary_for_log(spec));
   td_request(td, make_accept_call(call_id, spec), make_tag("callAccept", call_id));
@@ -59,27 +53,26 @@ void run_call_accept(CommandCall& call, const TdClient& td) {
 void run_call_mute(CommandCall& call) {
   if (!gate_open(call)) return;
   std::int64_t call_id = 0;
-  if (!arg_positive(call, call_id)) return refuse(call, "bad_call_id");
+  if (!arg_positive(call, call_id)) return refuse_and_log(call, "bad_call_id");
   std::int64_t mute = 0;
   if (!arg_i64(call, mute) || mute < 0 || mute > 1) {
-    reply_usage(call);
+    refuse_usage(call);
     dbg("ERR call_mute bad_args");
     return;
   }
-  refuse(call, "voip_disabled");
+  refuse_and_log(call, "voip_disabled");
 }
 
 void run_call_discard(CommandCall& call, const TdClient& td) {
   if (!gate_open(call)) return;
   std::int64_t call_id = 0;
-  if (!arg_positive(call, call_id)) return refuse(call, "bad_call_id");
+  if (!arg_positive(call, call_id)) return refuse_and_log(call, "bad_call_id");
   td_request(td, make_discard_call(call_id), make_tag("callDiscard", call_id));
   reply_ok(call, "SEND discardCall call_id=" + std::to_string(call_id) + " duration=0 conn_id=0");
 }
 
-void on_call_created(const Answer& answer) {
-  std::string_view fields = answer.fields;
-  const std::int64_t user_id = next_field_i64(fields);
+void on_call_created(Answer& answer) {
+  const std::int64_t user_id = next_field_i64(answer.fields);
   const std::int64_t call_id = member_int(answer.text, "id");
   std::string event = begin_event("call_created");
   append_int_member(event, "user_id", user_id);
@@ -89,19 +82,11 @@ void on_call_created(const Answer& answer) {
       " call_id=" + std::to_string(call_id));
 }
 
-void on_call_error(const TdError& error) {
-  std::string event = begin_event("call_error");
-  append_string_member(event, "extra", error.tag);
-  append_error_members(event, error);
-  end_event(event);
-  dbg("TD_ERROR call extra=" + std::string(error.tag) + " code=" + std::to_string(error.code));
-}
-
-void on_call_discard_error(const TdError& error) {
-  if (error.code != 400 || error.message != "Call not found") return on_call_error(error);
-  std::string_view fields = error.fields;
+void on_call_discard_error(TdError& error) {
+  if (error.code != 400 || error.message != "Call not found")
+    return emit_error_event(kCallError, error);
   std::string event = begin_event("call_discard_gone");
-  append_int_member(event, "call_id", next_field_i64(fields));
+  append_int_member(event, "call_id", next_field_i64(error.fields));
   end_event(event);
   dbg("TD_OK discardCall already_gone extra=" + std::string(error.tag));
 }

@@ -33,7 +33,7 @@ void repeat_clear_load(std::int64_t chat_id, std::int64_t gen, HistoryLoads& loa
   if (it == loads.clear_loads.end() || it->second.gen != gen) return;
   ClearLoad& load = it->second;
   const bool silently = load.awaits == ClearLoad::Awaits::kSilentQuestion;
-  td_request(td, load.request);
+  td_request(td, load.request, load.tag);
   dbg("SEND getChatHistory (retry:clear)");
   ++load.attempt;
   load.awaits = ClearLoad::Awaits::kAnswer;
@@ -84,15 +84,15 @@ void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count) {
 
 void send_history_request(const HistoryLoad& load, std::string request, HistoryLoads& loads,
                           const TdClient& td) {
-  request = json_add_extra(
-      std::move(request),
-      make_history_extra(load.chat_id, load.gen, load.clear, load.from_message_id, load.limit));
-  td_request(td, request);
+  std::string tag =
+      make_history_extra(load.chat_id, load.gen, load.clear, load.from_message_id, load.limit);
+  td_request(td, request, tag);
   if (!load.clear) return;
   drop_clear_load(loads, load.chat_id);
   ClearLoad& kept = loads.clear_loads[load.chat_id];
   kept.gen = load.gen;
   kept.request = std::move(request);
+  kept.tag = std::move(tag);
 }
 
 void drop_silent_questions(HistoryLoads& loads, std::int64_t chat_id) {

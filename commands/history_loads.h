@@ -33,7 +33,8 @@ struct HistoryLoad {
 struct ClearLoad {
   enum class Awaits { kAnswer, kRepetition, kSilentQuestion };
   std::int64_t gen = 0;
-  std::string request;  // with its tag; the tag alone does not hold offset and thread
+  std::string request;  // kept whole: its tag does not hold offset and thread
+  std::string tag;
   Awaits awaits = Awaits::kAnswer;
   int attempt = 1;         // the answer to come, or the last one
   bool paged = false;      // older messages were asked for: no silent question any more

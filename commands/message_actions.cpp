@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/send_requests.h"
+#include "commands/send.h"
 #include "frame/channels.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -88,20 +88,8 @@ bool take_message_fields(std::string_view& fields, std::int64_t& chat_id,
   return chat_id != 0 && message_id >= 1;
 }
 
-// {"type":"<type>","chat_id":<first field of the tag>, the rest by the caller.
-std::string begin_tag_event(std::string_view type, std::string_view& fields) {
-  std::string event = begin_event(type);
-  append_int_member(event, "chat_id", next_field_i64(fields));
-  return event;
-}
-
-void end_error_event(std::string& event, const TdError& error) {
-  append_error_members_always(event, error);
-  end_event(event);
-}
-
 void refuse_react(const CommandCall& call, std::string_view args) {
-  reply_usage(call);
+  refuse_usage(call);
   std::string line = "ERR react usage arg=";
   line += args.substr(0, kShownArgBytes);
   if (args.size() > kShownArgBytes) line += "...";
@@ -115,7 +103,7 @@ void run_forward(CommandCall& call, const TdClient& td) {
   std::int64_t from_chat_id = 0;
   std::vector<std::int64_t> ids;
   if (!arg_id(call, chat_id) || !arg_id(call, from_chat_id) || !arg_message_ids(call, ids)) {
-    return reply_usage(call);
+    return refuse_usage(call);
   }
   if (!gate_open(call)) return;
   td_request(td, make_forward_messages(chat_id, from_chat_id, ids),
@@ -125,11 +113,11 @@ void run_forward(CommandCall& call, const TdClient& td) {
 
 void run_delete(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
-  if (!arg_id(call, chat_id)) return reply_usage(call);
+  if (!arg_id(call, chat_id)) return refuse_usage(call);
   const std::string_view scope = next_arg(call);
   const bool revoke = scope == "all";
   std::vector<std::int64_t> ids;
-  if ((!revoke && scope != "self") || !arg_message_ids(call, ids)) return reply_usage(call);
+  if ((!revoke && scope != "self") || !arg_message_ids(call, ids)) return refuse_usage(call);
   if (!gate_open(call)) return;
   td_request(td, make_delete_messages(chat_id, ids, revoke),
              make_tag("delete", chat_id) + ":" + std::string(scope));
@@ -156,7 +144,7 @@ void run_react(CommandCall& call, const TdClient& td) {
 void run_pin(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!arg_chat_and_message(call, chat_id, message_id)) return reply_usage(call);
+  if (!arg_chat_and_message(call, chat_id, message_id)) return refuse_usage(call);
   const bool disable_notification = next_arg(call) == "1";
   const bool only_for_self = next_arg(call) == "1";
   if (!gate_open(call)) return;
@@ -170,7 +158,7 @@ void run_pin(CommandCall& call, const TdClient& td) {
 void run_props(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!arg_chat_and_message(call, chat_id, message_id)) return reply_usage(call);
+  if (!arg_chat_and_message(call, chat_id, message_id)) return refuse_usage(call);
   if (!gate_open(call)) return;
   td_request(td, begin_message_request("getMessageProperties", chat_id, message_id) + "}",
              make_tag("props", chat_id, message_id));
@@ -180,18 +168,17 @@ void run_props(CommandCall& call, const TdClient& td) {
 void run_preview(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!arg_chat_and_message(call, chat_id, message_id)) return reply_usage(call);
+  if (!arg_chat_and_message(call, chat_id, message_id)) return refuse_usage(call);
   if (!gate_open(call)) return;
   td_request(td, begin_message_request("getMessage", chat_id, message_id) + "}",
              make_tag("preview", chat_id, message_id));
   reply_ok(call, "SEND getMessage (preview)");
 }
 
-void on_pinned(const Answer& answer, PinnedLoads& pinned, const TdClient& td) {
-  std::string_view fields = answer.fields;
+void on_pinned(Answer& answer, PinnedLoads& pinned, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!take_message_fields(fields, chat_id, message_id)) return;
+  if (!take_message_fields(answer.fields, chat_id, message_id)) return;
   std::string event = begin_event("pin_ok");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
@@ -200,20 +187,19 @@ void on_pinned(const Answer& answer, PinnedLoads& pinned, const TdClient& td) {
   request_pinned_message(chat_id, pinned, td);
 }
 
-void on_reacted(const Answer& answer) {
-  std::string_view fields = answer.fields;
+void on_reacted(Answer& answer) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!take_message_fields(fields, chat_id, message_id) || fields.empty()) return;
+  if (!take_message_fields(answer.fields, chat_id, message_id) || answer.fields.empty()) return;
   std::string event = begin_event("reaction_ok");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
-  append_string_member(event, "mode", next_field(fields));
+  append_string_member(event, "mode", next_field(answer.fields));
   end_event(event);
   dbg("TD_OK react " + chat_and_message_words(chat_id, message_id));
 }
 
-void on_message_properties(const Answer& answer) {
+void on_message_properties(Answer& answer) {
   static constexpr std::string_view kProperties[] = {
       "can_be_deleted_only_for_self",
       "can_be_deleted_for_all_users",
@@ -223,10 +209,9 @@ void on_message_properties(const Answer& answer) {
       "can_be_copied",
       "can_be_pinned",
   };
-  std::string_view fields = answer.fields;
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
-  if (!take_message_fields(fields, chat_id, message_id)) return;
+  if (!take_message_fields(answer.fields, chat_id, message_id)) return;
   std::string event = begin_event("message_properties");
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", message_id);
@@ -236,31 +221,8 @@ void on_message_properties(const Answer& answer) {
   end_event(event);
 }
 
-void report_message_error(std::string_view event_type, const TdError& error) {
-  std::string_view fields = error.fields;
-  std::string event = begin_tag_event(event_type, fields);
-  append_int_member(event, "id", next_field_i64(fields));
-  end_error_event(event, error);
-}
-
-void on_delete_error(const TdError& error) {
-  std::string_view fields = error.fields;
-  std::string event = begin_tag_event("delete_error", fields);
-  append_string_member(event, "scope", next_field(fields));
-  end_error_event(event, error);
-}
-
-void on_react_error(const TdError& error) {
-  std::string_view fields = error.fields;
-  std::string event = begin_tag_event("reaction_error", fields);
-  append_int_member(event, "id", next_field_i64(fields));
-  append_string_member(event, "mode", next_field(fields));
-  end_error_event(event, error);
-}
-
-void on_message_preview(const Answer& answer) {
-  std::string_view fields = answer.fields;
-  const std::int64_t chat_id = next_field_i64(fields);
+void on_message_preview(Answer& answer) {
+  const std::int64_t chat_id = next_field_i64(answer.fields);
   MessagePreview message;
   std::int64_t sender_user_id = 0;
   if (chat_id == 0 || !parse_first_message(answer.text, kFullMessage, message, sender_user_id)) {

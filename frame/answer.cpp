@@ -48,13 +48,3 @@ std::string make_tag(std::string_view prefix, std::int64_t first, std::int64_t s
   append_i64(tag, third);
   return tag;
 }
-
-void append_error_members(std::string& event, const TdError& error) {
-  append_int_member(event, "code", error.code);
-  if (!error.message.empty()) append_string_member(event, "message", error.message);
-}
-
-void append_error_members_always(std::string& event, const TdError& error) {
-  append_int_member(event, "code", error.code);
-  append_string_member(event, "message", error.message);
-}

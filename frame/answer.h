@@ -11,7 +11,7 @@
 struct Answer {
   std::string_view text;    // the whole object
   std::string_view tag;     // unescaped, whole
-  std::string_view fields;  // what follows the tag's prefix; empty for a bare word
+  std::string_view fields;  // what follows the tag's prefix, taken from the front by the handler
 };
 
 struct TdError {
@@ -30,13 +30,8 @@ std::string_view next_field(std::string_view& fields);
 // The next field as a number; `absent` when it is missing or does not parse.
 std::int64_t next_field_i64(std::string_view& fields, std::int64_t absent = 0);
 
-// "<prefix>:<field>:<field>..." from numbers and words.
+// "<prefix>:<field>:<field>..."
 std::string make_tag(std::string_view prefix, std::int64_t field);
 std::string make_tag(std::string_view prefix, std::int64_t first, std::int64_t second);
 std::string make_tag(std::string_view prefix, std::int64_t first, std::int64_t second,
                      std::int64_t third);
-
-// ,"code":<code> and, unless the message is empty, ,"message":"<escaped>".
-void append_error_members(std::string& event, const TdError& error);
-// The same with the message member always there.
-void append_error_members_always(std::string& event, const TdError& error);

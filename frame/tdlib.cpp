@@ -104,10 +104,9 @@ void log_cb(int verbosity_level, const char* message) {
   write_line_best_effort(g_log_mirror_fd, prefix, message);
 }
 
-void td_request(const TdClient& td, const std::string& request) { td.send(td.id, request.c_str()); }
-
 void td_request(const TdClient& td, std::string request, std::string_view tag) {
-  td_request(td, json_add_extra(std::move(request), tag));
+  if (!tag.empty()) request = json_add_extra(std::move(request), tag);
+  td.send(td.id, request.c_str());
 }
 
 std::string make_id_request(std::string_view method, std::string_view key, std::int64_t id) {

@@ -43,9 +43,8 @@ struct TdClient {
   void (*send)(int client_id, const char* request) = nullptr;
   int id = 0;
 };
-// Hands a complete request to TDLib.
-void td_request(const TdClient& td, const std::string& request);
-// The same with `tag` as its "@extra", by which the answer is routed (frame/answer.h).
+// Hands a request to TDLib with `tag` as its "@extra", by which the answer is routed
+// (frame/answer.h); without one when the tag is empty. Every request of the program goes this way.
 void td_request(const TdClient& td, std::string request, std::string_view tag);
 // A request about one thing: {"@type":"<method>","<key>":<id>}.
 std::string make_id_request(std::string_view method, std::string_view key, std::int64_t id);

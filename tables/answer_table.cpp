@@ -1,32 +1,26 @@
 #include "auth/auth_commands.h"
 #include "calls/call_commands.h"
-#include "commands/chat_action_commands.h"
-#include "commands/chat_find_commands.h"
-#include "commands/chat_info_commands.h"
-#include "commands/chat_list_commands.h"
-#include "commands/history_answers.h"
-#include "commands/history_commands.h"
+#include "commands/chat_actions.h"
+#include "commands/chat_info.h"
+#include "commands/chat_list.h"
+#include "commands/history.h"
 #include "commands/message_actions.h"
-#include "commands/mute_commands.h"
-#include "commands/pinned_commands.h"
-#include "commands/search_answers.h"
-#include "commands/send_commands.h"
-#include "commands/td_errors.h"
-#include "commands/thread_commands.h"
-#include "frame/channels.h"
-#include "proxy/proxy_answers.h"
+#include "commands/mute.h"
+#include "commands/pinned.h"
+#include "commands/search.h"
+#include "commands/send.h"
+#include "commands/thread.h"
+#include "frame/td_errors.h"
+#include "proxy/proxy.h"
 #include "state/chat_loads.h"
 #include "state/downloads.h"
 #include "state/learn_user.h"
 #include "state/live_chats.h"
 #include "state/notify_updates.h"
+#include "tables/bind.h"
 #include "tables/tables.h"
 
 namespace {
-
-using R = Rooms;
-using A = const Answer&;
-using E = const TdError&;
 
 constexpr AnswerShape begins(std::string_view head, std::string_view other = "") {
   return {head, other, ""};
@@ -42,71 +36,102 @@ constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"o
 constexpr AnswerShape kMessage = begins("{\"@type\":\"message\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
 
+constexpr ErrorMember kChatId{"chat_id"};
+constexpr ErrorMember kMessageId{"id"};
+constexpr ErrorMember kUserId{"user_id"};
+constexpr ErrorMember kSequence{"seq"};
+constexpr ErrorMember kMode{"mode", ErrorMember::kText};
+constexpr ErrorMember kScope{"scope", ErrorMember::kText};
+constexpr ErrorMember kUsername{"username", ErrorMember::kRest};
+constexpr ErrorMessage kIfAny = ErrorMessage::kIfAny;
+constexpr ErrorMessage kAlways = ErrorMessage::kAlways;
+
+// The events of errors; those that a handler tells, too, stand with it.
 // clang-format off
+constexpr ErrorEvent kGetUserError{"", {}, kAlways, "TD_ERROR getUser"};
+constexpr ErrorEvent kUserInfoError{"", {}, kAlways, "TD_ERROR user_info"};
+constexpr ErrorEvent kResolveError{"tg_resolve_error", {kUsername}, kAlways, "TD_ERROR resolve"};
+constexpr ErrorEvent kChatInfoError{"chat_info_error", {kChatId}, kAlways, "TD_ERROR getChat (chat_info)"};
+constexpr ErrorEvent kOpenUserChatError{"open_user_chat_error", {kUserId}, kAlways, "TD_ERROR createPrivateChat (open_user_chat)"};
+constexpr ErrorEvent kJoinError = action_error("join");
+constexpr ErrorEvent kLeaveError = action_error("leave");
+constexpr ErrorEvent kClearHistoryError = action_error("clear_history");
+constexpr ErrorEvent kMuteError = action_error("mute");
+constexpr ErrorEvent kReadError = action_error("read");
+constexpr ErrorEvent kEditError{"edit_error", {kChatId, kMessageId}, kAlways, ""};
+constexpr ErrorEvent kPinError{"pin_error", {kChatId, kMessageId}, kAlways, ""};
+constexpr ErrorEvent kMessagePropertiesError{"message_properties_error", {kChatId, kMessageId}, kAlways, ""};
+constexpr ErrorEvent kDeleteError{"delete_error", {kChatId, kScope}, kAlways, ""};
+constexpr ErrorEvent kReactionError{"reaction_error", {kChatId, kMessageId, kMode}, kAlways, ""};
+constexpr ErrorEvent kProxyStateError{"proxy_state_error", {}, kIfAny, "TD_ERROR getProxies code=%c msg=%m"};
+constexpr ErrorEvent kProxyPingError{"proxy_test_error", {kSequence}, kIfAny, "TD_ERROR pingProxy seq=%f code=%c msg=%s"};
+constexpr ErrorEvent kProxyTestError{"proxy_test_error", {kSequence}, kIfAny, "TD_ERROR proxyTest seq=%f code=%c msg=%s"};
+constexpr ErrorEvent kProxyTryError{"proxy_try_error", {kSequence}, kAlways, "TD_ERROR proxyTry seq=%f"};
+
 constexpr AnswerRow kAnswers[] = {
-    {"setParams", kOk, [](R& r, A a) { on_set_params_ok(a, r.auth, r.td); }, nullptr},
-    {"setPhone", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
-    {"resend", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
-    {"checkCode", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
-    {"checkPassword", kOk, [](R&, A a) { on_login_ok(a); }, nullptr},
-    {"getMe", begins("{\"@type\":\"user\",\"id\":"), [](R&, A a) { on_me(a); }, nullptr},
-    {"getUser:", kUser, [](R&, A a) { learn_user(a.text); }, [](R&, E) { dbg("TD_ERROR getUser"); }},
+    {"setParams", kOk, answer<on_set_params_ok>, nullptr},
+    {"setPhone", kOk, answer<on_login_ok>, nullptr},
+    {"resend", kOk, answer<on_login_ok>, nullptr},
+    {"checkCode", kOk, answer<on_login_ok>, nullptr},
+    {"checkPassword", kOk, answer<on_login_ok>, nullptr},
+    {"getMe", begins("{\"@type\":\"user\",\"id\":"), answer<on_me>, nullptr},
+    {"getUser:", kUser, answer<learn_user>, error_event<kGetUserError>},
 
-    {"getChats:", kAny, [](R& r, A a) { on_chats(a, r.chats, r.td); }, [](R& r, E e) { on_chats_error(e, r.chats, r.td); }},
-    {"getChat:", kAny, [](R& r, A a) { take_list_chat(r.chats, r.td, a); }, [](R& r, E e) { on_list_chat_error(e, r.chats, r.td); }},
-    {"member:", kAny, [](R& r, A a) { take_member(r.chats, r.td, a); }, [](R& r, E e) { take_member_error(r.chats, r.td, e); }},
-    {"liveGetChat:", kAny, [](R& r, A a) { take_live_chat(r.chats, r.td, a); }, [](R& r, E e) { on_live_chat_error(e, r.chats); }},
-    {"liveMember:", kAny, [](R& r, A a) { take_live_member(r.chats, a); }, [](R& r, E e) { take_live_member_error(r.chats, e); }},
-    {"resolve:", kChat, [](R& r, A a) { on_resolve(a, r.chats); }, [](R&, E e) { on_resolve_error(e); }},
-    {"chatInfo:", kChat, [](R& r, A a) { on_chat_info(a, r.chats, r.td); }, [](R&, E e) { on_chat_info_error(e); }},
-    {"chatInfoUser:", kUser, [](R&, A a) { on_chat_info_user(a); }, nullptr},
-    {"chatInfoUserFull:", kUserFull, [](R&, A a) { on_chat_info_user_full(a); }, nullptr},
-    {"chatInfoBasic:", begins("{\"@type\":\"basicGroup\""), [](R& r, A a) { on_chat_info_group(a, r.chats); }, nullptr},
-    {"chatInfoBasicFull:", begins("{\"@type\":\"basicGroupFullInfo\""), [](R&, A a) { on_chat_info_group_full(a); }, nullptr},
-    {"chatInfoSuper:", begins("{\"@type\":\"supergroup\""), [](R& r, A a) { on_chat_info_group(a, r.chats); }, nullptr},
-    {"chatInfoSuperFull:", begins("{\"@type\":\"supergroupFullInfo\""), [](R&, A a) { on_chat_info_group_full(a); }, nullptr},
-    {"userInfoUser:", kUser, [](R&, A a) { on_user_info(a); }, [](R&, E) { on_user_info_error(); }},
-    {"userInfoUserFull:", kUserFull, [](R&, A a) { on_user_info_full(a); }, [](R&, E) { on_user_info_error(); }},
-    {"openUserChat:", kChat, [](R& r, A a) { on_open_user_chat(a, r.chats); }, [](R&, E e) { on_open_user_chat_error(e); }},
-    {"join:", kOk, [](R& r, A a) { on_joined(a, r.chats); }, [](R&, E e) { report_action_error("join", e); }},
-    {"leave:", kOk, [](R& r, A a) { on_left(a, r.chats); }, [](R&, E e) { report_action_error("leave", e); }},
-    {"clearHistory:", kOk, [](R&, A a) { on_history_cleared(a); }, [](R&, E e) { report_action_error("clear_history", e); }},
-    {"deleteChatHistory:", kOk, [](R& r, A a) { on_chat_deleted(a, r.chats); }, [](R& r, E e) { on_delete_chat_error(e, r.chats); }},
-    {"muteToggle:", kOk, [](R&, A a) { on_mute_toggled(a); }, [](R&, E e) { report_action_error("mute", e); }},
-    {"history:", kAny, [](R& r, A a) { on_history(a, r.history, r.timers, r.td); }, [](R& r, E e) { on_history_error(e, r.history); }},
-    {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), [](R& r, A a) { on_thread_info(a, r.history, r.td); }, [](R&, E e) { on_thread_open_error(e); }},
-    {"pinned:", kMessage, [](R&, A a) { on_pinned_message(a); }, [](R&, E e) { on_pinned_message_error(e); }},
-    {"pinned_list:", kAny, [](R&, A a) { on_pinned_list(a); }, [](R&, E e) { on_pinned_list_error(e); }},
-    {"read:", kOk, [](R&, A a) { on_read(a); }, [](R&, E e) { report_action_error("read", e); }},
+    {"getChats:", kAny, answer<on_chats>, error<on_chats_error>},
+    {"getChat:", kAny, answer<take_list_chat>, error<on_list_chat_error>},
+    {"member:", kAny, answer<take_member>, error<take_member_error>},
+    {"liveGetChat:", kAny, answer<take_live_chat>, error<on_live_chat_error>},
+    {"liveMember:", kAny, answer<take_live_member>, error<take_live_member_error>},
+    {"resolve:", kChat, answer<on_resolve>, error_event<kResolveError>},
+    {"chatInfo:", kChat, answer<on_chat_info>, error_event<kChatInfoError>},
+    {"chatInfoUser:", kUser, answer<on_chat_info_user>, nullptr},
+    {"chatInfoUserFull:", kUserFull, answer<on_chat_info_user_full>, nullptr},
+    {"chatInfoBasic:", begins("{\"@type\":\"basicGroup\""), answer<on_chat_info_group>, nullptr},
+    {"chatInfoBasicFull:", begins("{\"@type\":\"basicGroupFullInfo\""), answer<on_chat_info_group_full>, nullptr},
+    {"chatInfoSuper:", begins("{\"@type\":\"supergroup\""), answer<on_chat_info_group>, nullptr},
+    {"chatInfoSuperFull:", begins("{\"@type\":\"supergroupFullInfo\""), answer<on_chat_info_group_full>, nullptr},
+    {"userInfoUser:", kUser, answer<on_user_info>, error_event<kUserInfoError>},
+    {"userInfoUserFull:", kUserFull, answer<on_user_info_full>, error_event<kUserInfoError>},
+    {"openUserChat:", kChat, answer<on_open_user_chat>, error_event<kOpenUserChatError>},
+    {"join:", kOk, answer<on_joined>, error_event<kJoinError>},
+    {"leave:", kOk, answer<on_left>, error_event<kLeaveError>},
+    {"clearHistory:", kOk, answer<on_history_cleared>, error_event<kClearHistoryError>},
+    {"deleteChatHistory:", kOk, answer<on_chat_deleted>, error<on_delete_chat_error>},
+    {"muteToggle:", kOk, answer<on_mute_toggled>, error_event<kMuteError>},
+    {"history:", kAny, answer<on_history>, error<on_history_error>},
+    {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), answer<on_thread_info>, error_event<kThreadOpenError>},
+    {"pinned:", kMessage, answer<on_pinned_message>, error<on_pinned_message_error>},
+    {"pinned_list:", kAny, answer<on_pinned_list>, error<on_pinned_list_error>},
+    {"read:", kOk, answer<on_read>, error_event<kReadError>},
 
-    {"send:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
-    {"sendfile:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
-    {"sendvoice:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
-    {"sendvideonote:", kMessage, [](R&, A a) { on_sent(a); }, nullptr},
-    {"edit:", kMessage, nullptr, [](R&, E e) { report_message_error("edit_error", e); }},
-    {"delete:", kOk, nullptr, [](R&, E e) { on_delete_error(e); }},
-    {"react:", kOk, [](R&, A a) { on_reacted(a); }, [](R&, E e) { on_react_error(e); }},
-    {"pin:", kOk, [](R& r, A a) { on_pinned(a, r.pinned, r.td); }, [](R&, E e) { report_message_error("pin_error", e); }},
-    {"props:", contains("\"@type\":\"messageProperties\""), [](R&, A a) { on_message_properties(a); }, [](R&, E e) { report_message_error("message_properties_error", e); }},
-    {"preview:", kMessage, [](R&, A a) { on_message_preview(a); }, nullptr},
-    {"download:", begins("{\"@type\":\"file\""), [](R& r, A a) { on_download_answer(r.downloads, a.text); }, nullptr},
+    {"send:", kMessage, answer<on_sent>, nullptr},
+    {"sendfile:", kMessage, answer<on_sent>, nullptr},
+    {"sendvoice:", kMessage, answer<on_sent>, nullptr},
+    {"sendvideonote:", kMessage, answer<on_sent>, nullptr},
+    {"edit:", kMessage, nullptr, error_event<kEditError>},
+    {"delete:", kOk, nullptr, error_event<kDeleteError>},
+    {"react:", kOk, answer<on_reacted>, error_event<kReactionError>},
+    {"pin:", kOk, answer<on_pinned>, error_event<kPinError>},
+    {"props:", contains("\"@type\":\"messageProperties\""), answer<on_message_properties>, error_event<kMessagePropertiesError>},
+    {"preview:", kMessage, answer<on_message_preview>, nullptr},
+    {"download:", begins("{\"@type\":\"file\""), answer<on_download_answer>, nullptr},
 
-    {"callStart:", begins("{\"@type\":\"callId\""), [](R&, A a) { on_call_created(a); }, [](R&, E e) { on_call_error(e); }},
-    {"callAccept:", kOk, nullptr, [](R&, E e) { on_call_error(e); }},
-    {"callDiscard:", kOk, nullptr, [](R&, E e) { on_call_discard_error(e); }},
+    {"callStart:", begins("{\"@type\":\"callId\""), answer<on_call_created>, error_event<kCallError>},
+    {"callAccept:", kOk, nullptr, error_event<kCallError>},
+    {"callDiscard:", kOk, nullptr, error<on_call_discard_error>},
 
-    {"proxyGet", begins("{\"@type\":\"proxies\"", "{\"@type\":\"addedProxies\""), [](R&, A a) { on_proxies(a); }, [](R&, E e) { on_proxies_error(e); }},
-    {"proxyDisable", kOk, [](R&, A) { on_proxy_disabled(); }, nullptr},
-    {"proxyRemove:", kOk, [](R&, A a) { on_proxy_removed(a); }, nullptr},
-    {"proxyPing:", kSeconds, [](R&, A a) { on_proxy_test_ok(a, "pingProxy"); }, [](R&, E e) { on_proxy_test_error(e, "pingProxy"); }},
-    {"proxyTest:", kTested, [](R&, A a) { on_proxy_test_ok(a, "proxyTest"); }, [](R&, E e) { on_proxy_test_error(e, "proxyTest"); }},
-    {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), [](R&, A a) { on_proxy_added(a); }, [](R&, E e) { on_proxy_try_error(e); }},
-    {"scope:", kAny, [](R& r, A a) { on_scope_settings_answer(r.chats, a); }, nullptr},
+    {"proxyGet", begins("{\"@type\":\"proxies\"", "{\"@type\":\"addedProxies\""), answer<on_proxies>, error_event<kProxyStateError>},
+    {"proxyDisable", kOk, answer<on_proxy_disabled>, nullptr},
+    {"proxyRemove:", kOk, answer<on_proxy_removed>, nullptr},
+    {"proxyPing:", kSeconds, answer<on_proxy_pinged>, error_event<kProxyPingError>},
+    {"proxyTest:", kTested, answer<on_proxy_tested>, error_event<kProxyTestError>},
+    {"proxyTry:", begins("{\"@type\":\"addedProxy\"", "{\"@type\":\"proxy\""), answer<on_proxy_added>, error_event<kProxyTryError>},
+    {"scope:", kAny, answer<on_scope_settings_answer>, nullptr},
 
-    {"searchServer:", kAny, [](R& r, A a) { on_public_chats_found(a, r.searches, r.td); }, [](R& r, E e) { on_public_search_error(e, r.searches); }},
-    {"searchChat:", kAny, [](R& r, A a) { on_search_chat(a, r.searches, r.chats); }, [](R& r, E e) { on_search_chat_error(e, r.searches); }},
-    {"chatSearch:", kAny, [](R& r, A a) { on_chat_search_found(a, r.searches); }, [](R& r, E e) { on_chat_search_error(e, r.searches); }},
-    {"shared:", kAny, [](R&, A a) { on_shared_found(a); }, [](R&, E e) { on_shared_error(e); }},
+    {"searchServer:", kAny, answer<on_public_chats_found>, error<on_public_search_error>},
+    {"searchChat:", kAny, answer<on_search_chat>, error<on_search_chat_error>},
+    {"chatSearch:", kAny, answer<on_chat_search_found>, error<on_chat_search_error>},
+    {"shared:", kAny, answer<on_shared_found>, error<on_shared_error>},
 };
 // clang-format on
 

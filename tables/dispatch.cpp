@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "commands/td_errors.h"
 #include "frame/channels.h"
+#include "frame/td_errors.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
@@ -14,13 +14,14 @@ void dispatch_command(Rooms& rooms, std::string_view line) {
   std::string_view args;
   (void)split_once(line, ' ', word, args);
   word = trim(word);
+  CommandCall call{word, "", trim(args), Gate::kOpen, rooms.auth.state == kAuthReady};
   for (const Command& row : command_table()) {
     if (row.word != word) continue;
-    CommandCall call{row.word, row.usage, trim(args), row.gate, rooms.auth.state == kAuthReady};
-    row.run(rooms, call);
-    return;
+    call.arguments = row.arguments;
+    call.gate = row.gate;
+    return row.run(rooms, call);
   }
-  print_line("ERR unknown_command");
+  refuse(call, "unknown_command");
 }
 
 // A tag is matched by its whole prefix with the colon, or whole when it is a bare word.
@@ -46,8 +47,8 @@ static bool has_shape(std::string_view text, const AnswerShape& shape) {
 
 static void dispatch_error(Rooms& rooms, std::string_view text) {
   const std::string tag = take_tag(text);
-  const TdError error{text, tag, fields_behind(tag), extract_json_int_field(text, "code"),
-                      extract_json_string_field(text, "message")};
+  TdError error{text, tag, fields_behind(tag), extract_json_int_field(text, "code"),
+                extract_json_string_field(text, "message")};
   const AnswerRow* row = find_answer_row(tag);
   if (row != nullptr && row->fail != nullptr) {
     row->fail(rooms, error);
@@ -62,7 +63,8 @@ static bool dispatch_answer(Rooms& rooms, std::string_view text) {
   if (tag.empty()) return false;
   const AnswerRow* row = find_answer_row(tag);
   if (row == nullptr || row->handle == nullptr || !has_shape(text, row->shape)) return false;
-  row->handle(rooms, {text, tag, fields_behind(tag)});
+  Answer answer{text, tag, fields_behind(tag)};
+  row->handle(rooms, answer);
   return true;
 }
 

@@ -1,15 +1,17 @@
-// All state of the main routine, as main owns it. Only the rows of the tables see it whole; each
-// row hands its handler just the structs that it needs.
+// All state of the main routine, as main owns it. Only the tables see it whole; each handler gets
+// just the structs that its parameters name (tables/bind.h).
 #pragma once
+
+#include <tuple>
 
 #include "auth/auth.h"
 #include "commands/history_loads.h"
-#include "commands/pinned_commands.h"
+#include "commands/pinned.h"
 #include "commands/searches.h"
-#include "commands/send_commands.h"
+#include "commands/send.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
-#include "proxy/proxy_commands.h"
+#include "proxy/proxy.h"
 #include "state/chats.h"
 #include "state/downloads.h"
 #include "state/open_chat.h"
@@ -28,3 +30,9 @@ struct Rooms {
   Downloads downloads;
   bool keep_running = true;
 };
+
+// What a handler can ask for by its type.
+inline auto members(Rooms& r) {
+  return std::tie(r.td, r.timers, r.auth, r.chats, r.open_chat, r.proxy, r.searches, r.history,
+                  r.pinned, r.sends, r.downloads);
+}

@@ -1,17 +1,17 @@
-// The three tables that are the program's index. A row says what comes in and hands it to the
-// function of its subject, with just the state that this function needs.
+// The three tables that are the program's index. A row says what comes in and names the function of
+// its subject, bound to the state that it needs (tables/bind.h).
 #pragma once
 
 #include <cstddef>
 #include <string_view>
 
-#include "commands/call.h"
 #include "frame/answer.h"
+#include "frame/command.h"
 #include "tables/rooms.h"
 
 struct Command {
   std::string_view word;
-  std::string_view usage;  // empty: it cannot be malformed
+  std::string_view arguments;  // as "ERR usage" shows them; it alone knows which are checked
   Gate gate;
   void (*run)(Rooms& rooms, CommandCall& call);
 };
@@ -26,8 +26,8 @@ struct AnswerShape {
 struct AnswerRow {
   std::string_view tag;  // a prefix with its colon, or a whole bare word
   AnswerShape shape;
-  void (*handle)(Rooms& rooms, const Answer& answer);  // null: nothing is owed to a success
-  void (*fail)(Rooms& rooms, const TdError& error);    // null: the general "td_error"
+  void (*handle)(Rooms& rooms, Answer& answer);  // null: nothing is owed to a success
+  void (*fail)(Rooms& rooms, TdError& error);    // null: the general "td_error"
 };
 
 struct UpdateRow {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "commands/mute_commands.h"
+#include "commands/mute.h"
 #include "state/chat_object.h"
 #include "state/membership.h"
 #include "tests/support/chat_texts.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "proxy/proxy_commands.h"
+#include "proxy/proxy.h"
 
 namespace {
 

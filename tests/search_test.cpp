@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "commands/search_answers.h"
+#include "commands/search.h"
 #include "json/text.h"
 
 namespace {

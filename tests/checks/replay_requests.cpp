@@ -77,7 +77,7 @@ int replay(const TdApi& api, const std::map<std::string, std::string>& requests)
   parameters.database_directory = parameters.files_directory = directory;
   parameters.api_id = 1;
   parameters.api_hash = "0123456789abcdef0123456789abcdef";
-  td_request(td, make_set_tdlib_parameters(parameters));
+  td_request(td, make_set_tdlib_parameters(parameters), "setParams");
   if (!wait_for_phone_state(api)) {
     std::puts("the library never asked for a phone number");
     return 1;

@@ -1,8 +1,0 @@
-#include "commands/process_commands.h"
-
-#include "frame/channels.h"
-
-void run_ping() {
-  print_line("PONG");
-  dbg("CMD ping");
-}

@@ -1,0 +1,57 @@
+#include "frame/command.h"
+
+#include <algorithm>
+
+#include "frame/channels.h"
+#include "json/text.h"
+
+std::string_view next_arg(CommandCall& call) {
+  std::string_view piece;
+  std::string_view rest;
+  (void)split_once(call.args, ' ', piece, rest);
+  call.args = rest;
+  return trim(piece);
+}
+
+bool arg_i64(CommandCall& call, std::int64_t& out) { return parse_i64(next_arg(call), out); }
+
+bool arg_id(CommandCall& call, std::int64_t& out) { return arg_i64(call, out) && out != 0; }
+
+bool arg_positive(CommandCall& call, std::int64_t& out) { return arg_i64(call, out) && out >= 1; }
+
+bool arg_optional_i64(CommandCall& call, std::int64_t& out) {
+  const std::string_view piece = next_arg(call);
+  return piece.empty() || parse_i64(piece, out);
+}
+
+std::int64_t clamp_i64(std::int64_t value, std::int64_t least, std::int64_t most) {
+  return std::min(std::max(value, least), most);
+}
+
+void refuse(const CommandCall&, std::string_view text) { print_line("ERR " + std::string(text)); }
+
+void refuse_usage(const CommandCall& call) {
+  std::string text = "usage " + std::string(call.word);
+  if (!call.arguments.empty()) text += " " + std::string(call.arguments);
+  refuse(call, text);
+}
+
+void refuse_with(const CommandCall& call, std::string_view reason) {
+  refuse(call, std::string(call.word) + " " + std::string(reason));
+}
+
+void refuse_and_log(const CommandCall& call, std::string_view reason, std::string_view logged) {
+  refuse(call, reason);
+  dbg("ERR " + std::string(call.word) + " " + std::string(logged.empty() ? reason : logged));
+}
+
+bool gate_open(const CommandCall& call) {
+  if (call.gate == Gate::kOpen || call.ready) return true;
+  refuse_and_log(call, "not_ready");
+  return false;
+}
+
+void reply_ok(const CommandCall& call, const std::string& log_line) {
+  print_line("OK " + std::string(call.word));
+  dbg(log_line);
+}
