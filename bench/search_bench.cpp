@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "json/kernels.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
@@ -39,7 +40,7 @@ std::size_t by_kernel(std::string_view text, std::string_view needle) {
   return find_bytes(text, needle);
 }
 std::size_t by_plain(std::string_view text, std::string_view needle) {
-  return find_bytes_plain(text, needle);
+  return find_bytes_plain(text, needle, 0);
 }
 
 struct Searcher {

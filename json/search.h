@@ -12,10 +12,3 @@ std::size_t find_bytes(std::string_view text, std::string_view needle, std::size
 
 // Offset of the last occurrence of `needle`, or kNotFound.
 std::size_t find_last_bytes(std::string_view text, std::string_view needle);
-
-// The kernels, for tests and benches; find_bytes gives the same answer on every input. The plain
-// one is 32-bit arithmetic and built everywhere.
-std::size_t find_bytes_plain(std::string_view text, std::string_view needle, std::size_t from = 0);
-#if defined(__SSE2__)
-std::size_t find_bytes_sse2(std::string_view text, std::string_view needle, std::size_t from = 0);
-#endif

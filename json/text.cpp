@@ -4,34 +4,16 @@
 #include <charconv>
 #include <limits>
 
-#include "json/cpu.h"
 #include "json/digits.h"
 #include "json/hex.h"
+#include "json/kernels.h"
 #include "json/scan.h"
 #include "json/search.h"
+#include "json/words.h"
 
 namespace {
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-bool needs_escape(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
-
-// Offset of the next byte that cannot stand between JSON quotes as it is, or the text's size.
-std::size_t find_escaped_byte(std::string_view text, std::size_t pos) {
-#if defined(__SSE2__)
-  for (; text.size() - pos >= 16; pos += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + pos));
-    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x1F)), v);
-    const __m128i quote = _mm_cmpeq_epi8(v, _mm_set1_epi8('"'));
-    const __m128i slash = _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'));
-    const __m128i any = _mm_or_si128(control, _mm_or_si128(quote, slash));
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(any));
-    if (mask != 0) return pos + static_cast<unsigned>(__builtin_ctz(mask));
-  }
-#endif
-  while (pos < text.size() && !needs_escape(text[pos])) ++pos;
-  return pos;
-}
 
 void append_escape(std::string& out, char c) {
   switch (c) {
@@ -165,7 +147,20 @@ void append_key(std::string& out, std::string_view key, std::string_view open) {
   out.append(head, put_key(head, key, open));
 }
 
+bool needs_escape(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
+
 }  // namespace
+
+std::size_t find_escaped_byte_plain(std::string_view text, std::size_t pos) {
+  for (; text.size() - pos >= 4; pos += 4) {
+    const std::uint32_t word = load_word(text.data() + pos);
+    const std::uint32_t hits =
+        (equal_bytes(word, '"') | equal_bytes(word, '\\') | bytes_below(word, 0x20)) & kHighBits;
+    if (hits != 0) return pos + first_byte(hits);
+  }
+  while (pos < text.size() && !needs_escape(text[pos])) ++pos;
+  return pos;
+}
 
 std::string json_escape(std::string_view text) {
   std::string out;

@@ -2,6 +2,10 @@
 
 #include <cstdint>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "json/digits.h"
 #include "json/scan.h"
 #include "json/search.h"

@@ -5,36 +5,53 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "json/kernels.h"
 #include "json/search.h"
 #include "tests/corpus.h"
 #include "tests/exact_text.h"
 
 namespace {
 
-// The kernels against the plain one.
+// What every kernel has to give, byte by byte.
+std::size_t string_end_by_bytes(std::string_view text, std::size_t pos) {
+  for (; pos < text.size(); ++pos) {
+    if (text[pos] == '"') return pos;
+    if (text[pos] == '\\') ++pos;
+  }
+  return kNotFound;
+}
+
+std::size_t close_by_bytes(std::string_view text, std::size_t pos, std::size_t depth,
+                           Nesting nesting) {
+  const std::string_view brackets = nesting == Nesting::kAll ? "{[}]" : "{}";
+  for (; pos < text.size(); ++pos) {
+    const std::size_t which = brackets.find(text[pos]);
+    if (text[pos] == '"') {
+      pos = string_end_by_bytes(text, pos + 1);
+      if (pos == kNotFound) return kNotFound;
+    } else if (which < brackets.size() / 2) {
+      ++depth;
+    } else if (which < brackets.size() && --depth == 0) {
+      return pos + 1;
+    }
+  }
+  return kNotFound;
+}
+
 void expect_same(std::string_view text, std::size_t pos, std::size_t depth) {
+  static const std::vector<TextKernels> kernels = text_kernels();
   const ExactText exact(text);
   const std::string_view view = exact.view();
-  const std::size_t quote = find_string_end_plain(view, pos);
-  ASSERT_EQ(find_string_end(view, pos), quote) << pos << " in " << text;
-#if defined(__SSE2__)
-  ASSERT_EQ(find_string_end_sse2(view, pos), quote) << pos << " in " << text;
-#endif
-  for (const Nesting nesting : {Nesting::kBraces, Nesting::kAll}) {
-    const std::size_t close = skip_to_close_plain(view, pos, depth, nesting);
-    ASSERT_EQ(skip_to_close(view, pos, depth, nesting), close) << pos << " in " << text;
-#if defined(__SSE2__)
-    ASSERT_EQ(skip_to_close_sse2(view, pos, depth, nesting), close) << pos << " in " << text;
-#endif
-#if defined(TD_BACKEND_AVX2)
-    if (has_avx2()) {
-      ASSERT_EQ(skip_to_close_avx2(view, pos, depth, nesting), close) << pos << " in " << text;
+  for (const TextKernels& kernel : kernels) {
+    ASSERT_EQ(kernel.find_string_end(view, pos), string_end_by_bytes(view, pos))
+        << kernel.name << " from " << pos << " in " << text;
+    for (const Nesting nesting : {Nesting::kBraces, Nesting::kAll}) {
+      ASSERT_EQ(kernel.skip_to_close(view, pos, depth, nesting),
+                close_by_bytes(view, pos, depth, nesting))
+          << kernel.name << " from " << pos << " in " << text;
     }
-    if (has_avx512()) {
-      ASSERT_EQ(skip_to_close_avx512(view, pos, depth, nesting), close) << pos << " in " << text;
-    }
-#endif
   }
 }
 

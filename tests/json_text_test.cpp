@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "json/kernels.h"
 #include "tests/exact_text.h"
 
 namespace {
@@ -60,6 +61,10 @@ TEST(JsonText, EscapesComeBack) {
     std::string bytewise;
     for (const char c : text) bytewise += json_escape(std::string_view(&c, 1));
     ASSERT_EQ(escaped, bytewise);
+    for (const TextKernels& kernel : text_kernels()) {
+      const std::size_t at = kernel.find_escaped_byte(exact.view(), text.size() / 2);
+      ASSERT_EQ(at, find_escaped_byte_plain(text, text.size() / 2)) << kernel.name;
+    }
     ASSERT_EQ(json_unescape(ExactText(escaped).view()), text);
   }
 }
