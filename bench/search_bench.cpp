@@ -72,7 +72,7 @@ std::size_t walk_all(std::string_view value) {
   std::size_t seen = 1;
   if (value.front() == '{') {
     ObjectWalk walk{value};
-    for (JsonMember member; next_member(walk, member);) seen += walk_all(member.value);
+    for (std::string_view key; next_key(walk, key);) seen += walk_all(take_value(walk));
   } else if (value.front() == '[') {
     ArrayWalk walk{value};
     for (std::string_view element; next_element(walk, element);) seen += walk_all(element);
@@ -86,48 +86,8 @@ std::size_t walk_messages(std::string_view page) {
   ArrayWalk messages{member_array(page, "messages")};
   for (std::string_view message; next_element(messages, message);) {
     ObjectWalk walk{message};
-    for (JsonMember member; next_member(walk, member);) ++seen;
+    for (std::string_view key; next_key(walk, key);) ++seen;
   }
-  return seen;
-}
-
-// The same in place: each byte passed over once.
-std::size_t walk_messages_in_place(std::string_view page) {
-  std::size_t seen = 0;
-  ObjectWalk top{page};
-  for (std::string_view key; next_key(top, key);) {
-    if (key != "messages") continue;
-    ArrayWalk messages{value_here(top)};
-    while (next_place(messages)) {
-      ObjectWalk message{value_here(messages)};
-      while (next_key(message, key)) ++seen;
-      leave(messages, message);
-    }
-    leave(top, messages);
-  }
-  return seen;
-}
-
-template <class Walk>
-std::size_t walk_all_in_place(Walk& outer) {
-  const std::string_view value = value_here(outer);
-  std::size_t seen = 1;
-  if (value.front() == '{') {
-    ObjectWalk walk{value};
-    for (std::string_view key; next_key(walk, key);) seen += walk_all_in_place(walk);
-    leave(outer, walk);
-  } else if (value.front() == '[') {
-    ArrayWalk walk{value};
-    while (next_place(walk)) seen += walk_all_in_place(walk);
-    leave(outer, walk);
-  }
-  return seen;
-}
-
-std::size_t walk_all_once(std::string_view object) {
-  std::size_t seen = 1;
-  ObjectWalk walk{object};
-  for (std::string_view key; next_key(walk, key);) seen += walk_all_in_place(walk);
   return seen;
 }
 
@@ -172,13 +132,11 @@ bool register_all() {
     add_over("walk_top", text,
              [](std::string_view t) { return object_member(t, "@client_id").size(); });
     add_over("walk_all", text, walk_all);
-    add_over("walk_all_in_place", text, walk_all_once);
   }
   add_over("int64_array", "chat_ids", [](std::string_view t) {
     return extract_json_int64_array_field(t, "chat_ids", 200).size();
   });
   add_over("walk_messages", "history", walk_messages);
-  add_over("walk_messages_in_place", "history", walk_messages_in_place);
   add_over("object_raw_at", "history",
            [](std::string_view t) { return extract_json_object_raw_at(t, 0).size(); });
   add_over("unescape", "long_posts", [](std::string_view t) { return json_unescape(t).size(); });

@@ -25,8 +25,7 @@ struct CallReport {
 };
 
 CallReport read_call(std::string_view text) {
-  std::string_view call = member_object(text, "call");
-  if (call.empty()) call = extract_json_object_field_raw(text, "call");
+  const std::string_view call = extract_json_object_field_raw(text, "call");
   CallReport report;
   report.id = member_int(call, "id");
   report.user_id = member_int(call, "user_id");
@@ -81,7 +80,7 @@ ServerCounts count_servers(std::string_view state) {
   ServerCounts counts;
   ArrayWalk walk{member_array(state, "servers")};
   for (std::string_view server; counts.all < kMostServers && next_element(walk, server);) {
-    if (!value_is_object(server)) continue;
+    if (!is_object(server)) continue;
     ++counts.all;
     const std::string_view type = object_type(member_object(server, "type"));
     if (type == "callServerTypeTelegramReflector") ++counts.reflector;

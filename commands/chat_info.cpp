@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "frame/channels.h"
-#include "json/object_text.h"
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -43,7 +42,7 @@ void emit_chat_info(std::int64_t chat_id, const ChatObject& chat) {
   const std::string_view reactions = chat.available_reactions;
   std::string event = begin_chat_info(chat_id);
   append_string_member(event, "chat_type", chat_type_word(chat.type));
-  append_string_member(event, "title", value_string(chat.title));
+  append_string_member(event, "title", chat.title.value_or(std::string()));
   append_bool_member(event, "available_reactions_all",
                      object_type(reactions) == "chatAvailableReactionsAll");
   event += ",\"available_reactions\":";
@@ -88,7 +87,7 @@ bool append_user_members(std::string& event, std::string_view user_json) {
   if (user == nullptr) return false;
   append_string_member(event, "name", user_display_name(*user));
   append_string_member(event, "username", user->username);
-  append_string_member(event, "phone", own_string(object_text_at(user_json, 0), "phone_number"));
+  append_string_member(event, "phone", member_string(user_json, "phone_number"));
   return true;
 }
 
@@ -96,19 +95,7 @@ bool append_user_members(std::string& event, std::string_view user_json) {
 void append_about_member(std::string& event, std::string_view full_info) {
   const std::string_view bio = object_member(full_info, "bio");
   append_string_member(event, "about",
-                       value_is_object(bio) ? own_string(object_text_at(bio, 0), "text")
-                                            : own_string(object_text_at(full_info, 0), "bio"));
-}
-
-// The name under which a public group is found.
-std::string group_username(std::string_view group) {
-  const std::string_view usernames = member_object(group, "usernames");
-  std::string name = member_string(usernames, "editable_username");
-  if (name.empty()) name = own_string(object_text_at(group, 0), "username");
-  if (!name.empty()) return name;
-  ArrayWalk walk{member_array(usernames, "active_usernames")};
-  std::string_view first;
-  return next_element(walk, first) ? value_string(first) : std::string();
+                       is_object(bio) ? member_string(bio, "text") : string_of(bio));
 }
 
 }  // namespace
@@ -213,7 +200,7 @@ void on_chat_info_group(Answer& answer, ChatTable& chats) {
   const std::string_view status = group_status(answer.text);
   const bool is_member = chat_member_status_is_member(status);
   const std::string kind = chat_member_status_kind(status);
-  const std::string username = group_username(answer.text);
+  const std::string username = extract_username(answer.text);
   // A supergroup's count of 0 means that TDLib does not know it.
   const std::int64_t member_count = member_int(answer.text, "member_count");
   set_chat_member(chats, chat_id, is_member);
@@ -231,8 +218,7 @@ void on_chat_info_group_full(Answer& answer) {
   const std::int64_t chat_id = next_field_i64(answer.fields);
   if (chat_id == 0) return;
   std::string event = begin_chat_info(chat_id);
-  append_string_member(event, "description",
-                       own_string(object_text_at(answer.text, 0), "description"));
+  append_string_member(event, "description", member_string(answer.text, "description"));
   if (json_starts_with(answer.text, "{\"@type\":\"supergroupFullInfo\"")) {
     append_int_member(event, "linked_chat_id", member_int(answer.text, "linked_chat_id", 0));
   }

@@ -78,19 +78,20 @@ FollowedChat parse_followed_chat(std::string_view fields) {
 
 void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_json) {
   const ChatObject chat = read_chat_object(chat_json);
+  if (chat.id == 0) return;
   std::string event = begin_search_event("search_chat", followed.req);
   append_int_member(event, "idx", static_cast<std::int64_t>(followed.idx));
-  append_int_member(event, "id", value_int(chat.id, followed.chat_id));
+  append_int_member(event, "id", chat.id);
   append_int_member(event, "photo_small_id", extract_chat_photo_small_file_id(chat_json));
-  append_string_member(event, "chat_type", parse_chat_type(chat_json));
-  append_string_member(event, "title", value_string(chat.title));
+  append_string_member(event, "chat_type", chat_type_word(chat.type));
+  append_string_member(event, "title", chat.title.value_or(std::string()));
   end_event(event);
 }
 
 void append_link_members(std::string& event, const MessagePreview& message,
                          std::string_view message_json) {
   if (!message.text.empty()) append_string_member(event, "text", message.text);
-  const std::string url = first_url(find_message_content(message_json));
+  const std::string url = first_url(member_object(message_json, "content"));
   if (!url.empty()) append_string_member(event, "url", url);
 }
 
@@ -235,11 +236,11 @@ void run_shared64(CommandCall& call, const TdClient& td) {
   reply_ok(call, "SEND searchChatMessages (shared)");
 }
 
-std::string first_url(const ObjectText& content) {
-  const bool plain_text = own_type(content) == "messageText";
-  const ObjectText formatted = own_object(content, plain_text ? "text" : "caption");
-  const std::string text = own_string(formatted, "text");
-  ArrayWalk walk{member_array(formatted.text, "entities")};
+std::string first_url(std::string_view content) {
+  const bool plain_text = object_type(content) == "messageText";
+  const std::string_view formatted = member_object(content, plain_text ? "text" : "caption");
+  const std::string text = member_string(formatted, "text");
+  ArrayWalk walk{member_array(formatted, "entities")};
   for (std::string_view entity; next_element(walk, entity);) {
     std::string url = entity_url(entity, text);
     if (!url.empty()) return url;
@@ -341,8 +342,7 @@ void on_shared_found(Answer& answer) {
   std::string event = begin_shared_event("shared_end", series);
   append_int_member(event, "count", emitted);
   append_int_member(event, "total_count", page.total_count);
-  append_int_member(event, "next_from_message_id",
-                    own_int(object_text_at(answer.text, 0), "next_from_message_id"));
+  append_int_member(event, "next_from_message_id", member_int(answer.text, "next_from_message_id"));
   end_event(event);
 }
 

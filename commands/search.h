@@ -10,7 +10,6 @@
 #include "frame/answer.h"
 #include "frame/command.h"
 #include "frame/tdlib.h"
-#include "json/object_text.h"
 #include "state/chats.h"
 
 struct MessageSearch {
@@ -45,4 +44,4 @@ void on_shared_error(TdError& error);
 
 // The first URL that the entities of a message's content mark in its text or caption; empty
 // when there is none.
-std::string first_url(const ObjectText& content);
+std::string first_url(std::string_view content);

@@ -1,6 +1,9 @@
 #include "json/walk.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
+#include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -126,21 +129,30 @@ std::string_view take(Walk& walk) {
   const std::size_t begin = walk.pos;
   const std::size_t end = skip_value_here(walk.text, begin);
   if (end == kNotFound) {
+    const bool nests = walk.text[begin] == '{' || walk.text[begin] == '[';
     stop(walk, WalkStage::kBroken);
-    return {};
+    return nests ? walk.text.substr(begin) : std::string_view();
   }
   walk.pos = end;
   walk.stage = WalkStage::kBetween;
   return walk.text.substr(begin, end - begin);
 }
 
-template <class Walk>
-std::size_t end_of(const Walk& walk) {
-  if (walk.stage == WalkStage::kBroken) return kNotFound;
-  if (walk.stage == WalkStage::kClosed || walk.pos == 0) return walk.pos;
-  const std::size_t pos =
-      walk.stage == WalkStage::kAtValue ? skip_value_here(walk.text, walk.pos) : walk.pos;
-  return pos == kNotFound ? kNotFound : skip_to_close(walk.text, pos, 1, Nesting::kAll);
+// Eighteen digits fit whatever they are; more are read with care.
+bool read_int(std::string_view value, std::int64_t& out) {
+  constexpr std::size_t kSurelyFits = 18;
+  if (value.size() > kSurelyFits) return parse_int_at(value, 0, out);
+  const std::size_t digits = !value.empty() && value.front() == '-' ? 1 : 0;
+  std::uint64_t magnitude = 0;
+  if (read_digits(value, digits, magnitude) == digits) return false;
+  out = with_sign(magnitude, digits != 0);
+  return true;
+}
+
+bool read_string(std::string_view value, std::string& out) {
+  if (value.size() < 2 || value.front() != '"') return false;
+  out = json_unescape(value.substr(1, value.size() - 2));
+  return true;
 }
 
 #if defined(__SSE2__)
@@ -267,29 +279,51 @@ bool next_place(ArrayWalk& walk) {
   return true;
 }
 
-std::string_view take_value(ObjectWalk& walk) { return take(walk); }
-std::string_view take_value(ArrayWalk& walk) { return take(walk); }
-std::size_t walk_end(const ObjectWalk& walk) { return end_of(walk); }
-std::size_t walk_end(const ArrayWalk& walk) { return end_of(walk); }
-
-bool next_member(ObjectWalk& walk, JsonMember& member) {
-  std::string_view key;
-  if (!next_key(walk, key)) return false;
-  const std::string_view value = take(walk);
-  if (value.empty()) return false;
-  member = {key, value};
-  return true;
-}
-
 bool next_element(ArrayWalk& walk, std::string_view& element) {
   if (!next_place(walk)) return false;
   const std::string_view value = take(walk);
-  if (value.empty()) return false;
-  element = value;
-  return true;
+  if (!value.empty()) element = value;
+  return !value.empty();
 }
 
-// Only what stands before the member is passed over.
+void leave(ArrayWalk& array, const ObjectWalk& inner) {
+  std::size_t end = inner.pos;
+  if (end == 0) return;  // no object: skipped like any value left alone
+  if (inner.stage == WalkStage::kAtValue) end = skip_value_here(inner.text, end);
+  if (inner.stage != WalkStage::kClosed && end != kNotFound) {
+    end = skip_to_close(inner.text, end, 1, Nesting::kAll);
+  }
+  if (end == kNotFound) {
+    (void)stop(array, WalkStage::kBroken);
+    return;
+  }
+  array.pos += end;
+  array.stage = WalkStage::kBetween;
+}
+
+std::string_view take_value(ObjectWalk& walk) { return take(walk); }
+
+void take_into(ObjectWalk& walk, std::int64_t& out) { (void)read_int(take(walk), out); }
+
+void take_into(ObjectWalk& walk, std::int32_t& out) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  std::int64_t value = 0;
+  if (!read_int(take(walk), value)) return;
+  out = static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, kMost));
+}
+
+void take_into(ObjectWalk& walk, bool& out) {
+  const std::string_view value = take(walk);
+  if (value == "true" || value == "false") out = value == "true";
+}
+
+void take_into(ObjectWalk& walk, std::string& out) { (void)read_string(take(walk), out); }
+
+void take_into(ObjectWalk& walk, std::optional<std::string>& out) {
+  std::string text;
+  if (read_string(take(walk), text)) out = std::move(text);
+}
+
 std::string_view object_member(std::string_view object, std::string_view key) {
   ObjectWalk walk{object};
   for (std::string_view found; next_key(walk, found);) {
@@ -298,25 +332,29 @@ std::string_view object_member(std::string_view object, std::string_view key) {
   return {};
 }
 
-std::string value_string(std::string_view value) {
-  if (value.size() < 2 || value.front() != '"') return {};
-  return json_unescape(value.substr(1, value.size() - 2));
+std::string_view member_here(std::string_view object, std::string_view key) {
+  ObjectWalk walk{object};
+  for (std::string_view found; next_key(walk, found);) {
+    if (found == key) return value_here(walk);
+  }
+  return {};
 }
 
-std::int64_t value_int(std::string_view value, std::int64_t absent) {
-  const bool negative = !value.empty() && value.front() == '-';
-  if (negative) value.remove_prefix(1);
-  std::uint64_t magnitude = 0;
-  return read_digits(value, 0, magnitude) == 0 ? absent : with_sign(magnitude, negative);
+bool is_object(std::string_view value) { return !value.empty() && value.front() == '{'; }
+
+std::string string_of(std::string_view value) {
+  std::string text;
+  (void)read_string(value, text);
+  return text;
 }
 
-std::int64_t value_int64(std::string_view value, std::int64_t absent) {
-  if (value.size() >= 2 && value.front() == '"') value = value.substr(1, value.size() - 2);
-  return value_int(value, absent);
+std::string_view find_object(std::string_view text, std::string_view start, std::string& copy) {
+  const std::size_t at = find_bytes(text, start);
+  if (at == kNotFound) return {};
+  if (at > 0 && text[at - 1] == '{') return text.substr(at - 1);
+  copy.assign("{").append(text.substr(at));
+  return copy;
 }
-
-bool value_true(std::string_view value) { return value == "true"; }
-bool value_is_object(std::string_view value) { return !value.empty() && value.front() == '{'; }
 
 std::string_view object_type(std::string_view object) {
   const std::string_view type = object_member(object, "@type");
@@ -325,24 +363,30 @@ std::string_view object_type(std::string_view object) {
 }
 
 std::string member_string(std::string_view object, std::string_view key) {
-  return value_string(object_member(object, key));
+  return string_of(object_member(object, key));
 }
 
 std::int64_t member_int(std::string_view object, std::string_view key, std::int64_t absent) {
-  return value_int(object_member(object, key), absent);
+  std::int64_t value = absent;
+  (void)read_int(object_member(object, key), value);
+  return value;
 }
 
 std::int64_t member_int64(std::string_view object, std::string_view key, std::int64_t absent) {
-  return value_int64(object_member(object, key), absent);
+  std::string_view value = object_member(object, key);
+  if (value.size() >= 2 && value.front() == '"') value = value.substr(1, value.size() - 2);
+  std::int64_t number = absent;
+  (void)read_int(value, number);
+  return number;
 }
 
 bool member_true(std::string_view object, std::string_view key) {
-  return value_true(object_member(object, key));
+  return object_member(object, key) == "true";
 }
 
 std::string_view member_object(std::string_view object, std::string_view key) {
   const std::string_view value = object_member(object, key);
-  return value_is_object(value) ? value : std::string_view();
+  return is_object(value) ? value : std::string_view();
 }
 
 std::string_view member_array(std::string_view object, std::string_view key) {

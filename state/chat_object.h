@@ -1,32 +1,31 @@
 // Reading TDLib's chat objects. Values come from the chat's own members, never from what nests in
-// it: a last message has ids, titles and counters of its own. An object that breaks off is read
-// by first occurrences up to the end of its text. Views point into the text.
+// it: a last message has ids, titles and counters of its own. Views point into the text.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "state/message.h"
 
-// The raw values of the members that anybody reads; empty: missing.
+// The members that anybody reads.
 struct ChatObject {
-  std::string_view text;  // the chat's text itself
-  std::string_view id;
-  std::string_view title;
+  std::int64_t id = 0;               // 0: missing
+  std::optional<std::string> title;  // absent: missing
+  std::int64_t unread_count = -1;
+  std::int64_t last_read_outbox_message_id = -1;  // -1: missing, both
+  // Objects, and an array; empty: missing.
   std::string_view type;
   std::string_view photo;
   std::string_view last_message;
   std::string_view positions;
-  std::string_view unread_count;
-  std::string_view last_read_outbox_message_id;
   std::string_view notification_settings;
   std::string_view available_reactions;
 };
 
 // The text from the first chat object's brace on; empty when there is none.
 std::string_view find_chat_object(std::string_view json);
-// One pass over the chat at the front of the text.
 ChatObject read_chat_object(std::string_view chat_json);
 
 // "private", "secret", "basic_group", "supergroup", "channel" or "unknown".

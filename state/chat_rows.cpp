@@ -1,6 +1,5 @@
 #include "state/chat_rows.h"
 
-#include "json/walk.h"
 #include "state/chat_events.h"
 #include "state/hub.h"
 
@@ -9,9 +8,8 @@ bool take_chat_object(ChatTable& table, std::string_view text, std::int64_t chat
   const std::string_view chat_json = find_chat_object(text);
   if (chat_json.empty() || chat_id == 0) return false;
   const ChatObject object = read_chat_object(chat_json);
-  const std::int64_t own_id = value_int(object.id, chat_id);
-  (void)fill_chat_record(table, own_id, object);
-  if (own_id != chat_id) return false;
+  (void)fill_chat_record(table, object.id, object);
+  if (object.id != chat_id) return false;
   row = describe_chat(chat_id, object);
   return true;
 }

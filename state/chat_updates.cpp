@@ -3,43 +3,25 @@
 #include <algorithm>
 #include <string>
 
-#include "json/scan.h"
 #include "json/walk.h"
 #include "state/chat_events.h"
 #include "state/message_events.h"
-
-// The update's own member; an update inside another text, or one that breaks off, is read by
-// first occurrence.
-static std::int64_t update_int(std::string_view text, std::string_view key) {
-  const std::string_view own = object_member(text, key);
-  return own.empty() ? extract_json_int_field(text, key) : value_int(own);
-}
-
-// 0: missing.
-static std::int64_t update_chat_id(std::string_view text) {
-  const std::string_view own = object_member(text, "chat_id");
-  if (!own.empty()) return value_int(own, 0);
-  std::int64_t chat_id = extract_json_int_field(text, "chat_id");
-  return chat_id == -1 ? 0 : chat_id;
-}
 
 // TDLib shows every chat in this update before it names it in any other. Nobody asked for the
 // chat, so the UI is told nothing and its row stays unwritten; but its mute state, title and user
 // are known from then on, and a notification need not wait for a fetch.
 void on_new_chat(ChatTable& table, std::string_view text) {
-  const std::string_view chat = member_object(text, "chat");
-  (void)record_chat(table, chat.empty() ? text : chat);
+  (void)record_chat(table, member_object(text, "chat"));
 }
 
 void on_chat_last_message(ChatTable& table, const TdClient& td, std::string_view text) {
-  const std::string_view last_json = member_object(text, "last_message");
   // The message has a chat id of its own, so the first one in the text is not the update's.
-  std::int64_t chat_id = value_int(object_member(text, "chat_id"), 0);
-  MessagePreview last;
+  std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_filtered(table, chat_id)) return;
-  const bool parsed = parse_first_message(last_json.empty() ? text : last_json, last,
+  MessagePreview last;
+  const bool parsed = parse_first_message(member_object(text, "last_message"), last,
                                           kChatPreview.max_text_bytes, kChatPreview.ellipsis);
-  if (chat_id == 0) chat_id = parsed ? last.chat_id : update_chat_id(text);
+  if (chat_id == 0) chat_id = last.chat_id;
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
   ensure_chat_known(table, td, chat_id);
   if (parsed) emit_chat_last_message_event(chat_id, last);
@@ -50,10 +32,9 @@ void on_chat_last_message(ChatTable& table, const TdClient& td, std::string_view
 }
 
 void on_chat_position(const ChatTable& table, std::string_view text) {
-  const std::int64_t chat_id = update_chat_id(text);
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
-  std::string_view position = member_object(text, "position");
-  if (position.empty()) position = extract_json_object_field_raw(text, "position");
+  const std::string_view position = member_object(text, "position");
   std::int64_t order = 0;
   // Positions in the archive and in folders are no concern of the UI's one list.
   if (!extract_position_main_order(position, order)) return;
@@ -62,10 +43,10 @@ void on_chat_position(const ChatTable& table, std::string_view text) {
 }
 
 void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view text) {
-  const std::int64_t chat_id = update_chat_id(text);
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
   ensure_chat_known(table, td, chat_id);
-  const std::int64_t unread = std::max<std::int64_t>(update_int(text, "unread_count"), 0);
+  const std::int64_t unread = std::max<std::int64_t>(member_int(text, "unread_count"), 0);
   chat_record(table, chat_id).unread_count = unread;
   emit_chat_number_event("chat_unread", chat_id, "unread_count", unread);
 }
@@ -73,8 +54,8 @@ void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view t
 // Tells one number of the update under the name given; a missing one tells nothing.
 static void tell_number(const ChatTable& table, std::string_view text, std::string_view member,
                         std::string_view type, std::string_view key) {
-  const std::int64_t chat_id = update_chat_id(text);
-  const std::int64_t value = update_int(text, member);
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
+  const std::int64_t value = member_int(text, member);
   if (chat_id == 0 || value < 0 || chat_filtered(table, chat_id)) return;
   emit_chat_number_event(type, chat_id, key, value);
 }
@@ -89,11 +70,11 @@ void on_chat_online_member_count(const ChatTable& table, std::string_view text) 
 }
 
 void on_chat_title(ChatTable& table, std::string_view text) {
-  const std::int64_t chat_id = update_chat_id(text);
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
-  const std::string_view own = object_member(text, "title");
-  std::string title = own.empty() ? extract_json_string_field(text, "title") : value_string(own);
-  if (own.empty() && title.empty()) return;
+  const std::string_view member = object_member(text, "title");
+  if (member.empty()) return;
+  std::string title = string_of(member);
   emit_chat_title_event(chat_id, title);
   chat_record(table, chat_id).title = std::move(title);
 }

@@ -61,7 +61,9 @@ bool record_notification_settings(ChatTable& table, Chat& chat, std::string_view
   const bool parsed =
       extract_chat_notification_settings(settings, read.mute_for, read.use_default_mute_for);
   if (parsed) chat.notify = read;
-  if (parsed || (chat.notification_settings == nullptr && !settings.empty())) {
+  // Kept to be sent back with a change, which needs all of it.
+  const bool whole = skip_value(settings, 0) == settings.size();
+  if (whole && (parsed || chat.notification_settings == nullptr)) {
     chat.notification_settings = keep_settings(table, settings, read.use_default_mute_for);
   }
   return parsed;
@@ -79,13 +81,13 @@ static void record_peer(ChatTable& table, std::int64_t chat_id, std::string_view
 std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object) {
   if (chat_id == 0) return 0;
   Chat& chat = chat_record(table, chat_id);
-  if (!object.title.empty()) chat.title = value_string(object.title);
+  if (object.title) chat.title = *object.title;
   const std::string_view type = chat_type_word(object.type);
   if (type != "unknown") {
     chat.scope = scope_of(type);
     record_peer(table, chat_id, type, member_int(object.type, "user_id", 0));
   }
-  if (value_is_object(object.notification_settings)) {
+  if (!object.notification_settings.empty()) {
     (void)record_notification_settings(table, chat, object.notification_settings);
   }
   return chat_id;
@@ -95,7 +97,7 @@ std::int64_t record_chat(ChatTable& table, std::string_view chat_json) {
   const std::string_view text = find_chat_object(chat_json);
   if (text.empty()) return 0;
   const ChatObject object = read_chat_object(text);
-  const std::int64_t chat_id = fill_chat_record(table, value_int(object.id, 0), object);
+  const std::int64_t chat_id = fill_chat_record(table, object.id, object);
   if (chat_id == 0) return 0;
   // For a group the membership verdict comes first; the fetch that brings it settles then.
   const Chat& chat = chat_record(table, chat_id);

@@ -6,28 +6,28 @@
 
 #include "frame/channels.h"
 #include "frame/clock.h"
-#include "json/object_text.h"
 #include "json/text.h"
+#include "json/walk.h"
 
 namespace {
 
 constexpr std::int64_t kProgressIntervalMs = 300;
 
-FileProgress read_progress(const ObjectText& file, const ObjectText& local) {
+FileProgress read_progress(std::string_view file, std::string_view local) {
   FileProgress progress;
-  progress.downloaded = std::max<std::int64_t>(own_int(local, "downloaded_size"), 0);
-  progress.total = own_int(file, "size");
+  progress.downloaded = std::max<std::int64_t>(member_int(local, "downloaded_size"), 0);
+  progress.total = member_int(file, "size");
   if (progress.total <= 0) {
-    progress.total = std::max<std::int64_t>(own_int(file, "expected_size"), 0);
+    progress.total = std::max<std::int64_t>(member_int(file, "expected_size"), 0);
   }
-  progress.active = own_true(local, "is_downloading_active");
+  progress.active = member_true(local, "is_downloading_active");
   return progress;
 }
 
-void emit_file_event(std::int64_t file_id, const ObjectText& local) {
+void emit_file_event(std::int64_t file_id, std::string_view local) {
   std::string event = begin_event("file");
   append_int_member(event, "id", file_id);
-  append_string_member(event, "path", own_string(local, "path"));
+  append_string_member(event, "path", member_string(local, "path"));
   end_event(event);
 }
 
@@ -77,8 +77,8 @@ void on_progress(Downloads& downloads, Timers& timers, std::int64_t file_id,
 }
 
 // True when the file was followed and is complete; it has then been told.
-bool finish(Downloads& downloads, std::int64_t file_id, const ObjectText& local) {
-  if (!own_true(local, "is_downloading_completed")) return false;
+bool finish(Downloads& downloads, std::int64_t file_id, std::string_view local) {
+  if (!member_true(local, "is_downloading_completed")) return false;
   if (downloads.erase(file_id) > 0) emit_file_event(file_id, local);
   return true;
 }
@@ -102,17 +102,16 @@ void follow_download(Downloads& downloads, std::int64_t file_id, Follow what) {
 
 void on_update_file(Downloads& downloads, Timers& timers, std::string_view text) {
   if (downloads.empty()) return;  // most files are none of the UI's
-  const ObjectText file = own_object(object_text_at(text, 0), "file");
-  const std::int64_t file_id = own_int(file, "id");
+  const std::string_view file = member_object(text, "file");
+  const std::int64_t file_id = member_int(file, "id");
   const auto it = downloads.find(file_id);
   if (it == downloads.end()) return;
-  const ObjectText local = own_object(file, "local");
-  if (local.text.empty() || finish(downloads, file_id, local)) return;
+  const std::string_view local = member_object(file, "local");
+  if (local.empty() || finish(downloads, file_id, local)) return;
   if (!it->second.wants_progress) return;
   on_progress(downloads, timers, file_id, read_progress(file, local));
 }
 
 void on_download_answer(Downloads& downloads, std::string_view file_json) {
-  const ObjectText file = object_text_at(file_json, 0);
-  (void)finish(downloads, own_int(file, "id"), own_object(file, "local"));
+  (void)finish(downloads, member_int(file_json, "id"), member_object(file_json, "local"));
 }

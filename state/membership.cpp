@@ -1,7 +1,6 @@
 #include "state/membership.h"
 
 #include "frame/channels.h"
-#include "json/object_text.h"
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -9,22 +8,16 @@
 
 constexpr std::string_view kStatusPrefix = "chatMemberStatus";
 
-// "Left", "Member" and so on; a text that is no whole status is searched for one.
+// "Left", "Member" and so on.
 static std::string_view status_word(std::string_view status_json) {
   const std::string_view type = object_type(status_json);
-  if (json_starts_with(type, kStatusPrefix)) return type.substr(kStatusPrefix.size());
-  for (const std::string_view word :
-       {"Creator", "Administrator", "Member", "Restricted", "Left", "Banned"}) {
-    const std::string marker = "\"@type\":\"chatMemberStatus" + std::string(word) + "\"";
-    if (json_contains(status_json, marker)) return word;
-  }
-  return {};
+  return json_starts_with(type, kStatusPrefix) ? type.substr(kStatusPrefix.size())
+                                               : std::string_view();
 }
 
 // Restricted members and creators may stand outside of their group.
 static bool is_outside(std::string_view status_json) {
-  const std::string_view own = object_member(status_json, "is_member");
-  return own.empty() ? json_contains(status_json, "\"is_member\":false") : own == "false";
+  return object_member(status_json, "is_member") == "false";
 }
 
 bool chat_member_status_is_member(std::string_view status_json) {
@@ -45,7 +38,7 @@ std::string chat_member_status_kind(std::string_view status_json) {
 }
 
 std::string_view group_status(std::string_view group_json) {
-  return own_object(object_text_at(group_json, 0), "status").text;
+  return member_object(group_json, "status");
 }
 
 void send_member_check(const TdClient& td, MemberFlow flow, const ChatDescription& chat) {

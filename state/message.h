@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "json/object_text.h"
 #include "json/walk.h"
 
 // Absent values are 0, empty or false.
@@ -41,30 +40,22 @@ struct TextProfile {
 constexpr TextProfile kFullMessage{4096, false};
 constexpr TextProfile kChatPreview{240, true};
 
-// Fills `out` from the first message object in `json`; false when there is none. A service message
-// whose sentence lacks a name is remembered until the name comes (state/service_messages.h).
+// Fills `out` from the first message object in `json`; false when there is none, or none with an
+// id. A service message whose sentence lacks a name is remembered until the name comes
+// (state/service_messages.h).
 bool parse_first_message(std::string_view json, MessagePreview& out, unsigned max_text_bytes,
                          bool ellipsis);
 // The same, and the sender, 0 when it is a chat.
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id);
 
-// Fills `out` from the message object that the walk, not yet begun, is for. False, and `out` worth
-// nothing, when the object has no id or breaks off.
+// The same for the message object that the walk, not yet begun, is for.
 bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
                   std::int64_t& sender_user_id);
 
-// How a message object begins; where this is not there, there is no message.
-constexpr std::string_view kMessageMarker = "\"@type\":\"message\",\"id\":";
-// The first message object in `json`, from its brace; up to the next message or the end of the
-// text when it does not close. Without a message: the object that `json` is.
-ObjectText find_message(std::string_view json);
-// Its own content object.
-ObjectText find_message_content(std::string_view json);
-
-// Single values of the first message in `json`, or of `json` itself.
-std::string extract_message_sending_state(std::string_view json);  // "pending", "failed" or empty
-std::int64_t extract_reply_to_message_id(std::string_view json);   // 0: none, or not to a message
-std::int64_t extract_message_topic_thread_id(std::string_view json);  // 0: none
-std::int32_t extract_message_reply_count(std::string_view json);
-std::int64_t extract_sender_user_id(std::string_view json);  // 0: the sender is a chat
+// Single values, each from the object that the message has under that name; empty: it has none.
+// "pending", "failed" or empty.
+std::string extract_message_sending_state(std::string_view sending_state);
+std::int64_t extract_reply_to_message_id(std::string_view reply_to);      // 0: not to a message
+std::int64_t extract_message_topic_thread_id(std::string_view topic_id);  // 0: no thread
+std::int64_t extract_sender_user_id(std::string_view sender_id);          // 0: the sender is a chat

@@ -1,86 +1,128 @@
 #include "state/message_content.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "json/search.h"
+#include "json/scan.h"
+#include "json/text.h"
+#include "json/walk.h"
 
 namespace {
 
-constexpr std::string_view kTextType = "messageText";
-constexpr std::string_view kEmojiType = "messageAnimatedEmoji";
+// Larger photos are not loaded while a smaller size will do.
+constexpr std::int32_t kPhotoBound = 1280;
 
-// The text of the formattedText object that the walk stands before.
-std::string walk_formatted_text(ObjectWalk& outer) {
-  std::string text;
-  ObjectWalk walk = walk_behind(value_here(outer), R"({"@type":"formattedText")");
-  for (std::string_view key; next_key(walk, key);) {
-    if (!is_key(key, "text")) continue;
-    text = value_string(take_value(walk));
-    break;
-  }
-  leave(outer, walk);
-  return text;
+struct File {
+  std::int64_t id = 0;
+  std::int64_t size = 0;
+};
+constexpr Row<File> kFileRows[] = {
+    {"id", value_into<&File::id>},
+    {"size", value_into<&File::size>},
+};
+
+// Id 0: none.
+File read_file(std::string_view json) {
+  File file;
+  read_members<kFileRows>(json, file);
+  return {std::max<std::int64_t>(file.id, 0), std::max<std::int64_t>(file.size, 0)};
 }
 
-// The members behind "@type", which is known, as far as they count.
-void walk_members(ObjectWalk& walk, Content& content, const MediaKind* kind) {
-  const bool is_emoji = content.type == kEmojiType;
-  const std::string_view words_key = content.type == kTextType ? "text" : "caption";
-  bool words_seen = false;
-  bool media_seen = kind == nullptr;
-  for (std::string_view key; !(words_seen && media_seen) && next_key(walk, key);) {
-    if (!media_seen && key == kind->media) {
-      walk_media(walk, *kind, content.media);
-      media_seen = true;
-    } else if (key == words_key && content.words.empty()) {
-      content.words = walk_formatted_text(walk);
-      words_seen = !is_emoji;
-    } else if (is_emoji && is_key(key, "emoji")) {
-      std::string emoji = value_string(take_value(walk));
-      words_seen = !emoji.empty();
-      if (words_seen) content.words = std::move(emoji);
-    }
-  }
+std::int64_t thumbnail_file_id(std::string_view thumbnail) {
+  const std::int64_t id = read_file(member_here(thumbnail, "file")).id;
+  return id != 0 ? id : read_file(member_here(thumbnail, "photo")).id;
 }
 
-Content scan_content(const ObjectText& object) {
-  Content content;
-  content.type = own_type(object);
-  if (content.type == kEmojiType) content.words = own_string(object, "emoji");
-  if (content.words.empty()) {
-    const char* key = content.type == kTextType ? "text" : "caption";
-    content.words = own_string(own_object(object, key), "text");
+struct PhotoSize {
+  std::string_view type;
+  std::string_view file;
+  std::int32_t w = 0;
+  std::int32_t h = 0;
+};
+constexpr Row<PhotoSize> kPhotoSizeRows[] = {
+    {"@type", word_into<&PhotoSize::type>},
+    {"photo", object_into<&PhotoSize::file>},
+    {"width", value_into<&PhotoSize::w>},
+    {"height", value_into<&PhotoSize::h>},
+};
+
+struct SizeChoice {
+  std::int64_t file_id = 0;
+  std::int32_t w = 0;
+  std::int32_t h = 0;
+  std::int64_t area = -1;
+};
+
+bool is_photo_size(std::string_view type) {
+  return type == "photoSize" || type == "photoSizeProgressive";
+}
+
+SizeChoice read_photo_size(std::string_view json) {
+  PhotoSize size;
+  read_members<kPhotoSizeRows>(json, size);
+  if (!is_photo_size(size.type)) return {};
+  return {read_file(size.file).id, size.w, size.h, std::int64_t{size.w} * size.h};
+}
+
+bool is_bounded(const SizeChoice& size) {
+  return size.w >= 1 && size.w <= kPhotoBound && size.h >= 1 && size.h <= kPhotoBound;
+}
+
+// A video, a note, a voice or a document.
+struct Media {
+  std::string_view type;
+  std::string_view thumbnail;
+  std::string_view file;
+  std::int32_t w = 0;
+  std::int32_t h = 0;
+  std::int32_t duration = 0;
+};
+constexpr Row<Media> kVideoRows[] = {
+    {"@type", word_into<&Media::type>},
+    {"duration", value_into<&Media::duration>},
+    {"width", value_into<&Media::w>},
+    {"height", value_into<&Media::h>},
+    {"thumbnail", object_into<&Media::thumbnail>},
+    {"video", object_into<&Media::file>},
+};
+constexpr Row<Media> kVideoNoteRows[] = {
+    {"@type", word_into<&Media::type>},   {"duration", value_into<&Media::duration>},
+    {"length", value_into<&Media::w>},    {"thumbnail", object_into<&Media::thumbnail>},
+    {"video", object_into<&Media::file>},
+};
+constexpr Row<Media> kVoiceNoteRows[] = {
+    {"@type", word_into<&Media::type>},
+    {"duration", value_into<&Media::duration>},
+    {"voice", object_into<&Media::file>},
+};
+
+// The content's member `key` when the content is of its type; else empty.
+std::string_view media_of(std::string_view content, std::string_view content_type,
+                          std::string_view key) {
+  return object_type(content) == content_type ? member_here(content, key) : std::string_view();
+}
+
+std::string_view document_of(std::string_view content) {
+  return media_of(content, "messageDocument", "document");
+}
+
+bool is_video_name(std::string_view name) {
+  const std::string lowered = to_lower_ascii(std::string(name));
+  for (const char* ending : {".mp4", ".mkv", ".webm", ".mov", ".avi", ".3gp"}) {
+    if (ends_with(lowered, ending)) return true;
   }
-  const MediaKind* kind = find_media_kind(content.type);
-  if (kind != nullptr) scan_media(object.text, *kind, content.media);
-  return content;
+  return false;
 }
 
 }  // namespace
 
-void read_content(ObjectWalk& object, Content& content) {
-  const std::string_view text = object.text;
-  std::string_view key;
-  if (next_key(object, key) && is_key(key, "@type")) {
-    content.type = string_content(take_value(object));
-  } else {
-    // In another order the type is looked for first: what the members mean depends on it.
-    content.type = object_type(text);
-    object = ObjectWalk{text};
+std::string extract_content_words(std::string_view content) {
+  const std::string_view type = object_type(content);
+  if (type == "messageAnimatedEmoji") {
+    std::string emoji = member_string(content, "emoji");
+    if (!emoji.empty()) return emoji;
   }
-  const MediaKind* kind = find_media_kind(content.type);
-  walk_members(object, content, kind);
-  if (kind == nullptr || content.media.file_id != 0) return;
-  const std::size_t end = walk_end(object);
-  if (end != kNotFound) scan_media(text.substr(0, end), *kind, content.media);
-}
-
-Content read_content(const ObjectText& object) {
-  if (!object.whole) return scan_content(object);
-  Content content;
-  ObjectWalk walk{object.text};
-  read_content(walk, content);
-  return content;
+  return member_string(member_here(content, type == "messageText" ? "text" : "caption"), "text");
 }
 
 std::string message_preview_fallback(std::string_view content_type) {
@@ -100,7 +142,82 @@ std::string message_preview_fallback(std::string_view content_type) {
   return content_type.empty() ? std::string() : "[" + std::string(content_type) + "]";
 }
 
-std::string_view string_content(std::string_view value) {
-  return value.size() >= 2 && value.front() == '"' ? value.substr(1, value.size() - 2)
-                                                   : std::string_view();
+bool extract_message_photo_best_file(std::string_view content, std::int64_t& file_id,
+                                     std::int32_t& w, std::int32_t& h) {
+  SizeChoice largest;
+  SizeChoice bounded;
+  ArrayWalk walk{member_here(media_of(content, "messagePhoto", "photo"), "sizes")};
+  for (std::string_view element; next_element(walk, element);) {
+    const SizeChoice size = read_photo_size(element);
+    if (size.file_id == 0) continue;
+    if (size.area > largest.area) largest = size;
+    if (is_bounded(size) && size.area > bounded.area) bounded = size;
+  }
+  const SizeChoice& best = bounded.file_id != 0 ? bounded : largest;
+  if (best.file_id == 0) return false;
+  file_id = best.file_id;
+  w = best.w;
+  h = best.h;
+  return true;
+}
+
+bool extract_message_video_file(std::string_view content, std::int64_t& file_id,
+                                std::int64_t& thumb_file_id, std::int32_t& w, std::int32_t& h,
+                                std::int32_t& duration) {
+  Media video;
+  read_members<kVideoRows>(media_of(content, "messageVideo", "video"), video);
+  const File file = read_file(video.file);
+  if (video.type != "video" || file.id == 0) return false;
+  file_id = file.id;
+  thumb_file_id = thumbnail_file_id(video.thumbnail);
+  w = video.w;
+  h = video.h;
+  duration = video.duration;
+  return true;
+}
+
+bool extract_message_video_note_file(std::string_view content, std::int64_t& file_id,
+                                     std::int64_t& thumb_file_id, std::int32_t& length,
+                                     std::int32_t& duration) {
+  Media note;
+  read_members<kVideoNoteRows>(media_of(content, "messageVideoNote", "video_note"), note);
+  const File file = read_file(note.file);
+  if (note.type != "videoNote" || file.id == 0) return false;
+  file_id = file.id;
+  thumb_file_id = thumbnail_file_id(note.thumbnail);
+  length = note.w;
+  duration = note.duration;
+  return true;
+}
+
+bool extract_message_voice_note_file(std::string_view content, std::int64_t& file_id,
+                                     std::int32_t& duration) {
+  Media note;
+  read_members<kVoiceNoteRows>(media_of(content, "messageVoiceNote", "voice_note"), note);
+  const File file = read_file(note.file);
+  if (note.type != "voiceNote" || file.id == 0) return false;
+  file_id = file.id;
+  duration = note.duration;
+  return true;
+}
+
+bool extract_message_document_file(std::string_view content, std::int64_t& file_id,
+                                   std::int64_t& size, std::string& file_name) {
+  const std::string_view document = document_of(content);
+  const File file = read_file(member_here(document, "document"));
+  if (file.id == 0) return false;
+  file_id = file.id;
+  size = file.size;
+  file_name = member_string(document, "file_name");
+  return true;
+}
+
+std::int64_t extract_message_document_thumbnail_file_id(std::string_view content) {
+  return thumbnail_file_id(member_here(document_of(content), "thumbnail"));
+}
+
+bool is_message_document_video(std::string_view content) {
+  const std::string_view document = document_of(content);
+  return json_starts_with(member_string(document, "mime_type"), "video/") ||
+         is_video_name(member_string(document, "file_name"));
 }

@@ -2,7 +2,7 @@
 
 #include "frame/channels.h"
 #include "json/text.h"
-#include "state/told_reactions.h"
+#include "state/reactions.h"
 #include "state/users.h"
 
 namespace {

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <string_view>
 
+#include "json/walk.h"
 #include "state/message.h"
 
 struct MessagePage {
   std::int64_t total_count = -1;  // the page's own, wherever it stands; -1: none
-  ArrayWalk array;                // not an array: none was found, or it broke off
-  std::string_view rest;          // then: where messages are looked for by their marker
+  ArrayWalk messages;
 };
 
 MessagePage open_message_page(std::string_view answer);

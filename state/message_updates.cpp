@@ -16,7 +16,6 @@
 #include "state/message_content.h"
 #include "state/message_events.h"
 #include "state/reactions.h"
-#include "state/told_reactions.h"
 
 constexpr std::size_t kDeletedIdsPerEvent = 1024;
 
@@ -82,8 +81,8 @@ void on_message_send_failed(std::string_view text) {
 void on_message_content(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
-  const Content content = read_content(object_text_of(member_object(text, "new_content")));
-  emit_message_update_event(ref.chat_id, ref.id, content.words);
+  emit_message_update_event(ref.chat_id, ref.id,
+                            extract_content_words(member_object(text, "new_content")));
 }
 
 // A message whose last shown reaction is gone is told once more, with none.
@@ -117,7 +116,7 @@ void on_message_interaction_info(std::string_view text) {
     append_int_member(event, "reply_count", replies);
     end_event(event);
   }
-  tell_reactions(ref, read_interaction(object_text_of(info)).reactions);
+  tell_reactions(ref, extract_message_reactions_event_json_array(info));
 }
 
 static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids, std::size_t count,

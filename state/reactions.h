@@ -1,23 +1,18 @@
-// The reactions to a message. Pure functions, any thread.
+// The reactions to a message, and which of them the UI has been told. Main thread only; the
+// extractors are pure.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "json/object_text.h"
-#include "json/walk.h"
-
 // A JSON array [{"emoji":"..","count":N,"chosen":true|false},...] of the emoji among the first 32
-// reactions; empty when none is left. `json` is a message, or any text with an "interaction_info".
-std::string extract_message_reactions_event_json_array(std::string_view json);
+// reactions of an object "interaction_info"; empty when none is left.
+std::string extract_message_reactions_event_json_array(std::string_view interaction_info);
+std::int32_t extract_message_reply_count(std::string_view interaction_info);
 
-// What an object "interaction_info" tells.
-struct Interaction {
-  std::int32_t reply_count = 0;
-  std::string reactions;  // the array above
-};
-// Reads the one that the walk, not yet begun, is for.
-void read_interaction(ObjectWalk& info, Interaction& interaction);
-// The same; of one that breaks off only a reply count is left.
-Interaction read_interaction(const ObjectText& info);
+// The messages that the UI has been shown with reactions, so that it can be told when the last one
+// is removed. An entry lives until then or until the message is deleted.
+void note_told_reactions(std::int64_t chat_id, std::int64_t message_id);
+// True when the message was shown with reactions; it no longer counts as such.
+bool forget_told_reactions(std::int64_t chat_id, std::int64_t message_id);

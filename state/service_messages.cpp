@@ -59,21 +59,20 @@ std::string title_sentence(const std::string& title, std::int64_t sender, Names&
 }
 
 std::string sentence(std::string_view type, std::string_view message_json, Names& names) {
-  const std::int64_t sender = extract_sender_user_id(message_json);
-  const ObjectText content = find_message_content(message_json);
+  const std::int64_t sender = extract_sender_user_id(member_object(message_json, "sender_id"));
+  const std::string_view content = member_object(message_json, "content");
   if (type == "messageChatAddMembers" || type == "messageChatAddedMembers") {
-    return added_sentence(
-        extract_json_int64_array_field(content.text, "member_user_ids", kMaxMembers), sender,
-        names);
+    return added_sentence(extract_json_int64_array_field(content, "member_user_ids", kMaxMembers),
+                          sender, names);
   }
-  const std::int64_t user_id = std::max<std::int64_t>(own_int(content, "user_id", 0), 0);
+  const std::int64_t user_id = std::max<std::int64_t>(member_int(content, "user_id", 0), 0);
   // A join names nobody where the one who joined is the sender.
   const std::int64_t joined = user_id != 0 ? user_id : sender;
   if (type == "messageChatJoinByLink") return names.of(joined) + " joined via invite link";
   if (type == "messageChatJoinByRequest") return names.of(joined) + " joined (approved)";
   if (type == "messageChatDeleteMember") return removed_sentence(user_id, sender, names);
   if (type == "messageChatChangeTitle") {
-    return title_sentence(own_string(content, "title"), sender, names);
+    return title_sentence(member_string(content, "title"), sender, names);
   }
   return names.of(sender) + " pinned a message";
 }
@@ -123,14 +122,6 @@ void rebuild(const std::vector<MsgKey>& keys) {
 
 }  // namespace
 
-std::size_t MsgKeyHash::operator()(const MsgKey& key) const {
-  // Message ids of one chat lie far apart in their low bits; both ids are spread over all bits.
-  std::uint64_t mixed = static_cast<std::uint64_t>(key.chat_id) * 0x9E3779B97F4A7C15U;
-  mixed ^= static_cast<std::uint64_t>(key.message_id) + (mixed >> 29);
-  mixed *= 0xBF58476D1CE4E5B9U;
-  return static_cast<std::size_t>(mixed ^ (mixed >> 32));
-}
-
 std::string format_service_message_text(std::string_view content_type,
                                         std::string_view message_json,
                                         std::vector<std::int64_t>& missing) {
@@ -148,7 +139,9 @@ std::string format_message_preview_and_track(std::int64_t chat_id, std::int64_t 
   std::string text = sentence(content_type, message_json, names);
   if (text.empty()) text = message_preview_fallback(content_type);
   if (!missing.empty() && chat_id != 0 && message_id != 0) {
-    remember({chat_id, message_id, std::string(content_type), std::string(message_json), text,
+    // What follows the message in the text is left out.
+    const std::string_view message = message_json.substr(0, skip_value(message_json, 0));
+    remember({chat_id, message_id, std::string(content_type), std::string(message), text,
               std::move(names.user_ids)});
   }
   return text;

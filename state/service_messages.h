@@ -3,25 +3,13 @@
 // name comes. Main thread only. An entry lives until every name in its sentence is known.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-struct MsgKey {
-  std::int64_t chat_id = 0;
-  std::int64_t message_id = 0;
-};
-struct MsgKeyHash {
-  std::size_t operator()(const MsgKey& key) const;
-};
-struct MsgKeyEq {
-  bool operator()(const MsgKey& a, const MsgKey& b) const {
-    return a.chat_id == b.chat_id && a.message_id == b.message_id;
-  }
-};
+#include "state/message_key.h"
 
 struct PendingServiceMessage {
   std::int64_t chat_id = 0;

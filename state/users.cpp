@@ -7,9 +7,6 @@
 #include "frame/answer.h"
 #include "frame/channels.h"
 #include "frame/clock.h"
-#include "json/object_text.h"
-#include "json/scan.h"
-#include "json/search.h"
 #include "json/text.h"
 #include "json/walk.h"
 
@@ -20,13 +17,8 @@ std::int64_t g_next_user_request_at_ms = 0;
 
 constexpr std::int64_t kRequestIntervalMs = 60;
 
-static std::int64_t photo_small_id(const ObjectText& profile_photo) {
-  const std::int64_t id = own_int(own_object(profile_photo, "small"), "id", 0);
-  return std::max<std::int64_t>(id, 0);
-}
-
-std::int64_t extract_user_photo_small_id(std::string_view user_json) {
-  return photo_small_id(own_object(object_text_at(user_json, 0), "profile_photo"));
+std::int64_t extract_user_photo_small_id(std::string_view profile_photo) {
+  return std::max<std::int64_t>(member_int(member_object(profile_photo, "small"), "id", 0), 0);
 }
 
 static std::string_view status_word(std::string_view type) {
@@ -41,78 +33,46 @@ static std::string_view status_word(std::string_view type) {
   return {};
 }
 
-static void read_status(const ObjectText& status, UserInfo& user) {
-  user.status_type = status_word(own_type(status));
+static void read_status(std::string_view status, UserInfo& user) {
+  user.status_type = status_word(object_type(status));
   user.expires = 0;
   user.was_online = 0;
   if (user.status_type == "online") {
-    user.expires = std::max<std::int64_t>(own_int(status, "expires"), 0);
+    user.expires = std::max<std::int64_t>(member_int(status, "expires"), 0);
   } else if (user.status_type == "offline") {
-    user.was_online = std::max<std::int64_t>(own_int(status, "was_online"), 0);
+    user.was_online = std::max<std::int64_t>(member_int(status, "was_online"), 0);
   }
 }
 
-static std::string first_active(const ObjectText& object) {
-  if (!object.whole) {
-    std::vector<std::string> active =
-        extract_json_string_array_field(object.text, "active_usernames");
-    return active.empty() ? std::string() : std::move(active.front());
-  }
-  ArrayWalk walk{member_array(object.text, "active_usernames")};
+static std::string first_element(std::string_view array) {
+  ArrayWalk walk{array};
   std::string_view first;
-  return next_element(walk, first) ? value_string(first) : std::string();
+  return next_element(walk, first) ? string_of(first) : std::string();
 }
 
-// The names stand in an object of their own; a plain "username" beside the user's other members.
-static std::string find_username(const ObjectText& user) {
-  const ObjectText inner = own_object(user, "usernames");
-  const ObjectText& names = inner.text.empty() ? user : inner;
-  std::string name = own_string(names, "editable_username");
-  if (name.empty()) name = own_string(user, "username");
-  return name.empty() ? first_active(names) : name;
+std::string extract_username(std::string_view owner) {
+  const std::string_view inner = member_object(owner, "usernames");
+  const std::string_view names = inner.empty() ? owner : inner;
+  std::string name = member_string(names, "editable_username");
+  if (name.empty()) name = member_string(owner, "username");
+  return name.empty() ? first_element(member_array(names, "active_usernames")) : name;
 }
 
-static UserInfo read_broken_user(const ObjectText& object) {
-  UserInfo user;
-  user.first_name = own_string(object, "first_name");
-  user.last_name = own_string(object, "last_name");
-  user.username = find_username(object);
-  user.photo_small_id = photo_small_id(own_object(object, "profile_photo"));
-  read_status(own_object(object, "status"), user);
-  return user;
-}
-
-// A whole user is passed over once, for user updates are the most frequent after messages.
-static UserInfo read_user(std::string_view json, std::size_t begin) {
-  UserInfo user;
-  ObjectText names{json.substr(begin, 0), true};
-  std::string_view plain_username;
-  ObjectWalk walk{json.substr(begin)};
-  for (std::string_view key; next_key(walk, key);) {
-    if (is_key(key, "first_name")) {
-      user.first_name = value_string(take_value(walk));
-    } else if (is_key(key, "last_name")) {
-      user.last_name = value_string(take_value(walk));
-    } else if (is_key(key, "usernames")) {
-      names = object_text_of(take_value(walk));
-    } else if (is_key(key, "username")) {
-      plain_username = take_value(walk);
-    } else if (is_key(key, "profile_photo")) {
-      user.photo_small_id = photo_small_id(object_text_of(take_value(walk)));
-    } else if (is_key(key, "status")) {
-      read_status(object_text_of(take_value(walk)), user);
-    }
-  }
-  if (walk.stage != WalkStage::kClosed) return read_broken_user(object_text_at(json, begin));
-  if (names.text.empty()) {
-    user.username = find_username({json.substr(begin, walk.pos), true});
-  } else {
-    user.username = own_string(names, "editable_username");
-    if (user.username.empty()) user.username = value_string(plain_username);
-    if (user.username.empty()) user.username = first_active(names);
-  }
-  return user;
-}
+// A user's own members, as far as they count.
+struct UserMembers {
+  std::int64_t id = 0;
+  std::string first_name;
+  std::string last_name;
+  std::string_view status;
+  std::string_view profile_photo;
+};
+static constexpr Row<UserMembers> kUserRows[] = {
+    {"id", value_into<&UserMembers::id>},
+    {"first_name", value_into<&UserMembers::first_name>},
+    {"last_name", value_into<&UserMembers::last_name>},
+    {"status", object_into<&UserMembers::status>},
+    {"profile_photo", object_into<&UserMembers::profile_photo>},
+};
 
 static auto fields(const UserInfo& u) {
   return std::tie(u.first_name, u.last_name, u.username, u.photo_small_id, u.status_type,
@@ -120,27 +80,30 @@ static auto fields(const UserInfo& u) {
 }
 
 bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
-  static constexpr std::string_view kMarker = "\"@type\":\"user\",\"id\":";
   user_id = 0;
-  const std::size_t marker = find_bytes(json, kMarker);
-  if (marker == kNotFound) return false;
-  std::int64_t id = 0;
-  const std::size_t digits = json.find_first_not_of(" \t\r\n", marker + kMarker.size());
-  if (!parse_int_at(json, digits, id) || id < 1) return false;
-  user_id = id;
-  UserInfo user = read_user(json, marker == 0 ? 0 : marker - 1);
-  UserInfo* known = g_user_cache.find(id);
+  std::string copy;
+  const std::string_view user_json = find_object(json, "\"@type\":\"user\",\"id\":", copy);
+  UserMembers members;
+  read_members<kUserRows>(user_json, members);
+  if (members.id < 1) return false;
+  user_id = members.id;
+  UserInfo user;
+  user.first_name = std::move(members.first_name);
+  user.last_name = std::move(members.last_name);
+  user.username = extract_username(user_json);
+  user.photo_small_id = extract_user_photo_small_id(members.profile_photo);
+  read_status(members.status, user);
+  UserInfo* known = g_user_cache.find(user_id);
   if (known != nullptr && fields(*known) == fields(user)) return false;
-  (known != nullptr ? *known : g_user_cache.get(id)) = std::move(user);
+  (known != nullptr ? *known : g_user_cache.get(user_id)) = std::move(user);
   return true;
 }
 
 bool update_user_status_from_json(std::string_view json, std::int64_t& user_id) {
-  const ObjectText update = object_text_at(json, 0);
-  user_id = std::max<std::int64_t>(own_int(update, "user_id", 0), 0);
+  user_id = std::max<std::int64_t>(member_int(json, "user_id", 0), 0);
   UserInfo* known = g_user_cache.find(user_id);
-  const ObjectText status = own_object(update, "status");
-  if (known == nullptr || status.text.empty()) return false;
+  const std::string_view status = member_object(json, "status");
+  if (known == nullptr || status.empty()) return false;
   UserInfo now;
   read_status(status, now);
   const auto times = [](const UserInfo& u) {

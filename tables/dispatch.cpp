@@ -1,5 +1,6 @@
 #include "tables/dispatch.h"
 
+#include <array>
 #include <string>
 
 #include "frame/channels.h"
@@ -82,18 +83,28 @@ static std::string_view type_at(std::string_view text, std::size_t key) {
   return text.substr(begin, text.find('"', begin) - begin);
 }
 
+// The object in which a row's marker stands; all of the text when "@type" is not its first member.
+static std::string_view object_around(std::string_view text, std::size_t key) {
+  return key > 0 && text[key - 1] == '{' ? text.substr(key - 1) : text;
+}
+
 // The text's leading "@type" does not decide, so each row's marker counts wherever it stands: one
 // pass collects the types that occur, then the rows run in the table's order.
 static void dispatch_by_markers(Rooms& rooms, std::string_view text) {
   const Table<UpdateRow> table = update_table();
   std::uint64_t hits = 0;
+  std::array<std::string_view, 64> objects;  // by row
   for (std::size_t key = find_bytes(text, kTypeKey); key != kNotFound;
        key = find_bytes(text, kTypeKey, key + kTypeKey.size())) {
     const UpdateRow* row = find_update_row(type_at(text, key));
-    if (row != nullptr) hits |= std::uint64_t{1} << (row - table.begin());
+    if (row == nullptr) continue;
+    const auto place = static_cast<std::size_t>(row - table.begin());
+    if ((hits >> place & 1) == 0) objects[place] = object_around(text, key);
+    hits |= std::uint64_t{1} << place;
   }
   for (const UpdateRow& row : table) {
-    if ((hits >> (&row - table.begin()) & 1) != 0) row.handle(rooms, text);
+    const auto place = static_cast<std::size_t>(&row - table.begin());
+    if ((hits >> place & 1) != 0) row.handle(rooms, objects[place]);
   }
 }
 

@@ -3,14 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <set>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "json/search.h"
-#include "tests/corpus.h"
 
 namespace {
 
@@ -18,11 +15,13 @@ namespace {
 std::string members(std::string_view object) {
   std::string out;
   ObjectWalk walk{object};
-  for (JsonMember member; next_member(walk, member);) {
-    out += std::string(member.key) + '=' + std::string(member.value) + ';';
+  std::string_view key;
+  while (next_key(walk, key)) {
+    const std::string_view value = take_value(walk);
+    if (!value.empty()) out += std::string(key) + '=' + std::string(value) + ';';
   }
-  JsonMember again;
-  EXPECT_FALSE(next_member(walk, again)) << object;
+  EXPECT_FALSE(next_key(walk, key)) << object;
+  EXPECT_EQ(take_value(walk), "") << object;
   return out;
 }
 
@@ -41,14 +40,17 @@ TEST(JsonWalk, Members) {
   EXPECT_EQ(members("{ \"a\" :\t1 ,\r\n\"b\": [ ] } "), "a=1;b=[ ];");
 }
 
-// What was whole before the text broke off has been delivered, and nothing else.
+// What was whole before the text broke off has been delivered; of the rest only a container, whose
+// own members follow the same rule.
 TEST(JsonWalk, BrokenTexts) {
   for (const char* text : {"", "[1]", "null", "{", "{\"a", "{\"a\"", "{\"a\":", "{\"a\":}", "{,}",
-                           "{\"a\" 1}", "{1:2}", "{\"a\":tr", "{\"a\":\"x", "{\"a\":{\"b\":1"}) {
+                           "{\"a\" 1}", "{1:2}", "{\"a\":tr", "{\"a\":\"x", "{\"a\":12"}) {
     EXPECT_EQ(members(text), "") << text;
   }
   EXPECT_EQ(members(R"({"a":1,"b":2)"), "a=1;");
   EXPECT_EQ(members(R"({"a":{"b":1})"), R"(a={"b":1};)");
+  EXPECT_EQ(members(R"({"a":{"b":1)"), R"(a={"b":1;)");
+  EXPECT_EQ(members(R"({"a":[{"b":1},)"), R"(a=[{"b":1},;)");
   EXPECT_EQ(members(R"({"a":1 "b":2})"), "a=1;");
   EXPECT_EQ(members(R"({"a":1,})"), "a=1;");
   EXPECT_EQ(members(R"({"a":1,"b)"), "a=1;");
@@ -61,7 +63,8 @@ TEST(JsonWalk, Elements) {
   EXPECT_EQ(elements("[]"), "");
   EXPECT_EQ(elements("{}"), "");
   EXPECT_EQ(elements("[1,2"), "1;");
-  EXPECT_EQ(elements("[1,[2"), "1;");
+  EXPECT_EQ(elements("[1,[2"), "1;[2;");
+  EXPECT_EQ(elements(R"([1,{"a":2)"), R"(1;{"a":2;)");
   EXPECT_EQ(elements("[1 2]"), "1;");
 }
 
@@ -85,95 +88,68 @@ TEST(JsonWalk, OwnMembersOnly) {
   EXPECT_EQ(member_int(R"({"a":1,"b":2,"c":{"open)", "b"), 2);
 }
 
-TEST(JsonWalk, Values) {
-  EXPECT_EQ(value_int("-15,"), -15);
-  EXPECT_EQ(value_int("1.5"), 1);
-  EXPECT_EQ(value_int("-", 3), 3);
-  EXPECT_EQ(value_int("null", 3), 3);
-  EXPECT_EQ(value_int("\"5\"", 3), 3);
-  EXPECT_EQ(value_int("18446744073709551618"), 2);
-  EXPECT_EQ(value_int64("\"-9223372036854775808\""), INT64_MIN);
-  EXPECT_EQ(value_int64("\"x\"", 0), 0);
-  EXPECT_EQ(value_int64("\""), -1);
-  EXPECT_EQ(value_string("\""), "");
-  EXPECT_FALSE(value_true("truex"));
-  EXPECT_FALSE(value_is_object(""));
+struct Record {
+  std::int64_t number = -9;
+  std::int32_t size = -9;
+  bool flag = false;
+  std::string text = "old";
+  std::optional<std::string> title;
+  std::string_view word;
+  std::string_view object;
+  std::string_view array;
+};
+constexpr Row<Record> kRows[] = {
+    {"number", value_into<&Record::number>},  {"size", value_into<&Record::size>},
+    {"flag", value_into<&Record::flag>},      {"text", value_into<&Record::text>},
+    {"title", value_into<&Record::title>},    {"word", word_into<&Record::word>},
+    {"object", object_into<&Record::object>}, {"array", array_into<&Record::array>},
+};
+
+std::string read_record(std::string_view json) {
+  Record r;
+  read_members<kRows>(json, r);
+  std::string out = std::to_string(r.number) + ' ' + std::to_string(r.size) + ' ';
+  out.append(r.flag ? "true " : "false ").append(r.text + ' ' + r.title.value_or("-") + ' ');
+  out.append(r.word).append(" ").append(r.object).append(" ").append(r.array);
+  return out;
+}
+
+// A value of another kind, or one that does not fit, leaves what was there; the first one counts.
+TEST(JsonWalk, RowsReadOwnMembersOfTheirKind) {
+  const char* const nothing = "-9 -9 false old -   ";
+  EXPECT_EQ(read_record(R"({"in":{"number":1},"number":-5,"size":7,"flag":true,"text":"\u00e9",)"
+                        R"("title":"","word":"a\"b","object":{"x":1},"array":[2],"number":6})"),
+            R"(-5 7 true é  a\"b {"x":1} [2])");
+  for (const char* json :
+       {"", "[]", "{}", R"({"number":"5","size":null,"flag":1,"text":5,"title":null,"word":{}})",
+        R"({"object":[1],"array":{},"number":99999999999999999999,"flag":truex})",
+        R"({"in":{"number":5,"size":6},"text":"cut)", R"({"number":5)"}) {
+    EXPECT_EQ(read_record(json), nothing) << json;
+  }
+  EXPECT_EQ(read_record(R"({"size":-7})"), "-9 0 false old -   ");
+  EXPECT_EQ(read_record(R"({"size":2147483648})"), "-9 2147483647 false old -   ");
+  EXPECT_EQ(read_record(R"({"size":4,"object":{"number":5,)"),
+            R"(-9 4 false old -  {"number":5, )");
+}
+
+TEST(JsonWalk, FindsAnObjectByItsFirstMembers) {
+  std::string copy;
+  const auto find = [&](std::string_view text) {
+    return std::string(find_object(text, R"("@type":"user","id":)", copy));
+  };
+  EXPECT_EQ(find(R"({"u":{"@type":"user","id":5}})"), R"({"@type":"user","id":5}})");
+  EXPECT_EQ(find(R"({"x":1,"@type":"user","id":5})"), R"({"@type":"user","id":5})");
+  EXPECT_EQ(find(R"("@type":"user","id":5)"), R"({"@type":"user","id":5)");
+  EXPECT_EQ(find(R"({"@type":"users","id":5})"), "");
+}
+
+TEST(JsonWalk, SkipsValues) {
   EXPECT_EQ(skip_value("[1]", 0), 3U);
   EXPECT_EQ(skip_value("7,", 0), 1U);
   EXPECT_EQ(skip_value("7", 0), kNotFound);  // whole or cut, nobody knows
   EXPECT_EQ(skip_value(",", 0), kNotFound);
   EXPECT_EQ(skip_value("1", 9), kNotFound);
   EXPECT_EQ(skip_value("1234567890123456789012345,", 0), 25U);
-}
-
-// Where a value lies in the text.
-using Place = std::pair<const char*, std::size_t>;
-Place place_of(std::string_view value) { return {value.data(), value.size()}; }
-
-void list_bounded(std::string_view value, std::set<Place>& out) {
-  out.insert(place_of(value));
-  ObjectWalk object{value};
-  for (JsonMember member; next_member(object, member);) list_bounded(member.value, out);
-  ArrayWalk array{value};
-  for (std::string_view element; next_element(array, element);) list_bounded(element, out);
-}
-
-// The same in place; every seventh value is left after its first inner one.
-template <class Walk>
-void list_in_place(Walk& outer, std::vector<Place>& out) {
-  const std::string_view here = value_here(outer);
-  const bool all = out.size() % 7 != 6;
-  ObjectWalk object{here};
-  for (std::string_view key; next_key(object, key) && (list_in_place(object, out), all);) {
-  }
-  ArrayWalk array{here};
-  while (next_place(array) && (list_in_place(array, out), all)) {
-  }
-  leave(outer, object);
-  leave(outer, array);
-  const char* end = outer.text.data() + outer.pos;
-  const bool walked = outer.stage == WalkStage::kBetween;
-  out.push_back(walked ? Place(here.data(), end - here.data()) : place_of(take_value(outer)));
-}
-
-// A walk in place ends every value where a bounded one does, left early or not.
-TEST(JsonWalk, InPlace) {
-  for (const CorpusText& entry : corpus()) {
-    const std::string text = '[' + entry.text + "]]}\"";
-    std::set<Place> bounded;
-    list_bounded(std::string_view(text).substr(1, entry.text.size()), bounded);
-    std::vector<Place> found;
-    ArrayWalk top{text};
-    ASSERT_TRUE(next_place(top));
-    list_in_place(top, found);
-    EXPECT_FALSE(next_place(top));
-    EXPECT_EQ(top.stage, WalkStage::kClosed);
-    EXPECT_EQ(walk_end(top), entry.text.size() + 2);
-    EXPECT_EQ(found.back(), Place(text.data() + 1, entry.text.size()));
-    EXPECT_GT(found.size(), 5U);
-    for (const Place& place : found) {
-      ASSERT_EQ(bounded.count(place), 1U) << std::string_view(place.first, place.second);
-    }
-  }
-}
-
-TEST(JsonWalk, InPlaceOverWrongKindsAndBreaks) {
-  ObjectWalk walk{R"({"a":null,"b":[1,{"c":2)"};
-  std::string_view key;
-  ASSERT_TRUE(next_key(walk, key));
-  ObjectWalk none{value_here(walk)};
-  EXPECT_FALSE(next_key(none, key));
-  leave(walk, none);
-  ASSERT_TRUE(next_key(walk, key));
-  EXPECT_EQ(key, "b");
-  ArrayWalk array{value_here(walk)};
-  ASSERT_TRUE(next_place(array));
-  EXPECT_EQ(value_int(value_here(array)), 1);
-  leave(walk, array);
-  EXPECT_FALSE(next_key(walk, key));
-  EXPECT_EQ(walk.stage, WalkStage::kBroken);
-  EXPECT_EQ(take_value(walk), "");
-  EXPECT_EQ(value_here(walk), "");
 }
 
 }  // namespace

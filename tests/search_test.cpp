@@ -5,7 +5,7 @@
 
 namespace {
 
-std::string url_of(std::string_view content) { return first_url(object_text_at(content, 0)); }
+std::string url_of(std::string_view content) { return first_url(content); }
 
 std::string entity(int offset, int length, const std::string& type = "textEntityTypeUrl") {
   return R"({"@type":"textEntity","offset":)" + std::to_string(offset) + R"(,"length":)" +

@@ -147,9 +147,12 @@ TEST_F(Users, BadUserObjects) {
   }
   EXPECT_EQ(g_user_cache.size(), 0U);
   EXPECT_TRUE(lines.take().empty());
-  // One that breaks off is read to its end.
+  // One that breaks off is what came whole; half a number or string is worth nothing.
+  EXPECT_EQ(learn_user(R"({"@type":"user","id":4)"), 0);
+  EXPECT_EQ(learn_user(R"({"@type":"user","id":4,"first_name":"Ann","last_name":"Le)"), 4);
+  EXPECT_EQ(lines.take(), Strings{R"({"type":"user","id":4,"name":"Ann"})"});
   EXPECT_EQ(learn_user(R"({"@type":"user","id":4,"first_name":"Ann","profile_photo":{"id":"5",)"
-                       R"("small":{"@type":"file","id":6)"),
+                       R"("small":{"@type":"file","id":6,)"),
             4);
   EXPECT_EQ(lines.take(), Strings{R"({"type":"user","id":4,"name":"Ann","photo_small_id":6})"});
   EXPECT_EQ(learn_user(R"({"@type":"user","id": 5,"first_name": "Bob"})"), 5);

@@ -31,7 +31,7 @@ std::string scope_settings(const std::string& scope, int mute_for) {
 std::string chat_object(std::int64_t chat_id, const std::string& type, const std::string& title,
                         const std::string& settings) {
   return R"({"@type":"chat","id":)" + std::to_string(chat_id) + R"(,"type":{"@type":")" + type +
-         R"(},"title":")" + title +
+         R"("},"title":")" + title +
          R"(","positions":[],"unread_count":0,)"
          R"("notification_settings":{"@type":"chatNotificationSettings",)" +
          settings + "}}";
