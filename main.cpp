@@ -2,6 +2,8 @@
 // and reads replies from its standard output and events from the events file.
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -10,8 +12,10 @@
 #include "frame/channels.h"
 #include "frame/config.h"
 #include "frame/crash.h"
+#include "frame/events_file.h"
 #include "frame/files.h"
 #include "frame/loop.h"
+#include "frame/signals.h"
 #include "frame/tdlib.h"
 #include "frame/ui_running.h"
 #include "json/text.h"
@@ -79,6 +83,12 @@ void announce_client(int client_id) {
   end_event(event);
 }
 
+// The earlier of two, where -1 is none.
+std::int64_t earlier(std::int64_t a_ms, std::int64_t b_ms) {
+  if (a_ms < 0 || b_ms < 0) return std::max(a_ms, b_ms);
+  return std::min(a_ms, b_ms);
+}
+
 void serve(const TdApi& api, const Config& config) {
   Rooms rooms;
   rooms.auth.auto_set_params = config.auto_set_params;
@@ -95,15 +105,19 @@ void serve(const TdApi& api, const Config& config) {
     send_next_user_request(rooms.td);
     run_due_timers(rooms.timers);
   };
+  hooks.next_deadline = [&] {
+    return earlier(next_timer_ms(rooms.timers), next_user_request_ms());
+  };
   hooks.object = [&](std::string_view text) { dispatch_object(rooms, text); };
-  run_loop(api, hooks, rooms.keep_running);
+  run_loop(api, rooms.td, hooks, {config.wake_on_input, config.exit_on_eof}, rooms.keep_running);
 }
 
 // The start-up, each step once and in this order.
 int main_impl(int argc, char** argv) {
+  ignore_write_signals();
   name_process("TDLib UI Lumo");
   open_missing_standard_descriptors();
-  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) set_fd_nonblocking(fd);
+  unblock_standard_descriptors();
   Config config = read_config_mode();
   g_hub_mode = config.mode == "hub";
   set_allocation_policy(config);
@@ -128,6 +142,7 @@ int main_impl(int argc, char** argv) {
   g_log_to_stderr = config.log_stderr;
   record_module_bases(api);
   install_crash_handlers();
+  install_end_signals();
   dbg("BACKEND_START pid=" + std::to_string(getpid()) + " mode=" + config.mode +
       " exe_dir=" + exe_dir);
   read_config_step(config, ConfigStep::kVerbosity);
@@ -142,7 +157,10 @@ int main_impl(int argc, char** argv) {
   if (!take_database_lock(config.db_dir)) {
     return fail_start(api, "FATAL tdlib db locked", kExitDatabaseLocked);
   }
-  if (!config.events_file.empty()) open_events_file(config.events_file, config.events_append);
+  if (!config.events_file.empty()) {
+    open_events_file(config.events_file, config.events_append, config.events_max_bytes);
+  }
+  read_config_step(config, ConfigStep::kLoop);
 
   serve(api, config);
   close_output_files();
@@ -154,6 +172,7 @@ int main_impl(int argc, char** argv) {
 int main(int argc, char** argv) {
   const int status = run_main(main_impl, argc, argv);
   std::fflush(nullptr);
+  restore_standard_descriptors();
 #ifdef __SANITIZE_ADDRESS__
   __lsan_do_leak_check();
 #endif

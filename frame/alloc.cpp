@@ -145,6 +145,12 @@ bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_l
   throw std::bad_alloc();
 }
 
+// What malloc could not serve.
+[[gnu::noinline, gnu::cold]] void* allocate_mapped(std::size_t size, const void* caller) {
+  if (void* p = try_mmap_alloc(size)) return p;
+  return out_of_memory(size, caller);
+}
+
 // The whole of an allocation.
 [[gnu::noinline]] void* allocate_any(std::size_t size, const void* caller) {
   if (size == 0) size = 1;
@@ -152,15 +158,16 @@ bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_l
     if (void* p = try_mmap_alloc(size)) return p;
   }
   if (void* p = std::malloc(size)) return p;
-  if (void* p = try_mmap_alloc(size)) return p;
-  return out_of_memory(size, caller);
+  return allocate_mapped(size, caller);
 }
 
-// The hot path of new: null for a request that allocate_any has to look at. It leaves the switch
-// alone, which decides about large requests only, and asks malloc once more after a failure.
-[[gnu::always_inline]] inline void* allocate_small(std::size_t size) {
-  if (__builtin_expect(size == 0 || size >= g_mmap_large_threshold, 0)) return nullptr;
-  return std::malloc(size);
+// The hot path of new. It leaves the switch alone, which decides about large requests only.
+[[gnu::always_inline]] inline void* allocate(std::size_t size, const void* caller) {
+  if (__builtin_expect(size == 0 || size >= g_mmap_large_threshold, 0)) {
+    return allocate_any(size, caller);
+  }
+  void* p = std::malloc(size);
+  return __builtin_expect(p != nullptr, 1) ? p : allocate_mapped(size, caller);
 }
 
 // A mapping is aligned to the page and no further: what wants more comes from malloc alone.
@@ -197,21 +204,13 @@ bool is_large(std::size_t size) { return g_mmap_large_allocs && size >= g_mmap_l
 
 #define TD_CALLER __builtin_return_address(0)
 
-void* operator new(std::size_t size) {
-  if (void* p = allocate_small(size)) return p;
-  return allocate_any(size, TD_CALLER);
-}
-void* operator new[](std::size_t size) {
-  if (void* p = allocate_small(size)) return p;
-  return allocate_any(size, TD_CALLER);
-}
+void* operator new(std::size_t size) { return allocate(size, TD_CALLER); }
+void* operator new[](std::size_t size) { return allocate(size, TD_CALLER); }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  if (void* p = allocate_small(size)) return p;
-  return allocate_any(size, nullptr);
+  return allocate(size, nullptr);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  if (void* p = allocate_small(size)) return p;
-  return allocate_any(size, nullptr);
+  return allocate(size, nullptr);
 }
 void* operator new(std::size_t size, std::align_val_t align) {
   return allocate_aligned(size, align, TD_CALLER);

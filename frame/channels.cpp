@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "frame/events_file.h"
+#include "frame/files.h"
 #include "json/scan.h"
 #include "json/text.h"
 
@@ -84,6 +86,9 @@ LineFate write_line(int fd, std::string_view text, std::string_view end) {
   return out > before ? LineFate::kTorn : LineFate::kNothing;
 }
 
+// Text that comes from elsewhere must not look like a line of its own.
+static bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
+
 void write_line_best_effort(int fd, const char* prefix, const char* msg) {
   if (fd < 0) return;
   if (msg == nullptr) msg = "(null)";
@@ -96,6 +101,7 @@ void write_line_best_effort(int fd, const char* prefix, const char* msg) {
   const bool fits = prefix_len + msg_len + 1 <= kTextMax;
   const std::size_t copied = fits ? msg_len : kTextMax - prefix_len;
   std::memcpy(line + prefix_len, msg, copied);
+  std::replace_if(line + prefix_len, line + prefix_len + copied, is_control, ' ');
   line[prefix_len + copied] = fits ? '\n' : '\0';
   (void)write_line(fd, {line, prefix_len + copied}, {line + prefix_len + copied, 1});
 }
@@ -113,14 +119,21 @@ static bool is_acknowledgement(std::string_view line) {
 
 void print_line(std::string_view line) {
   if (!g_verbose_stdout && is_acknowledgement(line)) return;
-  (void)write_line(STDOUT_FILENO, line, "\n");
+  if (std::none_of(line.begin(), line.end(), is_control)) {
+    (void)write_line(STDOUT_FILENO, line, "\n");
+    return;
+  }
+  std::string plain(line);
+  std::replace_if(plain.begin(), plain.end(), is_control, ' ');
+  (void)write_line(STDOUT_FILENO, plain, "\n");
 }
 
 // In hub mode only what a notification needs leaves; a line whose type cannot be told does, too.
 static bool passes_hub_filter(std::string_view json) {
   static constexpr std::string_view kKey = "\"type\":\"";
-  static constexpr std::string_view kPassed[] = {"auth_state", "chat_unread", "call_update",
-                                                 "hub_notify_message", "td_error"};
+  static constexpr std::string_view kPassed[] = {"auth_state",  "chat_unread",
+                                                 "call_update", "hub_notify_message",
+                                                 "td_error",    "events_rotated"};
   const std::size_t key = json.find(kKey);
   if (key == std::string_view::npos) return true;
   const std::size_t begin = key + kKey.size();
@@ -131,10 +144,11 @@ static bool passes_hub_filter(std::string_view json) {
 }
 
 void emit_event_json_line(std::string_view json) {
+  if (g_files_wait) open_waiting_files();
   const int fd = g_events_fd;
   if (fd < 0) return;
   if (g_hub_mode && !passes_hub_filter(json)) return;
-  (void)write_line(fd, json, "\n");
+  if (write_line(fd, json, "\n") == LineFate::kWhole) events_file_grew(json.size() + 1);
 }
 
 std::string begin_event(std::string_view type, std::size_t reserved) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-extern bool g_hub_mode;                    // only five event types leave
+extern bool g_hub_mode;                    // only the event types of that mode leave
 extern bool g_verbose_stdout;              // no events file: every reply line is written
 extern std::atomic<bool> g_log_to_stderr;  // diagnostic lines go to standard error, too
 extern std::atomic<int> g_log_fd;          // -1: closed, as for the three below
@@ -33,8 +33,8 @@ void set_line_cut(int fd, bool cut);
 bool take_line_cut(int fd);
 
 // One line, prefix and message, in a single write; nothing when fd is negative, "(null)" for a
-// null message. A line that does not fit 2048 bytes is written as its first 2047 bytes and a
-// NUL, without a line feed. Any thread; allocates nothing.
+// null message, a blank for a control character. A line that does not fit 2048 bytes is written as
+// its first 2047 bytes and a NUL, without a line feed. Any thread; allocates nothing.
 void write_line_best_effort(int fd, const char* prefix, const char* msg);
 
 // A diagnostic line "[backend] <msg>" to standard error (when switched on), log and mirror.
@@ -45,7 +45,8 @@ inline void dbg(const std::string& msg) { dbg(msg.c_str()); }
 inline bool dbg_on() { return g_log_to_stderr || g_log_fd >= 0 || g_log_mirror_fd >= 0; }
 
 // A reply line for the UI on standard output. With an events file in use, acknowledgements
-// ("OK ", "ERR ", "TD_ERROR ", "PONG", "BYE") are left out: the UI follows the events.
+// ("OK ", "ERR ", "TD_ERROR ", "PONG", "BYE") are left out: the UI follows the events. Control
+// characters are written as blanks.
 void print_line(std::string_view line);
 
 // One event: a complete JSON object on one line. Nothing happens without an events file. All

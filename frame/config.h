@@ -34,8 +34,11 @@ struct Config {
   std::int64_t log_verbosity = 0;
   std::string events_file;  // empty: no events
   bool events_append = false;
+  std::int64_t events_max_bytes = 0;  // 0 or less: no limit
   std::string db_dir;
   std::string files_dir;
+  bool wake_on_input = false;
+  bool exit_on_eof = false;
 };
 
 // The points of the start-up at which keys are read.
@@ -49,7 +52,8 @@ enum class ConfigStep {
   kLog,
   kVerbosity,
   kEvents,
-  kDirs
+  kDirs,
+  kLoop
 };
 
 // Reads the mode; every other field has its default for that mode.

@@ -7,10 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "frame/channels.h"
-#include "frame/clock.h"
-#include "json/text.h"
 
 void open_missing_standard_descriptors() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
@@ -25,22 +24,31 @@ void set_fd_nonblocking(int fd) {
   (void)fcntl(fd, F_SETFL, flags | O_NONBLOCK);
 }
 
+static int g_standard_flags[3] = {-1, -1, -1};
+
+void unblock_standard_descriptors() {
+  // All are read first, for they may share what one of them changes.
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    g_standard_flags[fd] = fcntl(fd, F_GETFL);
+  }
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) set_fd_nonblocking(fd);
+}
+
+void restore_standard_descriptors() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    const int before = g_standard_flags[fd];
+    const int now = fcntl(fd, F_GETFL);
+    if (before < 0 || now < 0 || (before & O_NONBLOCK) != 0) continue;
+    (void)fcntl(fd, F_SETFL, now & ~O_NONBLOCK);
+  }
+}
+
 void mkdir_if_missing(const std::string& path) {
   if (path.empty() || mkdir(path.c_str(), 0777) == 0 || errno == EEXIST) return;
   std::fprintf(stderr, "mkdir('%s') failed: %s\n", path.c_str(), std::strerror(errno));
 }
 
-static int open_output_file(const std::string& path, int flags) {
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | flags, 0666);
-  if (fd < 0) {
-    std::fprintf(stderr, "open('%s') failed: %s\n", path.c_str(), std::strerror(errno));
-    return -1;
-  }
-  set_fd_nonblocking(fd);
-  return fd;
-}
-
-// Whether the file has an end that a line could be joined to.
+// Whether lines behind the file's end would be joined to its last one.
 static bool ends_within_line(const std::string& path) {
   struct stat info {};
   if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0) return false;
@@ -53,31 +61,57 @@ static bool ends_within_line(const std::string& path) {
   return last != '\n';
 }
 
-// For lines behind those that are there.
-static void open_for_append(const std::string& path, std::atomic<int>& fd) {
-  fd = open_output_file(path, O_APPEND);
-  if (fd >= 0) set_line_cut(fd, ends_within_line(path));
+struct WaitingFile {
+  std::string path;
+  int flags;
+  std::atomic<int>& fd;
+  void (*opened)();
+};
+static std::vector<WaitingFile> g_waiting_files;
+bool g_files_wait = false;
+
+// False, with errno, when it cannot be opened.
+static bool try_open(const WaitingFile& file) {
+  const int fd = open(file.path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | file.flags, 0666);
+  if (fd < 0) return false;
+  file.fd = fd;
+  set_line_cut(fd, file.flags == O_APPEND && ends_within_line(file.path));
+  if (file.opened != nullptr) file.opened();
+  return true;
+}
+
+static bool is_fifo(const std::string& path) {
+  struct stat info {};
+  return stat(path.c_str(), &info) == 0 && S_ISFIFO(info.st_mode);
+}
+
+void open_output_file(const std::string& path, int flags, std::atomic<int>& fd, void (*opened)()) {
+  const WaitingFile file = {path, flags, fd, opened};
+  if (try_open(file)) return;
+  if (errno == ENXIO && is_fifo(path)) {
+    dbg("FIFO_WAIT no reader path=" + path);
+    g_waiting_files.push_back(file);
+    g_files_wait = true;
+    return;
+  }
+  std::fprintf(stderr, "open('%s') failed: %s\n", path.c_str(), std::strerror(errno));
+}
+
+void open_waiting_files() {
+  std::vector<WaitingFile> waiting;
+  waiting.swap(g_waiting_files);
+  g_files_wait = false;  // what is written meanwhile does not come back here
+  for (const WaitingFile& file : waiting) {
+    if (!try_open(file)) g_waiting_files.push_back(file);
+  }
+  g_files_wait = !g_waiting_files.empty();
 }
 
 void open_log_files(const std::string& log_path, const std::string& mirror_path) {
-  if (!log_path.empty()) open_for_append(log_path, g_log_fd);
+  if (!log_path.empty()) open_output_file(log_path, O_APPEND, g_log_fd);
   if (!mirror_path.empty() && mirror_path != log_path) {
-    open_for_append(mirror_path, g_log_mirror_fd);
+    open_output_file(mirror_path, O_APPEND, g_log_mirror_fd);
   }
-}
-
-void open_events_file(const std::string& path, bool append) {
-  if (append) {
-    open_for_append(path, g_events_fd);
-  } else {
-    g_events_fd = open_output_file(path, O_TRUNC);
-  }
-  if (g_events_fd < 0) return;
-  dbg("EVENTS_OPEN path=" + path + " mode=" + (append ? "append" : "truncate"));
-  std::string run = begin_event("backend_run");
-  append_int_member(run, "pid", getpid());
-  append_int_member(run, "mono_ms", mono_ms());
-  end_event(run);
 }
 
 bool take_database_lock(const std::string& db_dir) {
@@ -102,7 +136,14 @@ bool take_database_lock(const std::string& db_dir) {
 
 void close_descriptor(std::atomic<int>& fd) {
   const int open_fd = fd.exchange(-1);
-  if (open_fd >= 0) (void)close(open_fd);
+  if (open_fd < 0) return;
+  const int null_fd = open("/dev/null", O_RDWR);
+  if (null_fd < 0) {
+    (void)close(open_fd);
+    return;
+  }
+  (void)dup2(null_fd, open_fd);
+  (void)close(null_fd);
 }
 
 void close_output_files() {

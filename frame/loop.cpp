@@ -1,76 +1,81 @@
 #include "frame/loop.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "frame/channels.h"
+#include "frame/clock.h"
+#include "frame/input.h"
+#include "frame/signals.h"
+#include "frame/wake.h"
 #include "json/text.h"
+#include "platform/heap.h"
 
-constexpr std::size_t kKeptInput = 64 * 1024;
-constexpr double kReceiveTimeoutSeconds = 0.2;
+constexpr std::int64_t kShortWaitMs = 200;
+constexpr std::int64_t kLongWaitMs = 60000;
+constexpr std::size_t kLargeObject = 1024 * 1024;
 
-static void split_lines(PendingInput& pending, std::vector<std::string>& lines) {
-  std::size_t begin = 0;
-  while (true) {
-    const std::size_t end = pending.bytes.find('\n', std::max(begin, pending.searched));
-    if (end == std::string::npos) break;
-    lines.emplace_back(pending.bytes, begin, end - begin);
-    begin = end + 1;
-  }
-  pending.bytes.erase(0, begin);
-  // A line of megabytes leaves no megabytes behind.
-  if (pending.bytes.empty() && pending.bytes.capacity() > kKeptInput) {
-    std::string().swap(pending.bytes);
-  }
-  pending.searched = pending.bytes.size();
+namespace {
+
+void quit(bool& keep_running) {
+  print_line("BYE");
+  keep_running = false;
 }
 
-void read_input_lines(PendingInput& pending, std::vector<std::string>& lines) {
-  char buffer[4096];
-  while (true) {
-    const ssize_t got = read(STDIN_FILENO, buffer, sizeof buffer);
-    if (got > 0) {
-      pending.bytes.append(buffer, static_cast<std::size_t>(got));
-      split_lines(pending, lines);
-    } else if (got == 0) {
-      return;  // end of input does not stop the backend
-    } else if (errno != EINTR) {
-      if (errno != EAGAIN) std::fprintf(stderr, "read(stdin) failed: %s\n", std::strerror(errno));
-      return;
-    }
-  }
+void run_command(std::string_view line, const LoopHooks& hooks, bool& keep_running) {
+  line = trim(line);
+  if (line == "quit") return quit(keep_running);
+  if (!line.empty()) hooks.command(line);
 }
 
-static void run_commands(const std::vector<std::string>& lines, const LoopHooks& hooks,
-                         bool& keep_running) {
-  for (const std::string& text : lines) {
-    const std::string_view line = trim(text);
-    if (line.empty()) continue;
-    if (line == "quit") {
-      print_line("BYE");
-      keep_running = false;
-      return;
-    }
-    hooks.command(line);
+// Lines behind "quit" are dropped.
+InputState run_commands(Input& input, const LoopHooks& hooks, const LoopSettings& settings,
+                        bool& keep_running) {
+  const InputState state = read_input(input);
+  std::string_view line;
+  while (keep_running && take_line(input, line)) run_command(line, hooks, keep_running);
+  if (state == InputState::kEnded && settings.exit_on_eof) {
+    if (keep_running) run_command(take_rest(input), hooks, keep_running);
+    if (keep_running) quit(keep_running);
   }
+  drop_taken(input);
+  return state;
 }
 
-void run_loop(const TdApi& api, const LoopHooks& hooks, bool& keep_running) {
-  PendingInput pending;
-  std::vector<std::string> lines;
-  std::string received;
-  while (keep_running) {
-    lines.clear();
-    read_input_lines(pending, lines);
-    run_commands(lines, hooks, keep_running);
+// Closed input is always ready, and so would wake for ever; a terminal's is not.
+bool can_wake_again(InputState state) {
+  pollfd input = {STDIN_FILENO, POLLIN, 0};
+  return state == InputState::kDrained || (state == InputState::kEnded && poll(&input, 1, 0) == 0);
+}
+
+std::int64_t wait_ms(InputState state, const LoopHooks& hooks, bool waits_long) {
+  if (state == InputState::kMore) return 0;
+  if (!waits_long) return kShortWaitMs;
+  const std::int64_t due_ms = hooks.next_deadline();
+  if (due_ms < 0) return kLongWaitMs;
+  return std::clamp<std::int64_t>(due_ms - mono_ms(), 0, kLongWaitMs);
+}
+
+}  // namespace
+
+void run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
+              const LoopSettings& settings, bool& keep_running) {
+  const bool wakes = settings.wake_on_input && start_waker(td);
+  Input input;
+  while (keep_running && !end_signalled()) {
+    const InputState state = run_commands(input, hooks, settings, keep_running);
     hooks.follow_up();
-    const char* text = api.receive(kReceiveTimeoutSeconds);
-    if (text == nullptr) continue;
-    received.assign(text);  // TDLib's buffer lives only until the next call
-    hooks.object(received);
+    if (wakes && can_wake_again(state)) watch_input_again();
+    const std::int64_t wait = wait_ms(state, hooks, wakes && keep_running);
+    // TDLib's text lives until the next call.
+    const char* text = api.receive(static_cast<double>(wait) / 1000.0);
+    if (text == nullptr || (wakes && is_wake_answer(text))) continue;
+    const std::size_t size = std::strlen(text);
+    hooks.object({text, size});
+    if (size >= kLargeObject) give_back_free_memory();
   }
+  if (wakes) stop_waker();
 }

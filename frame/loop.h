@@ -1,31 +1,30 @@
-// The main loop: one thread, one wait. Each iteration drains standard input into command lines
-// and runs them, does the periodic work, then takes at most one object from TDLib.
+// The main loop: one thread, one wait. Each iteration takes what standard input has and runs it,
+// does the periodic work, then takes at most one object from TDLib.
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "frame/tdlib.h"
 
 // What the frame calls and does not know.
 struct LoopHooks {
-  std::function<void(std::string_view line)> command;  // trimmed, not empty, not "quit"
-  std::function<void()> follow_up;                     // once an iteration, after the commands
+  // Trimmed, not empty, not "quit"; `line` lives until the call returns.
+  std::function<void(std::string_view line)> command;
+  std::function<void()> follow_up;  // once an iteration, after the commands
+  // When the periodic work has to be done next: mono_ms, or -1 when nothing is due.
+  std::function<std::int64_t()> next_deadline;
   // One object; `text` lives until the call returns.
   std::function<void(std::string_view text)> object;
 };
 
-// Bytes read from standard input that do not form a complete line yet. It has no size limit; a
-// byte is searched for a line feed once.
-struct PendingInput {
-  std::string bytes;
-  std::size_t searched = 0;
+struct LoopSettings {
+  bool wake_on_input = false;  // waits until something happens; else a fifth of a second at most
+  bool exit_on_eof = false;    // the end of standard input is like "quit"
 };
 
-// Reads all that standard input has now; complete lines, without their line feed, go to `lines`.
-void read_input_lines(PendingInput& pending, std::vector<std::string>& lines);
-
-// Runs until `keep_running` is cleared, by "quit" or by a hook; the iteration is then finished.
-void run_loop(const TdApi& api, const LoopHooks& hooks, bool& keep_running);
+// Runs until `keep_running` is cleared, by "quit" or by a hook, or a signal asks for the end; the
+// iteration is then finished.
+void run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
+              const LoopSettings& settings, bool& keep_running);

@@ -27,3 +27,7 @@ void run_due_timers(Timers& timers) {
     due.fire();
   }
 }
+
+std::int64_t next_timer_ms(const Timers& timers) {
+  return timers.heap.empty() ? -1 : timers.heap.front().due_ms;
+}

@@ -21,3 +21,5 @@ struct Timers {
 void add_timer(Timers& timers, std::int64_t due_ms, std::function<void()> fire);
 // Fires what is due now; what a timer adds meanwhile waits for the next look.
 void run_due_timers(Timers& timers);
+// When the first one is due, or -1 when there is none.
+std::int64_t next_timer_ms(const Timers& timers);

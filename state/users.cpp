@@ -164,6 +164,10 @@ void send_next_user_request(const TdClient& td) {
   g_next_user_request_at_ms = now + kRequestIntervalMs;
 }
 
+std::int64_t next_user_request_ms() {
+  return g_user_request_queue.empty() ? -1 : g_next_user_request_at_ms;
+}
+
 void emit_user_event(std::int64_t user_id) {
   const UserInfo* user = user_id < 1 ? nullptr : find_user(user_id);
   if (user == nullptr) return;

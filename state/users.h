@@ -49,6 +49,8 @@ const UserInfo* find_user(std::int64_t user_id);
 void queue_user_request(std::int64_t user_id);
 // Sends the most recently queued request when its time has come. Once an iteration.
 void send_next_user_request(const TdClient& td);
+// When the next one may be sent (mono_ms), or -1 when none is queued.
+std::int64_t next_user_request_ms();
 
 std::string make_get_user(std::int64_t user_id);
 void emit_user_event(std::int64_t user_id);

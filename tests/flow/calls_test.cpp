@@ -91,7 +91,7 @@ TEST(Calls, OfferFollowsTheEnvironment) {
             R"("library_versions":["a b","\"c\""]},"@extra":"callAccept:1"})");
   const std::string summary = "CALL_PROTO accept min_layer=0 max_layer=92 versions=[a b,\"c\"]";
   EXPECT_EQ(run.dbg_lines(),
-            (Lines{"CALL_PROTO_DBG voip=0 tgcalls=0 env_versions=; a b ,\"c\"\t,;"
+            (Lines{"CALL_PROTO_DBG voip=0 tgcalls=0 env_versions=; a b ,\"c\" ,;"
                    " force_relay=1",
                    summary, "SEND acceptCall call_id=1", summary, "SEND acceptCall call_id=2"}));
 }

@@ -175,6 +175,87 @@ TEST(Channels, LongLines) {
   EXPECT_EQ(log.substr(2048, 17), "[backend] MEMTEST");
 }
 
+// A name with a line feed must not look like a line of its own.
+TEST(Channels, ControlCharactersAreBlanks) {
+  BackendRun run;
+  run.start();
+  run.login();
+  run.answer(R"({"@type":"user","id":5,"first_name":"A\nNEED\u001b x\u007f"})", "getMe");
+  EXPECT_EQ(run.replies().back(), "ME id=5 name=A NEED  x ");
+  run.log_from_tdlib(1, "one\ntwo\ttab\n");
+  EXPECT_EQ(run.log_lines().back(), "[tdlib:1] one two tab ");
+}
+
+// ---- the events file's end
+
+TEST(Channels, EventsFileIsPutAsideWhenItIsFull) {
+  BackendRun run(Mode::kHub);
+  run.do_not_record();
+  const std::string path = run.events_path();
+  run.set_env("BACKEND_EVENTS_MAX_BYTES", "250");
+  write_file(path + ".1", "older");
+  write_file(path, "");
+  ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+  run.start();
+  run.deliver(kError);  // 104 bytes with its line feed; "backend_run" does not pass in hub mode
+  run.deliver(kError);
+  EXPECT_EQ(read_file(path + ".1"), "older");
+  run.deliver(kError);
+  const std::string lines = std::string(kErrorEvent) + "\n" + kErrorEvent + "\n" + kErrorEvent;
+  EXPECT_EQ(read_file(path + ".1"), lines + "\n{\"type\":\"events_rotated\"}\n");
+  EXPECT_EQ(read_file(path), "");
+  struct stat info {};
+  ASSERT_EQ(stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777u, 0600u);
+  run.deliver(kError);
+  EXPECT_EQ(read_file(path), std::string(kErrorEvent) + "\n");
+
+  // Where it cannot be put aside it is written on.
+  ASSERT_EQ(unlink((path + ".1").c_str()), 0);
+  ASSERT_EQ(mkdir((path + ".1").c_str(), 0700), 0);
+  run.forget();
+  for (int i = 0; i < 9; ++i) run.deliver(kError);
+  EXPECT_EQ(read_file(path).size(), 10 * (std::string(kErrorEvent).size() + 1));
+  const Lines log = run.dbg_lines();
+  EXPECT_EQ(std::count(log.begin(), log.end(),
+                       "EVENTS_ROTATE failed path=" + path + " err=Is a directory"),
+            1);
+}
+
+// Neither hangs the start; what comes before there is a reader is lost.
+TEST(Channels, FifosWithoutAReader) {
+  BackendRun run;
+  run.do_not_record();
+  const std::string events = run.dir() / "events.fifo";
+  const std::string log = run.dir() / "log.fifo";
+  ASSERT_EQ(mkfifo(events.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+  run.set_env("BACKEND_EVENTS_FILE", events);
+  run.set_env("TDLIB_LOG_FILE", log);
+  run.set_env("TDLIB_LOG_MIRROR_FILE", run.dir() / "mirror.log");
+  run.set_env("BACKEND_EVENTS_MAX_BYTES", "1");
+  run.start();
+  run.deliver(kError);
+  const std::string waits = "[backend] FIFO_WAIT no reader path=" + events + "\n";
+  EXPECT_NE(read_file(run.dir() / "mirror.log").find(waits), std::string::npos);
+  const auto read_pipe = [](const std::string& path, int reader) {
+    std::string all(1 << 16, '\0');
+    const ssize_t got = read(reader, &all[0], all.size());
+    EXPECT_GT(got, 0) << path;
+    return all.substr(0, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+  };
+  const int event_reader = open(events.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int log_reader = open(log.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  run.deliver(kError);
+  const std::string told = read_pipe(events, event_reader);
+  EXPECT_EQ(told.substr(0, 22), "{\"type\":\"backend_run\",");
+  EXPECT_EQ(told.substr(told.find('\n') + 1), std::string(kErrorEvent) + "\n");
+  EXPECT_NE(read_pipe(log, log_reader).find("EVENTS_OPEN path=" + events), std::string::npos);
+  EXPECT_EQ(run.quit(), 0);
+  close(event_reader);
+  close(log_reader);
+}
+
 // ---- readers that stall or go away
 
 TEST(Channels, ReplyReaderThatStalls) {

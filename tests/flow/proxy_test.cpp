@@ -143,7 +143,7 @@ TEST(Proxy, OddServersAndTheSecret) {
   EXPECT_EQ(run.events(), Lines{R"({"type":"proxy_state","enabled":true,"count":1,"proxy_id":1,)"
                                 R"("server":"a\"b\u0001\\","port":443})"});
   EXPECT_EQ(run.dbg_lines(),
-            (Lines{"SEND addProxy(mtproto) seq=1 server=a\"b\x01\\\xff port=443 secret=raw:10",
+            (Lines{"SEND addProxy(mtproto) seq=1 server=a\"b \\\xff port=443 secret=raw:10",
                    "TD_OK getProxies enabled=true count=1 active=1"}));
 }
 

@@ -23,6 +23,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -33,6 +34,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -74,8 +76,12 @@ static void read_all(char* data, std::size_t size) {
   }
 }
 
+// Requests come from two of the program's threads.
+static std::mutex g_report_mutex;
+
 static void report(char kind, const std::string& text) {
   if (g_fd < 0) return;
+  const std::lock_guard<std::mutex> lock(g_report_mutex);
   std::string frame(5, kind);
   const auto size = static_cast<std::uint32_t>(text.size());
   std::memcpy(&frame[1], &size, sizeof size);
@@ -138,7 +144,7 @@ static Flood g_flood;
 static std::uint64_t g_flood_count = 0;
 static std::uint64_t g_flood_left = 0;
 static std::size_t g_flood_next = 0;
-static std::uint64_t g_flood_sends = 0;
+static std::atomic<std::uint64_t> g_flood_sends{0};
 
 static std::vector<const char*> read_objects(const char* path, std::string& bytes) {
   std::vector<const char*> objects;

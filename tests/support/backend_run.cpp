@@ -352,6 +352,20 @@ std::string BackendRun::wait_for_reply(std::string_view begin) {
   return wait_for_line(stdout_, begin);
 }
 
+std::string BackendRun::wait_for_request() {
+  const Clock::time_point deadline = Clock::now() + kPatience;
+  char kind = 0;
+  std::string text;
+  while (requests_.empty() && !ended_) {
+    if (!wait_for_event(true, deadline, "waiting for a request")) continue;
+    if (read_frame(kind, text)) handle_report(kind, std::move(text));
+  }
+  if (requests_.empty()) fail("the program has ended without a request");
+  std::string request = requests_.front();
+  requests_.erase(requests_.begin());
+  return request;
+}
+
 std::string BackendRun::wait_for_error_line(std::string_view begin) {
   return wait_for_line(stderr_, begin);
 }

@@ -156,6 +156,8 @@ class BackendRun {
   // and those before it off replies() or error_lines(). Returns the line.
   std::string wait_for_reply(std::string_view begin);
   std::string wait_for_error_line(std::string_view begin);
+  // Waits, while the program waits for TDLib, for a request that its waking thread sends.
+  std::string wait_for_request();
   void close_input();
   void close_output();  // the test's end of standard output
   // Nothing is read from standard output from here on, and its pipe is full.

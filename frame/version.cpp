@@ -1,0 +1,3 @@
+#include "frame/version.h"
+
+const char kVersion[] = TD_BACKEND_VERSION;
