@@ -1,0 +1,266 @@
+// The eight entry points, the queue of what the client has not received yet, and the clock.
+//
+// Requests are answered on the thread that sends them; everything that happens by itself happens
+// on the thread that receives. One lock guards the whole world, and td_receive waits without it.
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <deque>
+#include <mutex>
+
+#include "world/schema.h"
+#include "world/world.h"
+
+namespace world {
+
+World g_world;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::mutex g_lock;
+std::condition_variable g_news;
+std::deque<std::string> g_queue;
+std::multimap<double, std::function<void()>> g_timers;  // by the world's clock
+const Clock::time_point g_start = Clock::now();
+int g_clients = 0;
+bool g_begun = false;
+bool g_closed = false;
+Id g_flood = 0;
+std::uint64_t g_moment = 0;  // how many have been lived
+double g_alive_since = -1;   // below 0: not logged in yet
+
+const char* environment(const char* name, const char* otherwise) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : otherwise;
+}
+
+void read_settings(Settings& s) {
+  s.seed = std::strtoull(environment("WORLD_SEED", "1"), nullptr, 10);
+  s.chats = std::clamp(std::atoi(environment("WORLD_CHATS", "40")), 1, 100000);
+  s.rate = std::clamp(std::atof(environment("WORLD_RATE", "0.5")), 0.0, 1e6);
+  s.speed = std::clamp(std::atof(environment("WORLD_SPEED", "1")), 0.001, 1e6);
+  s.login = environment("WORLD_LOGIN", "phone");
+  s.faults = environment("WORLD_FAULTS", "");
+}
+
+// Steering words from the start, separated by semicolons.
+void begin_faults(std::string_view words) {
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find(';'), words.size());
+    steer(words.substr(0, end));
+    words.remove_prefix(std::min(end + 1, words.size()));
+  }
+}
+
+void begin() {
+  if (g_begun) return;
+  g_begun = true;
+  read_settings(g_world.settings);
+  make_chats();
+  begin_login();
+  begin_faults(g_world.settings.faults);
+}
+
+void put(std::string text, const Json* extra, int client_id) {
+  text.pop_back();
+  if (extra != nullptr && extra->kind != Json::kNull) {
+    text += ",\"@extra\":";
+    append_json(text, *extra);
+  }
+  text += ",\"@client_id\":";
+  append_number(text, client_id);
+  text += '}';
+  g_queue.push_back(std::move(text));
+}
+
+void put_answer(std::string answer, const Json& extra) { put(std::move(answer), &extra, 1); }
+
+bool is_utf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    int more = lead < 0x80                   ? 0
+               : lead >= 0xC2 && lead < 0xE0 ? 1
+               : lead >= 0xE0 && lead < 0xF0 ? 2
+               : lead >= 0xF0 && lead < 0xF5 ? 3
+                                             : -1;
+    if (more < 0) return false;
+    for (; more > 0; --more, ++i) {
+      if (i >= text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
+    }
+  }
+  return true;
+}
+
+bool has_bad_string(const Json& json) {
+  if (json.kind == Json::kString && !is_utf8(json.text)) return true;
+  for (const Json& item : json.items) {
+    if (has_bad_string(item)) return true;
+  }
+  for (const auto& member : json.members) {
+    if (has_bad_string(member.second)) return true;
+  }
+  return false;
+}
+
+void answer(const Json& request) {
+  const Json extra = request["@extra"];
+  const Fault* fault = next_fault(request.type());
+  if (fault != nullptr && fault->kind == Fault::kLose) return;
+  if (fault != nullptr && fault->kind == Fault::kError) {
+    put_answer(error_text(fault->code, fault->message), extra);
+    return;
+  }
+  std::string text = answer_login(request);
+  if (text.empty()) text = answer_request(request);
+  if (text.empty()) return;  // the answer comes later
+  if (fault != nullptr && fault->kind == Fault::kLate) {
+    later(fault->seconds, [text = std::move(text), extra] { put_answer(text, extra); });
+    return;
+  }
+  if (fault != nullptr && fault->kind == Fault::kTwice) put_answer(text, extra);
+  put_answer(std::move(text), extra);
+}
+
+void take_request(int client_id, const char* text) {
+  Json request;
+  std::string error;
+  if (!read_json(text, request, error)) {
+    put(error_text(400, "Failed to parse request as JSON object: " + error), nullptr, client_id);
+    return;
+  }
+  if (request.kind != Json::kObject) {
+    put(error_text(400, "Expected a JSON object"), nullptr, client_id);
+    return;
+  }
+  error = check_request(request);
+  const Json& extra = request["@extra"];
+  if (!error.empty()) {
+    put(error_text(400, "Failed to parse JSON object as TDLib request: " + error), &extra,
+        client_id);
+  } else if (client_id < 1 || client_id > g_clients) {
+    put(error_text(400, "Invalid TDLib instance specified"), &extra, client_id);
+  } else if (g_closed || client_id != 1) {
+    put(error_text(500, "Request aborted"), &extra, client_id);
+  } else if (has_bad_string(request)) {
+    put(error_text(400, "Strings must be encoded in UTF-8"), &extra, client_id);
+  } else {
+    answer(request);
+  }
+}
+
+double moment_due() {
+  if (g_alive_since < 0 || g_world.settings.rate <= 0) return 1e300;
+  return g_alive_since + static_cast<double>(g_moment + 1) / g_world.settings.rate;
+}
+
+// Lets one thing happen that is due; false when nothing is.
+bool happen() {
+  if (g_closed) return false;
+  if (!g_timers.empty() && g_timers.begin()->first <= now()) {
+    const auto what = std::move(g_timers.begin()->second);
+    g_timers.erase(g_timers.begin());
+    what();
+    return true;
+  }
+  if (g_flood > 0) {
+    --g_flood;
+    const auto& chats = g_world.chats;
+    const std::size_t number =
+        mix(g_world.settings.seed, static_cast<std::uint64_t>(g_flood)) % chats.size();
+    Chat& chat = g_world.chats[number];
+    if (can_write(chat) || is_channel(chat)) receive_next(chat);
+    return true;
+  }
+  if (moment_due() > now()) return false;
+  live_one_moment(g_moment++);
+  return true;
+}
+
+Clock::time_point real_time(double world_seconds) {
+  const double seconds = std::min(world_seconds / g_world.settings.speed, 1e8);
+  return g_start +
+         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
+
+double now() {
+  return std::chrono::duration<double>(Clock::now() - g_start).count() * g_world.settings.speed;
+}
+
+Id date_now() { return kFirstDate + static_cast<Id>(now()); }
+
+void tell(std::string text) { put(std::move(text), nullptr, 1); }
+
+void later(double seconds, std::function<void()> what) {
+  g_timers.emplace(now() + seconds, std::move(what));
+}
+
+std::string ok_text() { return "{\"@type\":\"ok\"}"; }
+
+std::string error_text(int code, std::string_view message) {
+  static const Shape shape("error", "code message");
+  return shape.text({code, message});
+}
+
+void begin_life() { g_alive_since = now(); }
+void flood(Id count) { g_flood += count; }
+
+void close_client() {
+  g_closed = true;
+  g_timers.clear();
+  g_flood = 0;
+}
+
+static int create_client() {
+  const std::lock_guard<std::mutex> hold(g_lock);
+  return ++g_clients;
+}
+
+static void send(int client_id, const char* request) {
+  const std::lock_guard<std::mutex> hold(g_lock);
+  begin();
+  take_request(client_id, request);
+  g_news.notify_one();
+}
+
+static const char* receive(double timeout) {
+  static thread_local std::string text;
+  const auto deadline =
+      Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                         std::chrono::duration<double>(std::clamp(timeout, 0.0, 1e6)));
+  std::unique_lock<std::mutex> hold(g_lock);
+  while (g_queue.empty()) {
+    if (happen()) continue;
+    auto until = deadline;
+    if (g_begun && !g_closed) {
+      until = std::min(until, real_time(moment_due()));
+      if (!g_timers.empty()) until = std::min(until, real_time(g_timers.begin()->first));
+    }
+    if (Clock::now() >= deadline) return nullptr;
+    g_news.wait_until(hold, until);
+  }
+  text = std::move(g_queue.front());
+  g_queue.pop_front();
+  return text.c_str();
+}
+
+}  // namespace world
+
+// ---- what the program calls
+
+#define TD_EXPORT extern "C" __attribute__((visibility("default")))
+
+TD_EXPORT int td_create_client_id() { return world::create_client(); }
+TD_EXPORT void td_send(int client_id, const char* request) { world::send(client_id, request); }
+TD_EXPORT const char* td_receive(double timeout) { return world::receive(timeout); }
+TD_EXPORT const char* td_execute(const char*) {
+  return "{\"@type\":\"error\",\"code\":400,\"message\":\"The method can't be executed "
+         "synchronously\"}";
+}
+TD_EXPORT int td_set_log_file_path(const char*) { return 1; }
+TD_EXPORT void td_set_log_max_file_size(long long) {}
+TD_EXPORT void td_set_log_verbosity_level(int) {}
+TD_EXPORT void td_set_log_message_callback(int, void (*)(int, const char*)) {}

@@ -1,0 +1,328 @@
+// The world's state: people, chats, messages, files, and what the client has been told of them.
+// People and most messages are not stored: they follow from the seed and their number, and only
+// what differs from that is kept. All of it is guarded by the lock in library.cpp, which holds it
+// around every request and every moment of life.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "world/json_in.h"
+
+namespace world {
+
+using Id = std::int64_t;
+
+constexpr Id kMe = 1001;  // people are kMe + n
+constexpr int kMessageShift = 20;
+constexpr Id kFirstDate = 1793491200;  // what the world's clock shows at the start
+
+constexpr Id message_id(Id index) { return (index + 1) << kMessageShift; }
+constexpr Id message_index(Id id) { return (id >> kMessageShift) - 1; }
+constexpr bool is_sent_id(Id id) { return (id & ((Id{1} << kMessageShift) - 1)) == 0; }
+
+struct Reaction {
+  std::string emoji;
+  int count = 0;
+  bool chosen = false;
+};
+
+struct Message {
+  enum State { kSent, kPending, kFailed };
+  Id id = 0;  // 0: there is no such message
+  Id chat = 0;
+  Id sender = 0;  // a person, or a chat when below 0
+  Id date = 0;
+  Id edit_date = 0;
+  int content = 0;         // row of the content table
+  std::uint64_t dice = 0;  // what else is random about it
+  std::string text;        // or the caption
+  bool outgoing = false;
+  bool mention = false;
+  Id reply_to = 0;
+  Id reply_chat = 0;  // 0: the same chat
+  std::string quote;
+  Id forward_from = 0;  // a person, or a chat when below 0; 0: not forwarded
+  Id forward_message = 0;
+  Id thread = 0;  // id of the message that the thread begins with
+  int topic = 0;  // of a forum
+  int file = 0;   // id of the main file; 0: none, or not yet named
+  std::vector<Reaction> reactions;
+  State state = kSent;
+  int error_code = 0;
+  std::string error;
+  int retry_after = 0;
+};
+
+enum class ChatKind {
+  kPrivate,
+  kBot,
+  kDeleted,
+  kSecret,
+  kBasicGroup,
+  kSupergroup,
+  kForum,
+  kChannel
+};
+enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };
+
+// What makes a chat of the first few what it is.
+struct Role {
+  const char* title;
+  ChatKind kind;
+  int messages;
+  int members;
+  Standing standing;
+  int unread;
+  const char* traits;  // "pinned muted archived slow gallery linked quiet"
+};
+
+// What has been changed in a chat since the beginning.
+struct Changes {
+  std::map<Id, Message> messages;  // also those of the client's own that are not sent yet
+  std::set<Id> gone;
+  std::set<Id> pins;
+  std::string title;
+  std::string draft;
+};
+
+struct Chat {
+  Id id = 0;
+  int number = 0;
+  ChatKind kind = ChatKind::kPrivate;
+  const Role* role = nullptr;  // of the first few
+  Id peer = 0;                 // the person, or the group's own id
+  Standing standing = Standing::kMember;
+  int members = 0;
+  int first_messages = 0;           // how many there were at the beginning
+  std::vector<std::int32_t> dates;  // of those that came since
+  Id last_read_inbox = 0;
+  Id last_read_outbox = 0;
+  int unread = 0;
+  int mentions = 0;
+  int mute_for = 0;
+  bool default_mute = true;
+  bool archived = false;
+  bool marked_unread = false;
+  bool listed = true;  // in a chat list, when it has messages
+  bool told = false;   // the client has had updateNewChat
+  bool open = false;
+  bool read_once = false;  // its history has been asked for
+  int pinned = 0;          // rank from the top, 1 the highest; 0: not pinned
+  int local_ids = 0;       // given to messages that are not sent yet
+  Id sent_last = 0;        // date, for slow mode
+  Id cleared = 0;          // everything up to this id is gone
+  Id order = 0;            // its place in the list, as told last; 0: none
+  std::unique_ptr<Changes> changes;
+};
+
+struct File {
+  Id key = 0;
+  int size = 0;
+  std::string path;  // of what is on the disk; empty before the download
+  int done = 0;
+  bool active = false;
+  bool own = false;  // an upload
+  bool photo = false;
+  int run = 0;  // counts the downloads, so that a step of a cancelled one is known
+};
+
+struct Proxy {
+  Id id = 0;
+  Id used = 0;
+  std::string text;  // the proxy object
+};
+
+struct Call {
+  Id id = 0;
+  Id user = 0;
+  bool outgoing = false;
+  bool video = false;
+  const char* state = "";
+  std::string reason;
+  Id since = 0;
+};
+
+struct Person {
+  std::string first_name;
+  std::string last_name;
+  std::string username;
+  std::string phone;
+  bool bot = false;
+  bool deleted = false;
+};
+
+struct Settings {
+  std::uint64_t seed = 1;
+  int chats = 40;
+  double rate = 0.5;
+  double speed = 1;
+  std::string login = "phone";
+  std::string faults;
+};
+
+struct World {
+  Settings settings;
+  std::vector<Chat> chats;
+  std::unordered_map<Id, std::size_t> chat_numbers;
+  std::set<std::pair<Id, Id>> list, archive;  // -order, chat
+  std::unordered_map<Id, Person> renamed;
+  std::unordered_map<Id, bool> online;
+  std::set<Id> told_people;
+  std::vector<File> files;  // by id - 1
+  std::unordered_map<Id, int> file_ids;
+  std::vector<Proxy> proxies;
+  Id enabled_proxy = 0;
+  Id next_proxy = 2;
+  std::map<Id, Call> calls;
+  std::map<std::string, std::string> options;  // set by the client: the value object
+  std::map<std::string, int> scope_mutes;
+  std::string database_directory;
+  std::string files_directory;
+  std::string connection = "connectionStateReady";
+};
+extern World g_world;
+
+// ---- numbers that follow from the seed
+
+std::uint64_t mix(std::uint64_t a, std::uint64_t b);
+
+// ---- texts.cpp
+
+// A sentence or a few, from a few words to a long one.
+std::string some_text(std::uint64_t dice);
+std::string some_answer(std::uint64_t dice, std::string_view to);
+// {"@type":"formattedText",...} with the entities that TDLib would find.
+std::string formatted_text(std::string_view text);
+std::size_t utf16_length(std::string_view text);
+
+// ---- people.cpp
+
+Person person(Id id);
+bool is_person(Id id);
+std::string person_name(Id id);
+// The id of the person whose first name, or whole name, that is; 0: nobody.
+Id find_person(std::string_view name);
+std::string user_text(Id id);
+std::string user_status_text(Id id);
+std::string user_full_text(Id id);
+void tell_person(Id id);        // updateUser before the first object that names one
+void tell_person_again(Id id);  // after a change
+// {"@type":"messageSenderUser",...}, and the one that it names is told.
+std::string sender_text(Id sender);
+
+// ---- chats.cpp
+
+void make_chats();
+Chat* find_chat(Id id);
+Chat* find_chat_named(std::string_view title);
+Chat* find_username(std::string_view username);
+std::string chat_title(const Chat& chat);
+std::string chat_text(Chat& chat);
+std::string group_text(const Chat& chat);  // basicGroup or supergroup
+std::string group_full_text(const Chat& chat);
+std::string notification_settings_text(const Chat& chat);
+std::string positions_text(const Chat& chat);
+bool is_group(const Chat& chat);  // several people write
+bool is_channel(const Chat& chat);
+bool is_super(const Chat& chat);  // has a supergroup
+bool can_write(const Chat& chat);
+void tell_chat(Chat& chat);              // updateNewChat before the first object that names it
+void place_chat(Chat& chat, bool tell);  // after its last message or its pin changed
+void tell_last_message(Chat& chat);
+void set_standing(Chat& chat, Standing standing);
+Chat& world_chat();  // the one that steers
+
+// ---- messages.cpp
+
+Message find_message(const Chat& chat, Id id);  // id 0 when there is none
+Id previous_id(const Chat& chat, Id before);    // 0: none
+Id next_id(const Chat& chat, Id after);
+Id last_id(const Chat& chat);
+Changes& changes(Chat& chat);
+Message& change_message(Chat& chat, Id id);  // the stored copy; the message exists
+std::string message_text(Chat& chat, const Message& message);
+std::string messages_text(Chat& chat, const std::vector<Id>& ids, int total);
+std::string interaction_text(Chat& chat, const Message& message);
+// A new one in the chat, with its updates; returns its id.
+Id receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to = 0);
+Id receive_next(Chat& chat);  // as the seed has it
+void delete_messages(Chat& chat, const std::vector<Id>& ids);
+void edit_message(Chat& chat, Id id, std::string_view text);
+void tell_interaction(Chat& chat, Id id);
+void read_inbox(Chat& chat, Id up_to);
+void read_outbox(Chat& chat, Id up_to);
+int count_unread(const Chat& chat);
+void tell_message_update(const char* shape, Chat& chat, Id id);
+
+// ---- contents.cpp
+
+int content_count();
+int content_row(std::string_view type);
+std::string_view content_type(int row);
+bool content_is_service(int row);
+int random_content(std::uint64_t dice);
+void append_content(std::string& out, Chat& chat, const Message& message);
+
+// ---- files.cpp
+
+int file_of(Id key, int size, bool photo);
+std::string file_text(int id);
+int own_file(const std::string& path);
+
+// ---- calls.cpp
+
+Id begin_call(Id user, bool outgoing, bool video);
+
+// ---- library.cpp
+
+double now();  // seconds of the world's clock since the start
+Id date_now();
+void tell(std::string text);  // an update
+void later(double seconds, std::function<void()> what);
+std::string ok_text();
+std::string error_text(int code, std::string_view message);
+void close_client();
+void flood(Id count);
+
+// ---- requests.cpp
+
+// The answer to a request that may be asked now.
+std::string answer_request(const Json& request);
+
+// ---- login.cpp
+
+bool is_ready();
+void begin_login();
+std::string authorization_state_text();
+// The answer, or nothing when the request has nothing to do with logging in and may go on.
+std::string answer_login(const Json& request);
+std::string current_options_text();
+
+// ---- faults.cpp, steering.cpp, life.cpp
+
+struct Fault {
+  enum Kind { kError, kLose, kLate, kTwice } kind = kError;
+  std::string request;
+  int code = 0;
+  std::string message;
+  double seconds = 0;
+  int times = 1;
+};
+// What goes wrong with this request; null when nothing does.
+const Fault* next_fault(std::string_view request);
+void add_fault(Fault fault);
+// Does what the words say and returns what it did.
+std::string steer(std::string_view words);
+void live_one_moment(std::uint64_t moment);
+void be_answered(Chat& chat, Id message);  // somebody answers what was written
+void begin_life();
+
+}  // namespace world
