@@ -13,7 +13,8 @@
 //   TD_STANDIN_FLOOD_PRELUDE  file with objects that come once before; not counted
 //   TD_STANDIN_FLOOD_END      "close" (default): then the closed state; "null": then nothing
 //   TD_STANDIN_FLOOD_REPORT   file that gets one line of figures when the flood has been handled
-// The flood makes no system call, allocation or copy an object.
+// The flood makes no system call, allocation or copy an object. Where it gives nothing it waits,
+// and answers the request that is sent to wake it.
 //
 // TD_STANDIN_CLIENT_ID: the client id (default 1).
 
@@ -25,6 +26,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -194,6 +197,26 @@ static void report_flood() {
   }
 }
 
+static std::mutex g_wake_mutex;
+static std::condition_variable g_wake;
+static unsigned g_wakes = 0;
+
+static const char* wait_for_wake(double timeout) {
+  std::unique_lock<std::mutex> lock(g_wake_mutex);
+  if (!g_wake.wait_for(lock, std::chrono::duration<double>(timeout), [] { return g_wakes != 0; })) {
+    return nullptr;
+  }
+  --g_wakes;
+  return R"({"@type":"ok","@extra":"wake","@client_id":1})";
+}
+
+static void answer_wake(const char* request) {
+  if (std::strcmp(request, R"({"@type":"testCallEmpty","@extra":"wake"})") != 0) return;
+  const std::lock_guard<std::mutex> lock(g_wake_mutex);
+  ++g_wakes;
+  g_wake.notify_one();
+}
+
 // What comes before and after the flood itself.
 static const char* around_the_flood(double timeout) {
   if (g_flood.next_prelude < g_flood.prelude.size()) {
@@ -217,8 +240,7 @@ static const char* around_the_flood(double timeout) {
     return R"({"@type":"updateAuthorizationState","authorization_state":)"
            R"({"@type":"authorizationStateClosed"},"@client_id":1})";
   }
-  usleep(static_cast<useconds_t>(timeout * 1e6));
-  return nullptr;
+  return wait_for_wake(timeout);
 }
 
 // ---- faults that a test can order
@@ -400,7 +422,7 @@ int td_create_client_id() {
 
 void td_send(int client_id, const char* request) {
   ++g_flood_sends;
-  if (g_fd < 0) return;
+  if (g_fd < 0) return answer_wake(request);
   report(kSent, std::to_string(client_id) + " " + request);
   if (g_real.send != nullptr) g_real.send(client_id, request);
 }
