@@ -1,0 +1,40 @@
+// The td_backend process of this console: its start, its two pipes, its events file and its end.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+struct Backend {
+  std::string program;  // path of td_backend
+  std::string dir;      // private: the events file and ui_running.txt; removed by remove_files
+  pid_t pid = -1;       // -1: none runs
+  int status = 0;       // of the last one that ended, as a shell would tell it
+  int input = -1, output = -1, events = -1, watch = -1;
+  std::string unsent;       // commands that its input had no room for
+  std::string output_part;  // the begin of a line whose end has not come
+  std::string events_part;
+  bool reopen = false;  // the events file was renamed; the next one is awaited
+  bool more = false;    // there are events that were not read yet
+  ino_t events_inode = 0;
+};
+
+using OnLine = std::function<void(std::string_view line)>;
+
+// Makes the private directory at the first call and starts the process in it. False with the
+// reason in `why`.
+bool start(Backend& backend, std::string& why);
+// A command without its line feed. Never blocks; dropped when no process is there.
+void send_line(Backend& backend, std::string_view line);
+// Until something can be read from the process or from `terminal` (-1: none), a signal comes, or
+// the time is over.
+void wait_for_news(Backend& backend, int terminal, int milliseconds);
+// Hands over every whole line that is there. False once, when the process has ended and
+// everything that it wrote was handed over.
+bool read_lines(Backend& backend, const OnLine& on_output, const OnLine& on_event);
+// Tells the backend that a person is looking at the chat that was opened last.
+void touch_ui_running(const Backend& backend);
+void signal_backend(const Backend& backend, int number);
+void remove_files(Backend& backend);
