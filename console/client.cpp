@@ -429,6 +429,8 @@ void follow(Client& c) {
       [&](std::string_view line) { on_event_line(c, line); });
   if (runs) return;
   c.ended = true;
+  c.model.call = {};
+  c.model.notifications.clear();
   if (!c.model.goodbye.empty()) {
     note(c, "The backend has ended: " + c.model.goodbye, false);
   } else if (!c.note_is_error || c.note.substr(0, 5) != "FATAL") {
