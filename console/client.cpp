@@ -63,9 +63,7 @@ void react(Client& c, const Event& e) {
     say(c, "chats 50");
   } else if (type == "need" && e.str("what") == "params") {
     say(c, "params");
-  } else if (type == "tg_resolve" || type == "open_user_chat") {
-    open_chat(c, e.num("chat_id"));
-  } else if (type == "chat_joined") {
+  } else if (type == "tg_resolve" || type == "open_user_chat" || type == "chat_joined") {
     open_chat(c, e.num("chat_id"));
   } else if (type == "history_end" || type == "message_new") {
     if (e.num("chat_id") == c.model.open_chat) mark_read(c);
@@ -410,7 +408,7 @@ const std::size_t kWordCount = sizeof kWords / sizeof kWords[0];
 
 bool start_client(Client& c) {
   std::string why;
-  c.model = {};
+  c.model = Model();
   c.open_commands.clear();
   c.last_seq = c.paging = c.resync = c.told_read = 0;
   c.ended = !start(c.backend, why);
@@ -429,7 +427,7 @@ void follow(Client& c) {
       [&](std::string_view line) { on_event_line(c, line); });
   if (runs) return;
   c.ended = true;
-  c.model.call = {};
+  c.model.call = Call();
   c.model.notifications.clear();
   if (!c.model.goodbye.empty()) {
     note(c, "The backend has ended: " + c.model.goodbye, false);

@@ -52,14 +52,12 @@ std::wstring widen(std::string_view utf8) {
   out.reserve(utf8.size());
   for (std::size_t at = 0; at < utf8.size();) {
     const std::uint32_t code = next_code(utf8, at);
-    if (code == '\n' || (code >= 0x20 && code < 0x7F)) {
-      out += static_cast<wchar_t>(code);
-    } else if (code == '\t') {
+    if (turns_direction(code) || (code < 0xA0 && code >= 0x7F)) continue;
+    if (code == '\t') {
       out += L' ';
-    } else if (!turns_direction(code) && wcwidth(static_cast<wchar_t>(code)) >= 0) {
-      out += static_cast<wchar_t>(code);
-    } else if (code >= 0xA0 && !turns_direction(code)) {
-      out += static_cast<wchar_t>(kReplacement);
+    } else if (code >= 0x20 || code == '\n') {
+      const auto c = static_cast<wchar_t>(code);
+      out += code < 0x7F || wcwidth(c) >= 0 ? c : static_cast<wchar_t>(kReplacement);
     }
   }
   return out;
