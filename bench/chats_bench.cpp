@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "state/chats.h"
+#include "state/chat_rows.h"
 #include "tests/support/chat_texts.h"
 
 namespace {

@@ -14,8 +14,8 @@
 
 #include "bench/yardsticks.h"
 #include "frame/channels.h"
+#include "state/message.h"
 #include "state/message_events.h"
-#include "state/message_page.h"
 #include "tests/corpus.h"
 #include "tests/event_lines.h"
 

@@ -12,7 +12,7 @@
 #include <unordered_map>
 
 #include "frame/channels.h"
-#include "state/chats.h"
+#include "state/chat_rows.h"
 #include "state/learn_user.h"
 #include "state/message.h"
 #include "state/service_messages.h"

@@ -8,10 +8,10 @@
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
-#include "state/chat_requests.h"
-#include "state/hub.h"
+#include "state/chat_rows.h"
 #include "state/learn_user.h"
 #include "state/membership.h"
+#include "state/notifications.h"
 #include "state/users.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "json/scan.h"
 #include "json/text.h"
 #include "state/chat_loads.h"
-#include "state/live_chats.h"
+#include "state/chat_rows.h"
 
 constexpr std::int64_t kDefaultChats = 50;
 constexpr std::int64_t kMostChats = 200;
@@ -44,10 +44,10 @@ void on_chats_error(TdError& error, ChatTable& chats, const TdClient& td) {
 
 void on_list_chat_error(TdError& error, ChatTable& chats, const TdClient& td) {
   report_td_error(error);
-  drop_list_chat(chats, td, error);
+  drop_list_chat(error, chats, td);
 }
 
 void on_live_chat_error(TdError& error, ChatTable& chats) {
   report_td_error(error);
-  drop_live_chat(chats, next_field_i64(error.fields));
+  drop_live_chat(error, chats);
 }

@@ -1,4 +1,4 @@
-// "chats", and what else comes of fetching chat rows (state/chat_loads.h, state/live_chats.h).
+// "chats", and what else comes of fetching chat rows (state/chat_loads.h, state/chat_rows.h).
 #pragma once
 
 #include "frame/answer.h"

@@ -7,7 +7,6 @@
 #include "json/text.h"
 #include "state/message.h"
 #include "state/message_events.h"
-#include "state/message_page.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "frame/command.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
-#include "state/open_chat.h"
+#include "state/chats.h"
 
 std::string make_get_chat_history(std::int64_t chat_id, std::int64_t from_message_id,
                                   std::int64_t limit);

@@ -5,7 +5,6 @@
 #include "json/text.h"
 #include "state/chat_events.h"
 #include "state/message.h"
-#include "state/message_page.h"
 #include "state/service_messages.h"
 
 namespace {

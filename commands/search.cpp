@@ -9,9 +9,8 @@
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chat_object.h"
-#include "state/chat_requests.h"
+#include "state/chat_rows.h"
 #include "state/message_events.h"
-#include "state/message_page.h"
 
 namespace {
 

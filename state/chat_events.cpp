@@ -21,27 +21,23 @@ static void append_last_members(std::string& event, const MessagePreview& last) 
   append_bool_member(event, "last_outgoing", last.outgoing);
 }
 
-void emit_chat_event(std::int64_t chat_id, std::string_view title, std::string_view chat_type,
-                     std::int64_t unread_count, std::int64_t last_read_outbox_message_id,
-                     const MessagePreview* last, std::int64_t photo_small_id, std::int64_t order,
-                     bool muted_known, bool muted) {
-  std::size_t size = 240 + title.size() + chat_type.size();
-  if (last != nullptr) size += last->content_type.size() + last->text.size();
-  std::string event;
-  event.reserve(size);
-  event = begin_event("chat");
-  append_int_member(event, "id", chat_id);
-  append_string_member(event, "title", title);
-  if (!chat_type.empty()) append_string_member(event, "chat_type", chat_type);
-  if (photo_small_id >= 1) append_int_member(event, "photo_small_id", photo_small_id);
-  if (order != 0) append_int_member(event, "order", order);
-  if (unread_count >= 0) append_int_member(event, "unread_count", unread_count);
-  if (last_read_outbox_message_id >= 0) {
-    append_int_member(event, "last_read_outbox_message_id", last_read_outbox_message_id);
+void emit_chat_event(const ChatDescription& chat, MuteState mute) {
+  constexpr std::size_t kFixedPart = 240;
+  std::string event =
+      begin_event("chat", kFixedPart + chat.title.size() + chat.type.size() +
+                              chat.last.content_type.size() + chat.last.text.size());
+  append_int_member(event, "id", chat.id);
+  append_string_member(event, "title", chat.title);
+  if (!chat.type.empty()) append_string_member(event, "chat_type", chat.type);
+  if (chat.photo_small_id >= 1) append_int_member(event, "photo_small_id", chat.photo_small_id);
+  if (chat.order != 0) append_int_member(event, "order", chat.order);
+  if (chat.unread_count >= 0) append_int_member(event, "unread_count", chat.unread_count);
+  if (chat.last_read_outbox_message_id >= 0) {
+    append_int_member(event, "last_read_outbox_message_id", chat.last_read_outbox_message_id);
   }
-  if (last != nullptr && last->id != 0) append_last_members(event, *last);
-  append_bool_member(event, "muted_known", muted_known);
-  append_bool_member(event, "muted", muted);
+  if (chat.last.id != 0) append_last_members(event, chat.last);
+  append_bool_member(event, "muted_known", mute.known);
+  append_bool_member(event, "muted", mute.muted);
   end_event(event);
 }
 

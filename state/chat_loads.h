@@ -2,13 +2,12 @@
 // after the last of its rows: once the list of ids has come and every chat in it has been shown,
 // refused or answered with an error. Loads may overlap; each has its own rows and end. No cache
 // holds a known chat's order or last message, so every chat of the list is fetched, and the
-// membership of groups is asked anew. Main thread only.
+// membership of groups is asked anew (state/chat_rows.h). Main thread only.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "frame/answer.h"
 #include "state/chats.h"
 
 // Opens a load and tells its number.
@@ -16,8 +15,8 @@ std::int64_t begin_chat_load(ChatTable& table);
 // The ids of the load's chats; only the first list of an open load counts.
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
                     const std::vector<std::int64_t>& chat_ids);
-// Answers to "getChat:" and "member:".
-void take_list_chat(ChatTable& table, const TdClient& td, const Answer& answer);
-void drop_list_chat(ChatTable& table, const TdClient& td, const TdError& error);
-void take_member(ChatTable& table, const TdClient& td, const Answer& answer);
-void take_member_error(ChatTable& table, const TdClient& td, const TdError& error);
+// True when the load still waits for the chat.
+bool owes_row(const ChatTable& table, std::int64_t gen, std::int64_t chat_id);
+// The chat has been shown, refused or answered with an error: the load waits for it no longer, and
+// ends when it was the last.
+void settle_row(ChatTable& table, const TdClient& td, std::int64_t gen, std::int64_t chat_id);

@@ -5,6 +5,7 @@
 
 #include "json/walk.h"
 #include "state/chat_events.h"
+#include "state/chat_rows.h"
 #include "state/message_events.h"
 
 // TDLib shows every chat in this update before it names it in any other. Nobody asked for the

@@ -1,7 +1,7 @@
 #include "state/chats.h"
 
+#include "frame/answer.h"
 #include "json/walk.h"
-#include "state/hub.h"
 
 Chat& chat_record(ChatTable& table, std::int64_t chat_id) { return table.chats[chat_id]; }
 
@@ -78,7 +78,8 @@ static void record_peer(ChatTable& table, std::int64_t chat_id, std::string_view
   if (chat_type == "secret") table.peer_user_chat_id_cache.try_emplace(user_id, chat_id);
 }
 
-std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object) {
+std::int64_t fill_chat_record(ChatTable& table, const ChatObject& object) {
+  const std::int64_t chat_id = object.id;
   if (chat_id == 0) return 0;
   Chat& chat = chat_record(table, chat_id);
   if (object.title) chat.title = *object.title;
@@ -93,21 +94,6 @@ std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const Chat
   return chat_id;
 }
 
-std::int64_t record_chat(ChatTable& table, std::string_view chat_json) {
-  const std::string_view text = find_chat_object(chat_json);
-  if (text.empty()) return 0;
-  const ChatObject object = read_chat_object(text);
-  const std::int64_t chat_id = fill_chat_record(table, object.id, object);
-  if (chat_id == 0) return 0;
-  // For a group the membership verdict comes first; the fetch that brings it settles then.
-  const Chat& chat = chat_record(table, chat_id);
-  const bool is_group = chat.scope == NotifyScope::kGroup || chat.scope == NotifyScope::kChannel;
-  if (!is_group || chat.is_member.has_value()) {
-    settle_hub_notification(table, chat_id);
-  }
-  return chat_id;
-}
-
 void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member) {
   if (chat_id == 0) return;
   Chat& chat = chat_record(table, chat_id);
@@ -118,4 +104,21 @@ void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member) {
 void forget_chat_row(ChatTable& table, std::int64_t chat_id) {
   const auto found = table.chats.find(chat_id);
   if (found != table.chats.end()) found->second.row_written = false;
+}
+
+std::string make_get_chat(std::int64_t chat_id) {
+  return make_id_request("getChat", "chat_id", chat_id);
+}
+
+void ensure_chat_known(ChatTable& table, const TdClient& td, std::int64_t chat_id) {
+  if (chat_id == 0) return;
+  Chat& chat = chat_record(table, chat_id);
+  if (chat.row_written || chat.fetch_pending || chat.is_member == false) return;
+  if (!table.loads.empty()) {
+    if (!chat.fetch_missed) table.missed.push_back(chat_id);
+    chat.fetch_missed = true;
+    return;
+  }
+  chat.fetch_pending = true;
+  td_request(td, make_get_chat(chat_id), make_tag("liveGetChat", chat_id));
 }

@@ -53,9 +53,13 @@ struct ScopeDefault {
 
 // One "chats" command until its end event.
 struct ChatListLoad {
-  std::int64_t gen = 0;
   bool listed = false;                    // the list of ids has come
   std::unordered_set<std::int64_t> owed;  // chats whose row, or refusal, is still to come
+};
+
+// The chat that the UI shows: the one of the last accepted "open", until its "close".
+struct OpenChat {
+  std::int64_t chat_id = 0;  // 0: none
 };
 
 struct ChatTable {
@@ -64,11 +68,12 @@ struct ChatTable {
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
   // Raw settings that leave muting to the scope, by their text.
   std::unordered_map<std::string_view, std::shared_ptr<const std::string>> shared_settings;
-  std::int64_t chat_list_gen = 0;    // of the last "chats" command
-  std::vector<ChatListLoad> loads;   // the open ones; while there is any, live fetches wait
+  std::int64_t chat_list_gen = 0;  // of the last "chats" command
+  // The open ones by number; while there is any, live fetches wait.
+  std::unordered_map<std::int64_t, ChatListLoad> loads;
   std::vector<std::int64_t> missed;  // chats that wait for them to end, in order of arrival
-  std::unordered_map<std::int64_t, PendingChatMemberCheck> member_checks;       // by chat
-  std::unordered_map<std::int64_t, PendingLiveMemberCheck> live_member_checks;  // by chat
+  // By flow, then by chat.
+  std::unordered_map<std::int64_t, PendingMemberCheck> member_checks[kMemberFlows];
 };
 
 // The record, made when there is none. Never call with id 0.
@@ -84,12 +89,10 @@ std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id);
 // False: the mute state is not known (`muted` is then false, too).
 bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted);
 
-// Every chat object that TDLib shows goes through here: fills the record (title, type, scope,
-// notification settings, private chat of its user), and settles a notification that waited for
-// them. The id, 0 when there is no chat object.
-std::int64_t record_chat(ChatTable& table, std::string_view chat_json);
-// The same without settling, for those who must first hear whether this account is a member.
-std::int64_t fill_chat_record(ChatTable& table, std::int64_t chat_id, const ChatObject& object);
+// Fills the record from a chat object: title, type, scope, notification settings, private chat of
+// its user. Whoever shows TDLib's chat objects calls record_chat (state/chat_rows.h). The id, 0
+// when there is none.
+std::int64_t fill_chat_record(ChatTable& table, const ChatObject& object);
 // A chat's "notification_settings" object: kept as it is, and its mute state. False when it says
 // nothing about muting; what was known before then stays.
 bool record_notification_settings(ChatTable& table, Chat& chat, std::string_view settings);
@@ -99,7 +102,9 @@ void set_chat_member(ChatTable& table, std::int64_t chat_id, bool is_member);
 // The UI was told to drop the chat; whatever happens in it next describes it anew.
 void forget_chat_row(ChatTable& table, std::int64_t chat_id);
 
-// Fetches a chat that the UI has never been told of (state/live_chats.h), unless a fetch is
-// pending or the chat is filtered. While the chat list is being loaded the chat is only noted, and
-// fetched after the load if that has not shown it.
+std::string make_get_chat(std::int64_t chat_id);
+// Fetches a chat that the UI has never been told of: its chat object, for a group its membership,
+// then its row (state/chat_rows.h). Not while a fetch is pending, nor for a filtered chat. While
+// the chat list is being loaded the chat is only noted, and fetched after the load if that has not
+// shown it.
 void ensure_chat_known(ChatTable& table, const TdClient& td, std::int64_t chat_id);

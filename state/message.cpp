@@ -131,8 +131,7 @@ void fill_preview(const MessageMembers& members, std::string_view message_json, 
   out.reactions = extract_message_reactions_event_json_array(members.interaction_info);
 }
 
-}  // namespace
-
+// The message object that the walk, not yet begun, is for.
 bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
                   std::int64_t& sender_user_id) {
   out = MessagePreview();
@@ -142,6 +141,16 @@ bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
   if (members.id != 0) fill_preview(members, walk.text, profile, out);
   return members.id != 0;
 }
+
+// TDLib writes the count first, and then the messages are passed over only once, when they are
+// read.
+constexpr Row<MessagePage> kPageRows[] = {
+    {"total_count", value_into<&MessagePage::total_count>},
+    {"messages",
+     [](ObjectWalk& walk, MessagePage& page) { page.messages.text = value_here(walk); }},
+};
+
+}  // namespace
 
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id) {
@@ -172,4 +181,31 @@ std::int64_t extract_message_topic_thread_id(std::string_view topic_id) {
 
 std::int64_t extract_sender_user_id(std::string_view sender_id) {
   return typed_int(sender_id, "messageSenderUser", "user_id");
+}
+
+MessagePage open_message_page(std::string_view answer) {
+  MessagePage page;
+  read_members<kPageRows>(answer, page);
+  return page;
+}
+
+bool next_message(MessagePage& page, std::string_view& message) {
+  for (std::string_view element; next_element(page.messages, element);) {
+    if (object_type(element) != "message") continue;
+    message = element;
+    return true;
+  }
+  return false;
+}
+
+bool next_message(MessagePage& page, TextProfile profile, MessagePreview& out,
+                  std::int64_t& sender_user_id) {
+  while (next_place(page.messages)) {
+    ObjectWalk walk{value_here(page.messages)};
+    if (object_type(walk.text) != "message") continue;
+    const bool is_message = read_message(walk, profile, out, sender_user_id);
+    leave(page.messages, walk);
+    if (is_message) return true;
+  }
+  return false;
 }

@@ -49,13 +49,23 @@ bool parse_first_message(std::string_view json, MessagePreview& out, unsigned ma
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id);
 
-// The same for the message object that the walk, not yet begun, is for.
-bool read_message(ObjectWalk& walk, TextProfile profile, MessagePreview& out,
-                  std::int64_t& sender_user_id);
-
 // Single values, each from the object that the message has under that name; empty: it has none.
 // "pending", "failed" or empty.
 std::string extract_message_sending_state(std::string_view sending_state);
 std::int64_t extract_reply_to_message_id(std::string_view reply_to);      // 0: not to a message
 std::int64_t extract_message_topic_thread_id(std::string_view topic_id);  // 0: no thread
 std::int64_t extract_sender_user_id(std::string_view sender_id);          // 0: the sender is a chat
+
+// The messages of a page that TDLib answers with ("messages", "foundChatMessages",
+// "foundMessages"): the elements of the answer's own array, in its order, whatever messages nest
+// in them. Views point into the answer's text.
+struct MessagePage {
+  std::int64_t total_count = -1;  // the page's own, wherever it stands; -1: none
+  ArrayWalk messages;
+};
+MessagePage open_message_page(std::string_view answer);
+// The next message's text; null elements and what is no message are left out. False at the end.
+bool next_message(MessagePage& page, std::string_view& message);
+// The next message as a record, and its sender, 0 when that is a chat.
+bool next_message(MessagePage& page, TextProfile profile, MessagePreview& out,
+                  std::int64_t& sender_user_id);

@@ -11,16 +11,17 @@
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chat_events.h"
-#include "state/hub_decision.h"
 #include "state/message.h"
 #include "state/message_content.h"
 #include "state/message_events.h"
+#include "state/notifications.h"
 #include "state/reactions.h"
 
 constexpr std::size_t kDeletedIdsPerEvent = 1024;
 
 // The update's own message; false when there is none, or one without its ids.
-static bool read_message(std::string_view text, MessagePreview& message, std::int64_t& sender_id) {
+static bool read_new_message(std::string_view text, MessagePreview& message,
+                             std::int64_t& sender_id) {
   return parse_first_message(text, kFullMessage, message, sender_id) && message.id != 0 &&
          message.chat_id != 0;
 }
@@ -41,7 +42,7 @@ void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
                     std::string_view text) {
   MessagePreview message;
   std::int64_t sender_id = 0;
-  if (!read_message(text, message, sender_id)) return;
+  if (!read_new_message(text, message, sender_id)) return;
   ensure_chat_known(chats, td, message.chat_id);
   const Sender sender = find_sender(sender_id);
   emit_message_new_event(message, sender);
@@ -59,7 +60,7 @@ void on_message_send_acknowledged(std::string_view text) {
 void on_message_send_succeeded(std::string_view text) {
   MessagePreview message;
   std::int64_t sender_id = 0;
-  if (!read_message(text, message, sender_id)) return;
+  if (!read_new_message(text, message, sender_id)) return;
   std::string event = begin_chat_event("message_send_succeeded", message.chat_id);
   append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
   append_int_member(event, "new_id", message.id);
@@ -71,7 +72,7 @@ void on_message_send_succeeded(std::string_view text) {
 void on_message_send_failed(std::string_view text) {
   MessagePreview message;
   std::int64_t sender_id = 0;
-  if (!read_message(text, message, sender_id)) return;
+  if (!read_new_message(text, message, sender_id)) return;
   std::string event = begin_chat_event("message_send_failed", message.chat_id);
   append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
   append_string_member(event, "error", member_string(member_object(text, "error"), "message"));

@@ -6,7 +6,6 @@
 
 #include "frame/tdlib.h"
 #include "state/chats.h"
-#include "state/open_chat.h"
 
 void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
                     std::string_view text);

@@ -12,11 +12,10 @@
 #include "commands/thread.h"
 #include "frame/td_errors.h"
 #include "proxy/proxy.h"
-#include "state/chat_loads.h"
+#include "state/chat_rows.h"
 #include "state/downloads.h"
 #include "state/learn_user.h"
-#include "state/live_chats.h"
-#include "state/notify_updates.h"
+#include "state/notifications.h"
 #include "tables/bind.h"
 #include "tables/tables.h"
 
@@ -81,7 +80,7 @@ constexpr AnswerRow kAnswers[] = {
     {"getChat:", kAny, answer<take_list_chat>, error<on_list_chat_error>},
     {"member:", kAny, answer<take_member>, error<take_member_error>},
     {"liveGetChat:", kAny, answer<take_live_chat>, error<on_live_chat_error>},
-    {"liveMember:", kAny, answer<take_live_member>, error<take_live_member_error>},
+    {"liveMember:", kAny, answer<take_member>, error<take_member_error>},
     {"resolve:", kChat, answer<on_resolve>, error_event<kResolveError>},
     {"chatInfo:", kChat, answer<on_chat_info>, error_event<kChatInfoError>},
     {"chatInfoUser:", kUser, answer<on_chat_info_user>, nullptr},

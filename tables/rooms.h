@@ -14,7 +14,6 @@
 #include "proxy/proxy.h"
 #include "state/chats.h"
 #include "state/downloads.h"
-#include "state/open_chat.h"
 
 struct Rooms {
   TdClient td;

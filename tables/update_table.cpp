@@ -5,7 +5,7 @@
 #include "state/downloads.h"
 #include "state/learn_user.h"
 #include "state/message_updates.h"
-#include "state/notify_updates.h"
+#include "state/notifications.h"
 #include "tables/bind.h"
 #include "tables/tables.h"
 

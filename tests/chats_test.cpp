@@ -1,4 +1,4 @@
-#include "state/chats.h"
+#include "state/chat_rows.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,6 @@
 
 #include "state/message_content.h"
 #include "state/message_events.h"
-#include "state/message_page.h"
 #include "state/reactions.h"
 #include "state/users.h"
 #include "tests/event_lines.h"
