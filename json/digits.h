@@ -1,4 +1,4 @@
-// Decimal digits, the same for every reader.
+// Blanks and decimal digits, the same for every reader.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string_view>
 
+inline bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 // Reads the digits from `pos` on behind those that `value` holds, wrapping in 64 bits; gives the

@@ -13,8 +13,6 @@ namespace {
 
 constexpr std::size_t kStringArrayLimit = 16;
 
-bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
 std::size_t skip_spaces(std::string_view text, std::size_t pos) {
   while (pos < text.size() && is_space(text[pos])) ++pos;
   return pos;

@@ -7,13 +7,10 @@
 #include "json/digits.h"
 #include "json/hex.h"
 #include "json/kernels.h"
-#include "json/scan.h"
 #include "json/search.h"
 #include "json/words.h"
 
 namespace {
-
-bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 void append_escape(std::string& out, char c) {
   switch (c) {
@@ -290,7 +287,7 @@ bool json_has_extra(std::string_view text, std::string_view tag) {
   for (std::size_t at = find_last_bytes(text, kMarker); at != kNotFound;
        at = find_last_bytes(text.substr(0, at + kMarker.size() - 1), kMarker)) {
     const std::string_view rest = text.substr(at + kMarker.size());
-    if (rest.size() > tag.size() && rest[tag.size()] == '"' && json_starts_with(rest, tag)) {
+    if (rest.size() > tag.size() && rest[tag.size()] == '"' && rest.compare(0, tag.size(), tag) == 0) {
       return true;
     }
   }

@@ -17,8 +17,6 @@
 
 namespace {
 
-bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
 // The library writes no spaces, so mostly the first comparison decides.
 inline std::size_t skip_spaces(std::string_view text, std::size_t pos) {
   while (pos < text.size() && text[pos] <= ' ' && is_space(text[pos])) ++pos;
