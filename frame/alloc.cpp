@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -102,13 +103,13 @@ std::size_t forget_mapping(const void* p) {
 }  // namespace
 
 void* try_mmap_alloc(std::size_t size) {
-  const std::size_t ps = page_size();
-  const std::size_t pages = (size == 0 ? 0 : size - 1) / ps + 1;
-  if (pages > std::numeric_limits<std::size_t>::max() / ps) {
+  // As malloc: in a larger object the distance of two bytes could not be told.
+  if (size > std::size_t{PTRDIFF_MAX}) {
     errno = ENOMEM;
     return nullptr;
   }
-  const std::size_t length = pages * ps;
+  const std::size_t ps = page_size();
+  const std::size_t length = ((size == 0 ? 0 : size - 1) / ps + 1) * ps;
   void* p = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (p == MAP_FAILED) return nullptr;
   if (!record_mapping(p, length)) {

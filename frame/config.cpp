@@ -1,9 +1,10 @@
 #include "frame/config.h"
 
+#include <sys/types.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <variant>
 
 #include "json/text.h"
@@ -36,9 +37,15 @@ static void apply_env_line(std::string_view line) {
 }
 
 void load_env_file_into_process(const char* path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string line;
-  while (std::getline(file, line)) apply_env_line(line);
+  std::FILE* file = std::fopen(path, "re");
+  if (file == nullptr) return;
+  char* line = nullptr;
+  std::size_t capacity = 0;
+  for (ssize_t got = 0; (got = getline(&line, &capacity, file)) > 0;) {
+    apply_env_line({line, static_cast<std::size_t>(got)});
+  }
+  std::free(line);
+  std::fclose(file);
 }
 
 namespace {

@@ -23,6 +23,18 @@ void copy_registers(const ucontext_t& context, CrashContext& out) {
   out.sp = static_cast<std::uint64_t>(gregs[REG_RSP]);
   for (int i = 0; i < 4; ++i) out.r[i] = static_cast<std::uint64_t>(gregs[kArguments[i]]);
 }
+#elif defined(__linux__) && defined(__i386__)
+#define TD_HAVE_CRASH_CONTEXT 1
+// Arguments are on the stack here: what stands for them are the registers that a caller may lose
+// and, last, the one that a callee has to keep.
+void copy_registers(const ucontext_t& context, CrashContext& out) {
+  constexpr int kRegisters[4] = {REG_EAX, REG_EDX, REG_ECX, REG_EBX};
+  const auto& gregs = context.uc_mcontext.gregs;
+  const auto read = [&gregs](int which) { return static_cast<std::uint32_t>(gregs[which]); };
+  out.pc = read(REG_EIP);
+  out.sp = read(REG_ESP);
+  for (int i = 0; i < 4; ++i) out.r[i] = read(kRegisters[i]);
+}
 #elif defined(__linux__) && defined(__aarch64__)
 #define TD_HAVE_CRASH_CONTEXT 1
 void copy_registers(const ucontext_t& context, CrashContext& out) {

@@ -86,28 +86,36 @@ TEST(CrashAppend, WritesNumbersWithoutSignFillOrPrefix) {
 // A machine context whose registers hold what a test wants to read back.
 ucontext_t context_with(std::uint64_t pc, std::uint64_t lr, std::uint64_t sp) {
   ucontext_t context = {};
-#if defined(__x86_64__)
-  static_cast<void>(lr);
-  auto& gregs = context.uc_mcontext.gregs;
-  gregs[REG_RIP] = static_cast<greg_t>(pc);
-  gregs[REG_RSP] = static_cast<greg_t>(sp);
-  gregs[REG_RDI] = 0xa0;
-  gregs[REG_RSI] = 0;
-  gregs[REG_RDX] = 0xa2;
-  gregs[REG_RCX] = -1;
-#elif defined(__aarch64__)
   auto& machine = context.uc_mcontext;
+#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
+  constexpr int kWhich[] = {REG_RIP, REG_RSP, REG_RDI, REG_RSI, REG_RDX, REG_RCX};
+#else
+  constexpr int kWhich[] = {REG_EIP, REG_ESP, REG_EAX, REG_EDX, REG_ECX, REG_EBX};
+#endif
+  static_cast<void>(lr);
+  const std::uint64_t values[] = {pc, sp, 0xa0, 0, 0xa2, UINT64_MAX};
+  for (int i = 0; i < 6; ++i) machine.gregs[kWhich[i]] = static_cast<greg_t>(values[i]);
+#elif defined(__aarch64__)
   machine.pc = pc;
   machine.sp = sp;
   machine.regs[30] = lr;
   machine.regs[0] = 0xa0;
-  machine.regs[1] = 0;
   machine.regs[2] = 0xa2;
   machine.regs[3] = UINT64_MAX;
+#elif defined(__arm__)
+  machine.arm_pc = static_cast<unsigned long>(pc);
+  machine.arm_sp = static_cast<unsigned long>(sp);
+  machine.arm_lr = static_cast<unsigned long>(lr);
+  machine.arm_r0 = 0xa0;
+  machine.arm_r2 = 0xa2;
+  machine.arm_r3 = ~0UL;
 #endif
   return context;
 }
-constexpr char kRegisters[] = " r0=0xa0 r1=0x0 r2=0xa2 r3=0xffffffffffffffff\n";
+// A register of ones is as long as an address.
+const std::string kRegisters =
+    " r0=0xa0 r1=0x0 r2=0xa2 r3=0x" + std::string(2 * sizeof(void*), 'f') + "\n";
 
 TEST(CrashContext, IsUnknownWithoutAMachineContext) {
   const CrashContext none = read_crash_context(nullptr);
