@@ -14,7 +14,9 @@
 #include "frame/crash.h"
 #include "frame/events_file.h"
 #include "frame/files.h"
+#include "frame/in_flight.h"
 #include "frame/loop.h"
+#include "frame/protocol.h"
 #include "frame/signals.h"
 #include "frame/tdlib.h"
 #include "frame/ui_running.h"
@@ -89,11 +91,22 @@ std::int64_t earlier(std::int64_t a_ms, std::int64_t b_ms) {
   return std::min(a_ms, b_ms);
 }
 
+std::string_view goodbye_reason(const AuthState& auth, LoopEnd end) {
+  if (auth.state == kAuthClosed) return auth.logging_out ? "logged_out" : "closed";
+  switch (end) {
+    case LoopEnd::kSignal: return "signal";
+    case LoopEnd::kInputEnded: return "input_ended";
+    case LoopEnd::kStopped: break;
+  }
+  return "quit";
+}
+
 void serve(const TdApi& api, const Config& config) {
   Rooms rooms;
   rooms.auth.auto_set_params = config.auto_set_params;
   rooms.auth.auto_send_phone = config.auto_send_phone;
   rooms.auth.parameters = tdlib_parameters(config);
+  take_titles_from(rooms.chats);
   rooms.td = {api.send, api.create_client_id()};
   announce_client(rooms.td.id);
   send_first_requests(rooms.auth, rooms.td);
@@ -109,7 +122,10 @@ void serve(const TdApi& api, const Config& config) {
     return earlier(next_timer_ms(rooms.timers), next_user_request_ms());
   };
   hooks.object = [&](std::string_view text) { dispatch_object(rooms, text); };
-  run_loop(api, rooms.td, hooks, {config.wake_on_input, config.exit_on_eof}, rooms.keep_running);
+  const LoopEnd end = run_loop(api, rooms.td, hooks, {config.wake_on_input, config.exit_on_eof},
+                               rooms.keep_running);
+  close_all_commands();
+  emit_goodbye(goodbye_reason(rooms.auth, end));
 }
 
 // The start-up, each step once and in this order.
@@ -150,6 +166,7 @@ int main_impl(int argc, char** argv) {
 
   read_config_step(config, ConfigStep::kEvents);
   g_verbose_stdout = config.events_file.empty();
+  g_protocol = config.protocol == 2 ? 2 : 1;
   set_ui_running_marker(config.events_file);
   read_config_step(config, ConfigStep::kDirs);
   mkdir_if_missing(config.db_dir);

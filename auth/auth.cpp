@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "auth/auth_level2.h"
 #include "frame/channels.h"
 #include "frame/config.h"
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/text.h"
 
@@ -12,18 +14,25 @@ namespace {
 struct StateName {
   const char* name;
   const char* object;
+  const char* need = nullptr;  // what the UI is asked for; null: nothing
 };
 
 // By number, in the order in which they are looked for.
 constexpr StateName kStates[] = {
     {"Unknown", nullptr},
-    {"WaitTdlibParameters", "\"@type\":\"authorizationStateWaitTdlibParameters\""},
-    {"WaitPhoneNumber", "\"@type\":\"authorizationStateWaitPhoneNumber\""},
-    {"WaitCode", "\"@type\":\"authorizationStateWaitCode\""},
-    {"WaitPassword", "\"@type\":\"authorizationStateWaitPassword\""},
+    {"WaitTdlibParameters", "\"@type\":\"authorizationStateWaitTdlibParameters\"", "params"},
+    {"WaitPhoneNumber", "\"@type\":\"authorizationStateWaitPhoneNumber\"", "phone"},
+    {"WaitCode", "\"@type\":\"authorizationStateWaitCode\"", "code"},
+    {"WaitPassword", "\"@type\":\"authorizationStateWaitPassword\"", "password"},
     {"Ready", "\"@type\":\"authorizationStateReady\""},
     {"Closing", "\"@type\":\"authorizationStateClosing\""},
     {"Closed", "\"@type\":\"authorizationStateClosed\""},
+    {"WaitEmailAddress", "\"@type\":\"authorizationStateWaitEmailAddress\"", "email"},
+    {"WaitEmailCode", "\"@type\":\"authorizationStateWaitEmailCode\"", "email_code"},
+    {"WaitRegistration", "\"@type\":\"authorizationStateWaitRegistration\"", "name"},
+    {"WaitOtherDeviceConfirmation", "\"@type\":\"authorizationStateWaitOtherDeviceConfirmation\""},
+    {"WaitPremiumPurchase", "\"@type\":\"authorizationStateWaitPremiumPurchase\"", "purchase"},
+    {"LoggingOut", "\"@type\":\"authorizationStateLoggingOut\""},
 };
 
 }  // namespace
@@ -31,7 +40,8 @@ constexpr StateName kStates[] = {
 const char* authorization_state_name(AuthorizationState state) { return kStates[state].name; }
 
 static AuthorizationState find_state(std::string_view text) {
-  for (int state = kAuthWaitTdlibParameters; state <= kAuthClosed; ++state) {
+  const int last = at_level2() ? kAuthLoggingOut : kAuthClosed;
+  for (int state = kAuthWaitTdlibParameters; state <= last; ++state) {
     if (json_contains(text, kStates[state].object)) return static_cast<AuthorizationState>(state);
   }
   return kAuthUnknown;
@@ -72,7 +82,7 @@ static const char* code_delivery(std::string_view description) {
   return "unknown";
 }
 
-static void report_code_info(std::string_view text) {
+void report_code_info(std::string_view text) {
   const std::string description = without_next_type(text);
   const char* delivery = code_delivery(description);
   const std::int64_t length = extract_json_int_field(description, "length");
@@ -92,37 +102,50 @@ static void report_code_info(std::string_view text) {
   end_event(event);
 }
 
-static void ask_ui(const char* what) {
+const char* needed_input(AuthorizationState state) { return kStates[state].need; }
+
+void ask_for_state(AuthorizationState state) {
+  const char* what = needed_input(state);
+  if (what == nullptr) return;
   const std::string line = std::string("NEED ") + what;
   print_line(line);
   dbg(line);
   emit_event_type_state("need", "what", what);
 }
 
+// Sends in the name of the command that gave the input, which nothing holds any more.
+static void send_held(CommandHold& waiting, const TdClient& td, std::string request,
+                      std::string_view tag) {
+  const CommandHold hold = std::move(waiting);
+  as_command(hold.command(), [&] { td_request(td, std::move(request), tag); });
+}
+
 static void send_parameters(AuthState& auth, const TdClient& td, const char* log) {
   dbg(log);
-  td_request(td, make_set_tdlib_parameters(auth.parameters), "setParams");
+  send_held(auth.params_hold, td, make_set_tdlib_parameters(auth.parameters), "setParams");
   auth.params_requested = false;
 }
 
-static void send_phone(const TdClient& td, std::string_view phone, const char* log) {
+static void send_phone(AuthState& auth, const TdClient& td, std::string_view phone,
+                       const char* log) {
   dbg(log);
-  td_request(td, make_set_auth_phone_number(phone), "setPhone");
+  send_held(auth.phone_hold, td, make_set_auth_phone_number(phone), "setPhone");
 }
 
 static void send_pending_phone(AuthState& auth, const TdClient& td) {
-  send_phone(td, std::exchange(auth.pending_phone, {}), "SEND setAuthenticationPhoneNumber");
+  send_phone(auth, td, std::exchange(auth.pending_phone, {}), "SEND setAuthenticationPhoneNumber");
 }
 
 static void send_pending_code(AuthState& auth, const TdClient& td) {
   dbg("SEND checkAuthenticationCode");
-  td_request(td, make_check_auth_code(std::exchange(auth.pending_code, {})), "checkCode");
+  send_held(auth.code_hold, td, make_check_auth_code(std::exchange(auth.pending_code, {})),
+            "checkCode");
 }
 
 static void send_pending_password(AuthState& auth, const TdClient& td) {
   dbg("SEND checkAuthenticationPassword");
-  td_request(td, make_check_auth_password(std::exchange(auth.pending_password, {})),
-             "checkPassword");
+  send_held(auth.password_hold, td,
+            make_check_auth_password(std::exchange(auth.pending_password, {})), "checkPassword");
 }
 
 std::string usable_phone_number(std::string_view text) {
@@ -136,9 +159,9 @@ static void enter_wait_phone(AuthState& auth, const TdClient& td) {
   if (auth.auto_send_phone) {
     const std::string phone = usable_phone_number(get_env("TG_PHONE_NUMBER", ""));
     if (!phone.empty())
-      return send_phone(td, phone, "SEND setAuthenticationPhoneNumber (from env)");
+      return send_phone(auth, td, phone, "SEND setAuthenticationPhoneNumber (from env)");
   }
-  ask_ui("phone");
+  ask_for_state(auth.state);
 }
 
 static void enter_ready(const TdClient& td) {
@@ -166,23 +189,34 @@ static void enter_state(AuthState& auth, const TdClient& td) {
   switch (auth.state) {
     case kAuthWaitTdlibParameters:
       auth.params_requested = auth.params_requested || auth.auto_set_params;
-      if (!auth.params_requested) return ask_ui("params");
+      if (!auth.params_requested) return ask_for_state(auth.state);
       return send_parameters(auth, td, "SEND setTdlibParameters");
     case kAuthWaitPhoneNumber: return enter_wait_phone(auth, td);
     case kAuthWaitCode:
-      return auth.pending_code.empty() ? ask_ui("code") : send_pending_code(auth, td);
+      return auth.pending_code.empty() ? ask_for_state(auth.state) : send_pending_code(auth, td);
     case kAuthWaitPassword:
-      return auth.pending_password.empty() ? ask_ui("password") : send_pending_password(auth, td);
+      return auth.pending_password.empty() ? ask_for_state(auth.state)
+                                           : send_pending_password(auth, td);
     case kAuthReady: return enter_ready(td);
     case kAuthClosed: return enter_closed();
     case kAuthUnknown:
-    case kAuthClosing: return;
+    case kAuthClosing:
+    case kAuthWaitOtherDeviceConfirmation:
+    case kAuthLoggingOut: return;
+    case kAuthWaitEmailAddress:
+    case kAuthWaitEmailCode:
+    case kAuthWaitRegistration:
+    case kAuthWaitPremiumPurchase: return ask_for_state(auth.state);
   }
 }
 
 bool on_authorization_state(AuthState& auth, const TdClient& td, std::string_view text) {
   const AuthorizationState state = find_state(text);
-  if (state == kAuthUnknown || state == auth.state) return false;
+  if (state == kAuthUnknown) return false;
+  if (state == auth.state) {
+    if (at_level2()) tell_renewed_state(auth, text);
+    return false;
+  }
   auth.state = state;
   const char* name = authorization_state_name(state);
   const std::string line = std::string("AUTH_STATE ") + name;
@@ -190,6 +224,7 @@ bool on_authorization_state(AuthState& auth, const TdClient& td, std::string_vie
   dbg(line);
   emit_event_type_state("auth_state", "state", name);
   if (json_contains(text, kStates[kAuthWaitCode].object)) report_code_info(text);
+  if (at_level2()) tell_state_details(auth, text);
   enter_state(auth, td);
   return state == kAuthClosed;
 }

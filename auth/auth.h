@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "auth/auth_requests.h"
+#include "frame/in_flight.h"
 #include "frame/tdlib.h"
 
 enum AuthorizationState {
@@ -18,6 +19,13 @@ enum AuthorizationState {
   kAuthReady = 5,
   kAuthClosing = 6,
   kAuthClosed = 7,
+  // Followed at protocol level 2 only.
+  kAuthWaitEmailAddress = 8,
+  kAuthWaitEmailCode = 9,
+  kAuthWaitRegistration = 10,
+  kAuthWaitOtherDeviceConfirmation = 11,
+  kAuthWaitPremiumPurchase = 12,
+  kAuthLoggingOut = 13,
 };
 
 struct AuthState {
@@ -27,9 +35,18 @@ struct AuthState {
   std::string pending_code;
   std::string pending_password;
   bool params_requested = false;
+  // Commands whose input waits.
+  CommandHold phone_hold;
+  CommandHold code_hold;
+  CommandHold password_hold;
+  CommandHold params_hold;
   bool auto_set_params = false;
   bool auto_send_phone = false;
   bool background_updates_ignored = false;  // the option has been sent (hub mode)
+  bool code_resent = false;                 // the next code's description is told, too (level 2)
+  bool logging_out = false;                 // LoggingOut came (level 2)
+  std::string qr_link;                      // the last one told (level 2)
+  std::string me;                           // the "me" event as begun; empty: not come yet
   TdlibParameters parameters;
 };
 
@@ -42,6 +59,11 @@ void send_ignore_background_updates(AuthState& auth, const TdClient& td,
 // Acts on a change of state found in `text`; nothing when there is none. True when the state
 // became Closed.
 bool on_authorization_state(AuthState& auth, const TdClient& td, std::string_view text);
+// What the UI is asked for in the state; null: nothing.
+const char* needed_input(AuthorizationState state);
+// Tells the UI what the state waits for: reply line, log line and "need" event. Nothing in a state
+// that waits for nothing.
+void ask_for_state(AuthorizationState state);
 // The number normalized; empty when nothing but punctuation (a lone plus, too) is left.
 std::string usable_phone_number(std::string_view text);
 // Sends what was given in the meantime and fits the state. Once an iteration.

@@ -7,27 +7,37 @@
 #include "state/learn_user.h"
 #include "state/users.h"
 
+// The command stays open as long as its input waits.
+static CommandHold hold_for(const std::string& input) {
+  return input.empty() ? CommandHold() : CommandHold::of_current();
+}
+
 void run_phone(const CommandCall& call, AuthState& auth) {
   auth.pending_phone = usable_phone_number(call.args);
+  auth.phone_hold = hold_for(auth.pending_phone);
   reply_ok(call, "CMD phone");
 }
 
 void run_code(const CommandCall& call, AuthState& auth) {
   auth.pending_code = call.args;
+  auth.code_hold = hold_for(auth.pending_code);
   reply_ok(call, "CMD code");
 }
 
 void run_password(const CommandCall& call, AuthState& auth) {
   auth.pending_password = call.args;
+  auth.password_hold = hold_for(auth.pending_password);
   reply_ok(call, "CMD password");
 }
 
 void run_params(const CommandCall& call, AuthState& auth) {
   auth.params_requested = true;
+  auth.params_hold = CommandHold::of_current();
   reply_ok(call, "CMD params");
 }
 
-void run_resend(const CommandCall& call, const TdClient& td) {
+void run_resend(const CommandCall& call, AuthState& auth, const TdClient& td) {
+  auth.code_resent = true;
   td_request(td, "{\"@type\":\"resendAuthenticationCode\"}", "resend");
   reply_ok(call, "SEND resendAuthenticationCode");
 }
@@ -44,7 +54,13 @@ void on_set_params_ok(Answer& answer, AuthState& auth, const TdClient& td) {
   if (g_hub_mode && !auth.background_updates_ignored) send_ignore_background_updates(auth, td);
 }
 
-void on_me(Answer& answer) {
+void tell_me(const AuthState& auth) {
+  if (auth.me.empty()) return;
+  std::string event = auth.me;
+  end_event(event);
+}
+
+void on_me(Answer& answer, AuthState& auth) {
   static constexpr std::string_view kHead = "{\"@type\":\"user\",\"id\":";
   std::int64_t id = 0;
   if (!json_starts_with(answer.text, kHead)) return;
@@ -63,13 +79,14 @@ void on_me(Answer& answer) {
   print_line(line);
   dbg(line);
 
-  std::string event = begin_event("me");
+  std::string& event = auth.me;
+  event = begin_event("me");
   append_int_member(event, "id", id);
   if (!username.empty()) append_string_member(event, "username", username);
   if (!phone.empty()) append_string_member(event, "phone", phone);
   if (photo >= 1) append_int_member(event, "photo_small_id", photo);
   if (!first_name.empty()) append_string_member(event, "first_name", first_name);
   if (!last_name.empty()) append_string_member(event, "last_name", last_name);
-  end_event(event);
+  tell_me(auth);
   learn_user(answer.text);
 }

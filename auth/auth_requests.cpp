@@ -45,6 +45,34 @@ std::string make_check_auth_password(std::string_view password) {
   return request;
 }
 
+std::string make_set_authentication_email_address(std::string_view address) {
+  std::string request = "{\"@type\":\"setAuthenticationEmailAddress\"";
+  append_string_member(request, "email_address", address);
+  request += '}';
+  return request;
+}
+
+std::string make_check_authentication_email_code(std::string_view code) {
+  std::string request =
+      "{\"@type\":\"checkAuthenticationEmailCode\","
+      "\"code\":{\"@type\":\"emailAddressAuthenticationCode\"";
+  append_string_member(request, "code", code);
+  request += "}}";
+  return request;
+}
+
+std::string make_register_user(std::string_view first_name, std::string_view last_name) {
+  std::string request = "{\"@type\":\"registerUser\"";
+  append_string_member(request, "first_name", first_name);
+  append_string_member(request, "last_name", last_name);
+  request += ",\"disable_notification\":false}";
+  return request;
+}
+
+std::string make_request_qr_code_authentication() {
+  return "{\"@type\":\"requestQrCodeAuthentication\",\"other_user_ids\":[]}";
+}
+
 std::string make_set_option_bool(std::string_view name, bool value) {
   std::string request = "{\"@type\":\"setOption\"";
   append_string_member(request, "name", name);

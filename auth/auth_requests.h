@@ -21,6 +21,10 @@ std::string make_set_tdlib_parameters(const TdlibParameters& parameters);
 std::string make_set_auth_phone_number(std::string_view phone);
 std::string make_check_auth_code(std::string_view code);
 std::string make_check_auth_password(std::string_view password);
+std::string make_set_authentication_email_address(std::string_view address);
+std::string make_check_authentication_email_code(std::string_view code);
+std::string make_register_user(std::string_view first_name, std::string_view last_name);
+std::string make_request_qr_code_authentication();
 std::string make_set_option_bool(std::string_view name, bool value);
 // `scope` is the full type name, "notificationSettingsScopePrivateChats" and its siblings.
 std::string make_get_scope_notification_settings(std::string_view scope);

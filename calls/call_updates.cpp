@@ -5,6 +5,7 @@
 
 #include "calls/call_protocol.h"
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -18,6 +19,7 @@ struct CallReport {
   std::int64_t id = -1;
   std::int64_t user_id = -1;
   bool outgoing = false;
+  bool video = false;
   std::string_view state;  // the object
   std::string state_name;
   std::int64_t error_code = -1;  // of an error state, as is the message
@@ -30,6 +32,7 @@ CallReport read_call(std::string_view text) {
   report.id = member_int(call, "id");
   report.user_id = member_int(call, "user_id");
   report.outgoing = member_true(call, "is_outgoing");
+  report.video = member_true(call, "is_video");
   report.state = member_object(call, "state");
   report.state_name = member_string(report.state, "@type");
   if (report.state_name == kErrorState) {
@@ -54,6 +57,27 @@ void append_peer_members(std::string& event, const ChatTable& chats, std::int64_
   if (!name.empty()) append_string_member(event, "user_name", name);
 }
 
+std::string_view discard_reason(std::string_view state) {
+  static constexpr std::string_view kReasons[][2] = {
+      {"callDiscardReasonMissed", "missed"},  {"callDiscardReasonDeclined", "declined"},
+      {"callDiscardReasonHungUp", "hung_up"}, {"callDiscardReasonDisconnected", "disconnected"},
+      {"callDiscardReasonEmpty", "empty"},
+  };
+  const std::string_view type = object_type(member_object(state, "reason"));
+  for (const auto& reason : kReasons) {
+    if (type == reason[0]) return reason[1];
+  }
+  return {};
+}
+
+// What level 2 adds.
+void append_call_details(std::string& event, const CallReport& report) {
+  if (report.video) append_bool_member(event, "is_video", true);
+  if (report.state_name != "callStateDiscarded") return;
+  const std::string_view reason = discard_reason(report.state);
+  if (!reason.empty()) append_string_member(event, "reason", reason);
+}
+
 void emit_call_update_event(const ChatTable& chats, const CallReport& report) {
   std::string event = begin_event("call_update");
   append_int_member(event, "call_id", report.id);
@@ -66,6 +90,7 @@ void emit_call_update_event(const ChatTable& chats, const CallReport& report) {
       append_string_member(event, "message", report.error_message);
     }
   }
+  if (at_level2()) append_call_details(event, report);
   end_event(event);
 }
 

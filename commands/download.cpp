@@ -28,6 +28,21 @@ void run_download(CommandCall& call, Downloads& downloads, const TdClient& td) {
   start_download(call, downloads, td, Follow::kCompletion);
 }
 
+void run_cancel(CommandCall& call, const TdClient& td) {
+  std::int64_t file_id = 0;
+  if (!arg_positive(call, file_id)) return refuse_usage(call);
+  if (!gate_open(call)) return;
+  std::string request = "{\"@type\":\"cancelDownloadFile\"";
+  append_int_member(request, "file_id", file_id);
+  request += ",\"only_if_pending\":false}";
+  td_request(td, std::move(request), make_tag("cancel", file_id));
+  reply_ok(call, "SEND cancelDownloadFile");
+}
+
+void on_cancelled(Answer& answer, Downloads& downloads) {
+  stop_download(downloads, next_field_i64(answer.fields));
+}
+
 void run_downloadp(CommandCall& call, Downloads& downloads, const TdClient& td) {
   start_download(call, downloads, td, Follow::kProgress);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "frame/answer.h"
 #include "frame/command.h"
 #include "frame/tdlib.h"
 #include "state/downloads.h"
@@ -17,3 +18,7 @@ std::string make_download_file(std::int64_t file_id, int priority);
 // "download" and, with its progress, "downloadp".
 void run_download(CommandCall& call, Downloads& downloads, const TdClient& td);
 void run_downloadp(CommandCall& call, Downloads& downloads, const TdClient& td);
+
+// Level 2: stops a download; what has come stays.
+void run_cancel(CommandCall& call, const TdClient& td);
+void on_cancelled(Answer& answer, Downloads& downloads);

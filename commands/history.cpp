@@ -1,5 +1,6 @@
 #include "commands/history.h"
 
+#include <algorithm>
 #include <string>
 
 #include "frame/channels.h"
@@ -11,6 +12,7 @@
 namespace {
 
 constexpr std::int64_t kMaxLimit = 100;  // of one load
+constexpr std::int64_t kMaxNewer = 99;
 constexpr std::int64_t kOpenLimit = 30;
 constexpr std::int64_t kAroundLimit = 81;  // a message with 40 on each side
 constexpr std::int64_t kAroundSide = 40;
@@ -28,13 +30,15 @@ std::string make_view_message(std::int64_t chat_id, std::int64_t message_id) {
   return json;
 }
 
-// "message" for each message of the page; how many.
+// "message" for each message of the page that the load asked for; how many.
 std::int64_t emit_page(const HistoryLoad& load, MessagePage page) {
   std::int64_t count = 0;
   MessagePreview message;
   std::int64_t sender_user_id = 0;
-  for (; next_message(page, kFullMessage, message, sender_user_id); ++count) {
-    emit_message_event(load.chat_id, load.gen, message, find_sender(sender_user_id));
+  while (next_message(page, kFullMessage, message, sender_user_id)) {
+    if (load.newer && message.id <= load.from_message_id) continue;
+    ++count;
+    emit_message_event(load.chat_id, load.gen, message, find_sender(message, sender_user_id));
   }
   return count;
 }
@@ -47,7 +51,10 @@ std::int64_t count_messages(MessagePage page) {
 
 void log_page(const HistoryLoad& load, std::int64_t count, std::int64_t total_count, int attempt) {
   dbg("HISTORY chat_id=" + std::to_string(load.chat_id) + " gen=" + std::to_string(load.gen) +
-      " mode=" + (load.clear ? "clear" : "append") +
+      " mode=" +
+      (load.clear   ? "clear"
+       : load.newer ? "newer"
+                    : "append") +
       " from=" + std::to_string(load.from_message_id) + " limit=" + std::to_string(load.limit) +
       " emitted=" + std::to_string(count) + " total_count=" + std::to_string(total_count) +
       " attempt=" + std::to_string(attempt));
@@ -70,7 +77,7 @@ void on_silent_answer(const HistoryLoad& load, const SilentQuestion& question,
   if (!question.dropped && count_messages(page) > question.shown) {
     emit_history_clear_event(load);
     count = emit_page(load, page);
-    emit_history_end_event(load, page.total_count);
+    emit_history_end_event(load, page.total_count, count);
   }
   log_page(load, count, page.total_count, question.attempt);
 }
@@ -158,6 +165,26 @@ void run_history_more(CommandCall& call, HistoryLoads& loads, const TdClient& td
   reply_ok(call, "SEND getChatHistory (more)");
 }
 
+void run_history_newer(CommandCall& call, HistoryLoads& loads, const TdClient& td) {
+  std::int64_t chat_id = 0;
+  std::int64_t from = 0;
+  std::int64_t limit = 50;
+  if (!arg_id(call, chat_id) || !arg_positive(call, from) || !arg_optional_i64(call, limit)) {
+    return refuse_usage(call);
+  }
+  limit = clamp_i64(limit, 1, kMaxLimit);
+  if (!gate_open(call)) return;
+  drop_silent_questions(loads, chat_id);
+  HistoryLoad load{chat_id, ++loads.gen, false, from, limit};
+  load.newer = true;
+  emit_history_begin_event(load);
+  // The library counts the message asked from among the newer ones and takes 99 of them at most.
+  const std::int64_t asked = std::min(limit + 1, kMaxNewer);
+  send_history_request(load, make_get_chat_history_with_offset(chat_id, from, -asked, asked), loads,
+                       td);
+  reply_ok(call, "SEND getChatHistory (newer)");
+}
+
 void run_history_jump(CommandCall& call, HistoryLoads& loads, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
@@ -203,7 +230,7 @@ void on_history(Answer& answer, HistoryLoads& loads, Timers& timers, const TdCli
   const std::int64_t count = emit_page(load, page);
   if (schedule_repetition(load, count, loads, timers, td)) emit_history_clear_event(load);
   log_page(load, count, page.total_count, attempt);
-  emit_history_end_event(load, page.total_count);
+  emit_history_end_event(load, page.total_count, count);
 }
 
 void on_history_error(TdError& error, HistoryLoads& loads) {
@@ -214,5 +241,5 @@ void on_history_error(TdError& error, HistoryLoads& loads) {
   // A silent question belongs to a series that has had its end.
   if (take_silent_question(load, loads, question)) return;
   forget_failed_load(loads, load);
-  emit_history_end_event(load, 0);
+  emit_history_end_event(load, 0, 0);
 }

@@ -25,6 +25,7 @@ void run_open(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, OpenC
 void run_close(CommandCall& call, HistoryLoads& loads, OpenChat& open_chat, const TdClient& td);
 void run_history(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, const TdClient& td);
 void run_history_more(CommandCall& call, HistoryLoads& loads, const TdClient& td);
+void run_history_newer(CommandCall& call, HistoryLoads& loads, const TdClient& td);  // level 2
 void run_history_jump(CommandCall& call, HistoryLoads& loads, const TdClient& td);
 
 void run_read(CommandCall& call, const TdClient& td);

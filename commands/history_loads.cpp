@@ -5,6 +5,7 @@
 #include "frame/answer.h"
 #include "frame/channels.h"
 #include "frame/clock.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 
 namespace {
@@ -33,7 +34,8 @@ void repeat_clear_load(std::int64_t chat_id, std::int64_t gen, HistoryLoads& loa
   if (it == loads.clear_loads.end() || it->second.gen != gen) return;
   ClearLoad& load = it->second;
   const bool silently = load.awaits == ClearLoad::Awaits::kSilentQuestion;
-  td_request(td, load.request, load.tag);
+  const CommandHold hold = std::move(load.hold);
+  as_command(hold.command(), [&] { td_request(td, load.request, load.tag); });
   dbg("SEND getChatHistory (retry:clear)");
   ++load.attempt;
   load.awaits = ClearLoad::Awaits::kAnswer;
@@ -44,13 +46,12 @@ void repeat_clear_load(std::int64_t chat_id, std::int64_t gen, HistoryLoads& loa
 
 }  // namespace
 
-std::string make_history_extra(std::int64_t chat_id, std::int64_t gen, bool clear,
-                               std::int64_t from_message_id, std::int64_t limit) {
-  std::string tag = make_tag("history", chat_id, gen);
-  tag += clear ? ":clear:" : ":append:";
-  append_i64(tag, from_message_id);
+std::string make_history_extra(const HistoryLoad& load) {
+  std::string tag = make_tag("history", load.chat_id, load.gen);
+  tag += load.clear ? ":clear:" : load.newer ? ":newer:" : ":append:";
+  append_i64(tag, load.from_message_id);
   tag += ':';
-  append_i64(tag, limit);
+  append_i64(tag, load.limit);
   return tag;
 }
 
@@ -59,7 +60,9 @@ bool parse_history_extra(std::string_view fields, HistoryLoad& load) {
   load.gen = next_field_i64(fields);
   const std::string_view mode = next_field(fields);
   load.clear = mode == "clear";
-  if (load.chat_id == 0 || load.gen < 1 || (!load.clear && mode != "append")) return false;
+  load.newer = at_level2() && mode == "newer";
+  const bool known_mode = load.clear || load.newer || mode == "append";
+  if (load.chat_id == 0 || load.gen < 1 || !known_mode) return false;
   load.from_message_id = next_field_i64(fields, -1);
   load.limit = next_field_i64(fields);
   return load.from_message_id >= 0 && load.limit >= 1 && fields.empty();
@@ -68,6 +71,7 @@ bool parse_history_extra(std::string_view fields, HistoryLoad& load) {
 void emit_history_begin_event(const HistoryLoad& load) {
   std::string event = begin_load_event("history_begin", load);
   append_load_members(event, load);
+  if (load.newer) append_bool_member(event, "newer", true);
   end_event(event);
 }
 
@@ -75,17 +79,17 @@ void emit_history_clear_event(const HistoryLoad& load) {
   emit_event_json_line(begin_load_event("history_clear", load) + "}");
 }
 
-void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count) {
+void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count, std::int64_t came) {
   std::string event = begin_load_event("history_end", load);
   append_load_members(event, load);
   append_int_member(event, "total_count", total_count);
+  if (at_level2()) append_bool_member(event, "has_more", came > 0);
   end_event(event);
 }
 
 void send_history_request(const HistoryLoad& load, std::string request, HistoryLoads& loads,
                           const TdClient& td) {
-  std::string tag =
-      make_history_extra(load.chat_id, load.gen, load.clear, load.from_message_id, load.limit);
+  std::string tag = make_history_extra(load);
   td_request(td, request, tag);
   if (!load.clear) return;
   drop_clear_load(loads, load.chat_id);
@@ -139,6 +143,7 @@ bool schedule_repetition(const HistoryLoad& load, std::int64_t count, HistoryLoa
   }
   kept->awaits = repeat ? ClearLoad::Awaits::kRepetition : ClearLoad::Awaits::kSilentQuestion;
   kept->shown = count;
+  kept->hold = CommandHold::of_current();
   const std::int64_t wait_ms =
       repeat && kept->attempt > 1 ? kLaterRepetitionMs : kFirstRepetitionMs;
   dbg("history: scheduling getChatHistory retry");

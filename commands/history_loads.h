@@ -17,6 +17,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "frame/in_flight.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
 
@@ -27,6 +28,7 @@ struct HistoryLoad {
   bool clear = false;  // replaces what the UI shows; false: adds to it
   std::int64_t from_message_id = 0;
   std::int64_t limit = 0;
+  bool newer = false;  // adds newer messages, at level 2; never with `clear`
 };
 
 // A "clear" load until its answer has been enough.
@@ -39,6 +41,7 @@ struct ClearLoad {
   int attempt = 1;         // the answer to come, or the last one
   bool paged = false;      // older messages were asked for: no silent question any more
   std::int64_t shown = 0;  // messages of the answer that was too short
+  CommandHold hold;        // while a repetition is scheduled
 };
 
 // A silent question whose answer is still to come.
@@ -55,14 +58,14 @@ struct HistoryLoads {
   std::unordered_map<std::int64_t, SilentQuestion> silent_questions;  // by generation
 };
 
-std::string make_history_extra(std::int64_t chat_id, std::int64_t gen, bool clear,
-                               std::int64_t from_message_id, std::int64_t limit);
+std::string make_history_extra(const HistoryLoad& load);
 // `fields`: the tag behind its prefix. False when it is no history tag.
 bool parse_history_extra(std::string_view fields, HistoryLoad& load);
 
 void emit_history_begin_event(const HistoryLoad& load);
 void emit_history_clear_event(const HistoryLoad& load);
-void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count);
+// `came`: how many messages the answer brought.
+void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count, std::int64_t came);
 
 // Sends the load's request, complete but for its tag. Of a "clear" load it is kept for repetitions,
 // in the place of an older one of the same chat.

@@ -14,16 +14,6 @@ namespace {
 
 constexpr std::size_t kShownArgBytes = 64;  // of malformed arguments, in the log
 
-// One or more message ids, to the end of the line.
-bool arg_message_ids(CommandCall& call, std::vector<std::int64_t>& ids) {
-  do {
-    std::int64_t id = 0;
-    if (!arg_positive(call, id)) return false;
-    ids.push_back(id);
-  } while (!call.args.empty());
-  return true;
-}
-
 bool arg_chat_and_message(CommandCall& call, std::int64_t& chat_id, std::int64_t& message_id) {
   return arg_id(call, chat_id) && arg_positive(call, message_id);
 }
@@ -228,5 +218,5 @@ void on_message_preview(Answer& answer) {
   if (chat_id == 0 || !parse_first_message(answer.text, kFullMessage, message, sender_user_id)) {
     return;
   }
-  emit_message_preview_event(chat_id, message, find_sender(sender_user_id));
+  emit_message_preview_event(chat_id, message, find_sender(message, sender_user_id));
 }

@@ -113,9 +113,9 @@ bool read_media_header(const Mp4File& file, Span content, Mp4MediaHeader& out) {
   return out.time_scale > 0;
 }
 
-// The width is a fixed-point number: whole pixels in the upper half.
+// Width and height are fixed-point numbers: whole pixels in the upper half.
 bool read_track_header(const Mp4File& file, Span content, Track& track) {
-  unsigned char bytes[92];
+  unsigned char bytes[96] = {};
   if (!read_content(file, content, bytes, 80)) return false;
   std::size_t width_at = 76;
   if (bytes[0] != 0) {
@@ -123,6 +123,10 @@ bool read_track_header(const Mp4File& file, Span content, Track& track) {
     width_at = 88;
   }
   track.header.width = static_cast<std::uint32_t>(big_endian(bytes + width_at, 2));
+  // A header that ends behind the width is taken as before; it then has no height.
+  if (read_content(file, content, bytes, width_at + 8)) {
+    track.header.height = static_cast<std::uint32_t>(big_endian(bytes + width_at + 4, 2));
+  }
   return true;
 }
 
@@ -154,7 +158,7 @@ bool read_track(Mp4File& file, Span content, Track& track) {
     if (named(box, "mdia") && !read_media(file, box.content, track)) return false;
   }
   // What is known to be something else has no picture, whatever its header says.
-  if (track.has_kind && !track.is_video) track.header.width = 0;
+  if (track.has_kind && !track.is_video) track.header.width = track.header.height = 0;
   return true;
 }
 

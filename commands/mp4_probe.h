@@ -8,6 +8,7 @@ struct Mp4MediaHeader {
   std::uint32_t time_scale = 0;  // units a second; at least 1
   std::uint64_t duration = 0;    // in units; UINT64_MAX: not known
   std::uint32_t width = 0;       // of the picture in whole pixels; 0: not known, or no picture
+  std::uint32_t height = 0;      // the same
 };
 
 // Reads the media header of the file behind `fd`, the video track's where there are several

@@ -4,6 +4,7 @@
 
 #include "frame/answer.h"
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "frame/td_errors.h"
 #include "json/scan.h"
 #include "json/text.h"
@@ -75,6 +76,31 @@ FollowedChat parse_followed_chat(std::string_view fields) {
   return followed;
 }
 
+// What level 2 adds to a found message: its date and its sender, each where it is known.
+void append_found_details(std::string& event, const MessagePreview& message,
+                          std::int64_t sender_user_id) {
+  if (message.date >= 1) append_int_member(event, "date", message.date);
+  if (sender_user_id >= 1) append_int_member(event, "sender_user_id", sender_user_id);
+  const std::string name = find_sender(message, sender_user_id).name;
+  if (!name.empty()) append_string_member(event, "sender_name", name);
+}
+
+// The same of the last message of a found chat.
+void append_found_details(std::string& event, std::string_view message_json) {
+  MessagePreview message;
+  std::int64_t sender_user_id = 0;
+  if (message_json.empty() ||
+      !parse_first_message(message_json, kChatPreview, message, sender_user_id)) {
+    return;
+  }
+  append_found_details(event, message, sender_user_id);
+}
+
+// Where a search goes on; 0: there is no more.
+void append_next_from(std::string& event, std::string_view answer) {
+  append_int_member(event, "next_from_message_id", member_int(answer, "next_from_message_id", 0));
+}
+
 void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_json) {
   const ChatObject chat = read_chat_object(chat_json);
   if (chat.id == 0) return;
@@ -84,6 +110,7 @@ void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_
   append_int_member(event, "photo_small_id", extract_chat_photo_small_file_id(chat_json));
   append_string_member(event, "chat_type", chat_type_word(chat.type));
   append_string_member(event, "title", chat.title.value_or(std::string()));
+  if (at_level2()) append_found_details(event, chat.last_message);
   end_event(event);
 }
 
@@ -117,13 +144,15 @@ std::string begin_shared_event(std::string_view type, const SharedSeries& series
 }
 
 void emit_shared_item_event(const SharedSeries& series, std::int64_t idx,
-                            const MessagePreview& message, std::string_view message_json) {
+                            const MessagePreview& message, std::int64_t sender_user_id,
+                            std::string_view message_json) {
   std::string event = begin_shared_event("shared_item", series);
   append_int_member(event, "idx", idx);
   append_int_member(event, "id", message.id);
   if (message.outgoing) append_bool_member(event, "outgoing", true);
   append_media_members(event, message);
   if (series.kind == "link") append_link_members(event, message, message_json);
+  if (at_level2()) append_found_details(event, message, sender_user_id);
   end_event(event);
 }
 
@@ -302,6 +331,7 @@ void on_chat_search_found(Answer& answer, Searches& searches) {
     append_int_member(event, "id", message.id);
     append_bool_member(event, "outgoing", message.outgoing);
     append_string_member(event, "text", message.text);
+    if (at_level2()) append_found_details(event, message, sender_user_id);
     end_event(event);
   }
   dbg("CHAT_SEARCH chat_id=" + std::to_string(chat_id) + " req=" + std::to_string(req) +
@@ -310,6 +340,7 @@ void on_chat_search_found(Answer& answer, Searches& searches) {
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "count", emitted);
   append_int_member(event, "total_count", page.total_count);
+  if (at_level2()) append_next_from(event, answer.text);
   end_event(event);
 }
 
@@ -322,6 +353,7 @@ void on_chat_search_error(TdError& error, Searches& searches) {
   std::string event = begin_search_event("chat_search_end", req);
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "count", 0);
+  if (at_level2()) append_next_from(event, {});
   end_event(event);
 }
 
@@ -335,13 +367,15 @@ void on_shared_found(Answer& answer) {
   std::int64_t sender_user_id = 0;
   while (next_message(page, message_json)) {
     if (!parse_first_message(message_json, kFullMessage, message, sender_user_id)) continue;
-    emit_shared_item_event(series, emitted, message, message_json);
+    emit_shared_item_event(series, emitted, message, sender_user_id, message_json);
     ++emitted;
   }
   std::string event = begin_shared_event("shared_end", series);
   append_int_member(event, "count", emitted);
   append_int_member(event, "total_count", page.total_count);
-  append_int_member(event, "next_from_message_id", member_int(answer.text, "next_from_message_id"));
+  // At level 1 a missing one is -1.
+  append_int_member(event, "next_from_message_id",
+                    member_int(answer.text, "next_from_message_id", at_level2() ? 0 : -1));
   end_event(event);
 }
 
@@ -351,5 +385,6 @@ void on_shared_error(TdError& error) {
   if (!parse_shared_series(error.fields, series)) return;
   std::string event = begin_shared_event("shared_end", series);
   append_int_member(event, "count", 0);
+  if (at_level2()) append_next_from(event, {});
   end_event(event);
 }

@@ -10,6 +10,7 @@
 #include "frame/channels.h"
 #include "json/text.h"
 #include "json/walk.h"
+#include "state/message.h"
 
 namespace {
 
@@ -106,6 +107,45 @@ std::string make_send_video_note(std::int64_t chat_id, std::int64_t reply_to, st
   append_int_member(json, "duration", duration_seconds);
   append_int_member(json, "length", length);
   json += "}}";
+  return json;
+}
+
+// The last members of a photo or video.
+void append_caption_and_rest(std::string& json, std::string_view caption) {
+  append_formatted_text(json, "caption", caption);
+  json += ",\"show_caption_above_media\":false,\"self_destruct_type\":null,\"has_spoiler\":false}}";
+}
+
+// The service measures the picture itself.
+std::string make_send_photo(std::int64_t chat_id, std::int64_t reply_to, std::string_view path,
+                            std::string_view caption) {
+  std::string json = begin_send(chat_id, reply_to, path.size() + caption.size());
+  json += ",\"input_message_content\":{\"@type\":\"inputMessagePhoto\"";
+  append_local_file(json, "photo", path);
+  json += ",\"thumbnail\":null,\"added_sticker_file_ids\":[],\"width\":0,\"height\":0";
+  append_caption_and_rest(json, caption);
+  return json;
+}
+
+std::string make_send_video(std::int64_t chat_id, std::int64_t reply_to, std::string_view path,
+                            std::string_view caption, const Mp4MediaHeader& header) {
+  std::string json = begin_send(chat_id, reply_to, path.size() + caption.size());
+  json += ",\"input_message_content\":{\"@type\":\"inputMessageVideo\"";
+  append_local_file(json, "video", path);
+  json += ",\"thumbnail\":null,\"cover\":null,\"start_timestamp\":0,\"added_sticker_file_ids\":[]";
+  append_int_member(json, "duration", mp4_duration_seconds(header));
+  append_int_member(json, "width", header.width);
+  append_int_member(json, "height", header.height);
+  json += ",\"supports_streaming\":false";
+  append_caption_and_rest(json, caption);
+  return json;
+}
+
+std::string make_resend_messages(std::int64_t chat_id, const std::vector<std::int64_t>& ids) {
+  std::string json = "{\"@type\":\"resendMessages\"";
+  append_int_member(json, "chat_id", chat_id);
+  append_message_ids(json, ids);
+  json += ",\"quote\":null,\"paid_message_star_count\":0}";
   return json;
 }
 
@@ -286,9 +326,7 @@ void run_edit64(CommandCall& call, const TdClient& td) {
   reply_ok(call, "SEND editMessageText (edit64)");
 }
 
-void on_sent(Answer& answer) {
-  const std::int64_t chat_id = next_field_i64(answer.fields);
-  const std::int64_t message_id = member_int(answer.text, "id");
+static void emit_send_ok(std::int64_t chat_id, std::int64_t message_id) {
   if (chat_id == 0 || message_id < 1) return;
   std::string event = begin_event("send_ok");
   append_int_member(event, "chat_id", chat_id);
@@ -296,24 +334,92 @@ void on_sent(Answer& answer) {
   end_event(event);
 }
 
-void run_sendfile64(CommandCall& call, SendCounter& counter, const TdClient& td) {
+void on_sent(Answer& answer) {
+  emit_send_ok(next_field_i64(answer.fields), member_int(answer.text, "id"));
+}
+
+void on_sent_again(Answer& answer) {
+  const std::int64_t chat_id = next_field_i64(answer.fields);
+  MessagePage page = open_message_page(answer.text);
+  for (std::string_view message; next_message(page, message);) {
+    emit_send_ok(chat_id, member_int(message, "id"));
+  }
+}
+
+// What "sendfile64" and its siblings are given, decoded.
+struct FileToSend {
   std::int64_t chat_id = 0;
   std::int64_t reply_to = 0;
-  std::string_view path64;
-  std::string_view caption64;
-  if (!arg_id(call, chat_id) ||
-      !sort_document_pieces(next_pieces(call), reply_to, path64, caption64)) {
-    return refuse_usage(call);
-  }
-  if (!gate_open(call)) return;
   std::string path;
   std::string caption;
-  if (!base64_decode(path64, path)) return refuse_with(call, "bad_base64_path");
-  if (!base64_decode(caption64, caption)) return refuse_with(call, "bad_base64_caption");
-  if (!is_regular_file(path)) return refuse_with(call, "no_such_file");
-  send_tagged(make_send_document(chat_id, reply_to, path, caption), "sendfile", chat_id, counter,
-              td);
+};
+
+// Reads the arguments and opens the file; -1 when the command has been refused.
+static int open_file_to_send(CommandCall& call, FileToSend& file) {
+  const auto refused = [](auto refusal) {
+    refusal();
+    return -1;
+  };
+  std::string_view path64;
+  std::string_view caption64;
+  if (!arg_id(call, file.chat_id) ||
+      !sort_document_pieces(next_pieces(call), file.reply_to, path64, caption64)) {
+    return refused([&] { refuse_usage(call); });
+  }
+  if (!gate_open(call)) return -1;
+  if (!base64_decode(path64, file.path)) {
+    return refused([&] { refuse_with(call, "bad_base64_path"); });
+  }
+  if (!base64_decode(caption64, file.caption)) {
+    return refused([&] { refuse_with(call, "bad_base64_caption"); });
+  }
+  const int fd = open_regular_file(file.path);
+  if (fd < 0) refuse_with(call, "no_such_file");
+  return fd;
+}
+
+void run_sendfile64(CommandCall& call, SendCounter& counter, const TdClient& td) {
+  FileToSend file;
+  const int fd = open_file_to_send(call, file);
+  if (fd < 0) return;
+  close(fd);
+  send_tagged(make_send_document(file.chat_id, file.reply_to, file.path, file.caption), "sendfile",
+              file.chat_id, counter, td);
   reply_ok(call, "SEND sendMessage (document/sendfile64)");
+}
+
+void run_sendphoto64(CommandCall& call, SendCounter& counter, const TdClient& td) {
+  FileToSend file;
+  const int fd = open_file_to_send(call, file);
+  if (fd < 0) return;
+  close(fd);
+  send_tagged(make_send_photo(file.chat_id, file.reply_to, file.path, file.caption), "sendphoto",
+              file.chat_id, counter, td);
+  reply_ok(call, "SEND sendMessage (photo/sendphoto64)");
+}
+
+void run_sendvideo64(CommandCall& call, SendCounter& counter, const TdClient& td) {
+  FileToSend file;
+  const int fd = open_file_to_send(call, file);
+  if (fd < 0) return;
+  Mp4MediaHeader header;
+  if (!mp4_parse_mdhd(fd, header)) {
+    header = Mp4MediaHeader{};
+    dbg("WARN sendvideo64: mp4 probe failed");
+  }
+  close(fd);
+  send_tagged(make_send_video(file.chat_id, file.reply_to, file.path, file.caption, header),
+              "sendvideo", file.chat_id, counter, td);
+  reply_ok(call, "SEND sendMessage (video/sendvideo64)");
+}
+
+void run_send_again(CommandCall& call, const TdClient& td) {
+  std::int64_t chat_id = 0;
+  std::vector<std::int64_t> ids;
+  if (!arg_id(call, chat_id) || !arg_message_ids(call, ids)) return refuse_usage(call);
+  if (!gate_open(call)) return;
+  td_request(td, make_resend_messages(chat_id, ids), make_tag("sendAgain", chat_id));
+  reply_ok(call, "SEND resendMessages");
 }
 
 void run_sendvoice64(CommandCall& call, SendCounter& counter, const TdClient& td) {

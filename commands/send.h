@@ -32,3 +32,12 @@ void on_sent(Answer& answer);
 void run_sendfile64(CommandCall& call, SendCounter& counter, const TdClient& td);
 void run_sendvoice64(CommandCall& call, SendCounter& counter, const TdClient& td);
 void run_sendvideonote64(CommandCall& call, SendCounter& counter, const TdClient& td);
+
+// Level 2.
+void run_sendphoto64(CommandCall& call, SendCounter& counter, const TdClient& td);
+// Size and duration come from the file's header when it is an MP4 or MOV file; otherwise they are
+// not told.
+void run_sendvideo64(CommandCall& call, SendCounter& counter, const TdClient& td);
+void run_send_again(CommandCall& call, const TdClient& td);
+// The messages sent once more: "send_ok" for each.
+void on_sent_again(Answer& answer);

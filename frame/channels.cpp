@@ -9,6 +9,7 @@
 
 #include "frame/events_file.h"
 #include "frame/files.h"
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/text.h"
 
@@ -134,20 +135,27 @@ static bool passes_hub_filter(std::string_view json) {
   static constexpr std::string_view kPassed[] = {"auth_state",  "chat_unread",
                                                  "call_update", "hub_notify_message",
                                                  "td_error",    "events_rotated"};
+  static constexpr std::string_view kPassedToo[] = {
+      "hello",           "goodbye",    "events_lost",         "command_end",
+      "command_refused", "auth_error", "hub_notify_withdrawn"};
   const std::size_t key = json.find(kKey);
   if (key == std::string_view::npos) return true;
   const std::size_t begin = key + kKey.size();
   const std::size_t end = json.find('"', begin);
   if (end == std::string_view::npos || end == begin) return true;
   const std::string_view type = json.substr(begin, end - begin);
-  return std::find(std::begin(kPassed), std::end(kPassed), type) != std::end(kPassed);
+  if (std::find(std::begin(kPassed), std::end(kPassed), type) != std::end(kPassed)) return true;
+  return at_level2() &&
+         std::find(std::begin(kPassedToo), std::end(kPassedToo), type) != std::end(kPassedToo);
 }
 
 void emit_event_json_line(std::string_view json) {
   if (g_files_wait) open_waiting_files();
   const int fd = g_events_fd;
-  if (fd < 0) return;
+  // At level 2 what is written before a FIFO has its reader is numbered, and told as lost.
+  if (fd < 0 && !(g_files_wait && at_level2())) return;
   if (g_hub_mode && !passes_hub_filter(json)) return;
+  if (at_level2()) return write_numbered_event(fd, json);
   if (write_line(fd, json, "\n") == LineFate::kWhole) events_file_grew(json.size() + 1);
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "frame/channels.h"
+#include "frame/in_flight.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 
 std::string_view next_arg(CommandCall& call) {
@@ -19,6 +21,15 @@ bool arg_id(CommandCall& call, std::int64_t& out) { return arg_i64(call, out) &&
 
 bool arg_positive(CommandCall& call, std::int64_t& out) { return arg_i64(call, out) && out >= 1; }
 
+bool arg_message_ids(CommandCall& call, std::vector<std::int64_t>& ids) {
+  do {
+    std::int64_t id = 0;
+    if (!arg_positive(call, id)) return false;
+    ids.push_back(id);
+  } while (!call.args.empty());
+  return true;
+}
+
 bool arg_optional_i64(CommandCall& call, std::int64_t& out) {
   const std::string_view piece = next_arg(call);
   return piece.empty() || parse_i64(piece, out);
@@ -28,7 +39,29 @@ std::int64_t clamp_i64(std::int64_t value, std::int64_t least, std::int64_t most
   return std::min(std::max(value, least), most);
 }
 
-void refuse(const CommandCall&, std::string_view text) { print_line("ERR " + std::string(text)); }
+// A word that is no command's may be of any length; the cut leaves no half character.
+std::string_view shown_word(std::string_view word) {
+  constexpr std::size_t kMostBytes = 64;
+  if (word.size() <= kMostBytes) return word;
+  std::size_t end = kMostBytes;
+  while (end > 0 && (static_cast<unsigned char>(word[end]) & 0xC0) == 0x80) --end;
+  return word.substr(0, end);
+}
+
+static void emit_command_refused(std::string_view word, const std::string& line) {
+  std::string event = begin_event("command_refused");
+  append_string_member(event, "command", shown_word(word));
+  append_string_member(event, "text", line);
+  end_event(event);
+}
+
+void refuse_line(std::string_view word, std::string_view text) {
+  const std::string line = "ERR " + std::string(text);
+  print_line(line);
+  if (!at_level2()) return;
+  note_refusal(text);
+  emit_command_refused(word, line);
+}
 
 void refuse_usage(const CommandCall& call) {
   std::string text = "usage " + std::string(call.word);

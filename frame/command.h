@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 enum class Gate {
   kOpen,   // accepted in every state
@@ -30,13 +31,19 @@ bool arg_i64(CommandCall& call, std::int64_t& out);
 bool arg_id(CommandCall& call, std::int64_t& out);
 // A required number of at least 1 (message ids, request numbers).
 bool arg_positive(CommandCall& call, std::int64_t& out);
+// One or more numbers of at least 1, to the end of the line.
+bool arg_message_ids(CommandCall& call, std::vector<std::int64_t>& ids);
 // An optional number: a missing one leaves `out` at its default; false when it does not parse.
 bool arg_optional_i64(CommandCall& call, std::int64_t& out);
 
 std::int64_t clamp_i64(std::int64_t value, std::int64_t least, std::int64_t most);
 
-// "ERR <text>": the one way in which a command is refused.
-void refuse(const CommandCall& call, std::string_view text);
+// A word as events show it: its first 64 bytes.
+std::string_view shown_word(std::string_view word);
+// "ERR <text>": the one way in which a command is refused. At level 2 also "command_refused", and
+// the command's end tells it.
+void refuse_line(std::string_view word, std::string_view text);
+inline void refuse(const CommandCall& call, std::string_view text) { refuse_line(call.word, text); }
 // "ERR usage <word> <arguments>"
 void refuse_usage(const CommandCall& call);
 // "ERR <word> <reason>"

@@ -86,6 +86,7 @@ const EnvKey kEnvKeys[] = {
     {ConfigStep::kEvents, "BACKEND_EVENTS_FILE", &Config::events_file, "", ""},
     {ConfigStep::kEvents, "BACKEND_EVENTS_APPEND", &Config::events_append, "0", "0"},
     {ConfigStep::kEvents, "BACKEND_EVENTS_MAX_BYTES", &Config::events_max_bytes, "0", "0"},
+    {ConfigStep::kEvents, "BACKEND_PROTOCOL", &Config::protocol, "1", "1"},
     {ConfigStep::kDirs, "TDLIB_DB_DIR", &Config::db_dir, "./tdlib-db", "./tdlib-db"},
     {ConfigStep::kDirs, "TDLIB_FILES_DIR", &Config::files_dir, "./tdlib-files", "./tdlib-files"},
     {ConfigStep::kLoop, "BACKEND_WAKE_ON_INPUT", &Config::wake_on_input, "0", "0"},

@@ -35,6 +35,7 @@ struct Config {
   std::string events_file;  // empty: no events
   bool events_append = false;
   std::int64_t events_max_bytes = 0;  // 0 or less: no limit
+  std::int64_t protocol = 0;          // anything but 2 is level 1
   std::string db_dir;
   std::string files_dir;
   bool wake_on_input = false;

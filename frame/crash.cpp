@@ -8,6 +8,7 @@
 #include <new>
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "frame/tdlib.h"
 #include "platform/crash_context.h"
 #include "platform/signal_stack.h"
@@ -169,6 +170,7 @@ void report_event(const FaultFacts& facts) {
       line.hex(",\"pc_rel_tdjson\":\"0x", relative_to(facts.tdjson_base, at.pc)).text("\"");
     }
   }
+  if (at_level2()) line.text(",\"seq\":").dec(next_event_number());
   line.text("}\n");
   write_event(line.buf, line.len);
 }
@@ -240,8 +242,11 @@ void backend_terminate_handler() {
     if (len > sizeof text) len = sizeof text;
     write_to_logs(text, len);
   }
-  constexpr char kEvent[] = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
-  write_event(kEvent, sizeof kEvent - 1);
+  ReportLine<96> event;
+  event.text("{\"type\":\"backend_fatal\",\"kind\":\"terminate\"");
+  if (at_level2()) event.text(",\"seq\":").dec(next_event_number());
+  event.text("}\n");
+  write_event(event.buf, event.len);
   std::_Exit(45);
 }
 

@@ -11,6 +11,7 @@
 #include "frame/channels.h"
 #include "frame/clock.h"
 #include "frame/files.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 
 static std::string g_path;
@@ -25,6 +26,7 @@ static void begin_run() {
   if (!measurable) g_max_bytes = 0;
   g_bytes = measurable ? static_cast<std::int64_t>(info.st_size) : 0;
   dbg("EVENTS_OPEN path=" + g_path + " mode=" + (g_open_flags == O_APPEND ? "append" : "truncate"));
+  emit_hello();
   std::string run = begin_event("backend_run");
   append_int_member(run, "pid", getpid());
   append_int_member(run, "mono_ms", mono_ms());

@@ -20,26 +20,23 @@ constexpr std::size_t kLargeObject = 1024 * 1024;
 
 namespace {
 
-void quit(bool& keep_running) {
-  print_line("BYE");
-  keep_running = false;
-}
-
-void run_command(std::string_view line, const LoopHooks& hooks, bool& keep_running) {
+void run_command(std::string_view line, const LoopHooks& hooks) {
   line = trim(line);
-  if (line == "quit") return quit(keep_running);
   if (!line.empty()) hooks.command(line);
 }
 
 // Lines behind "quit" are dropped.
 InputState run_commands(Input& input, const LoopHooks& hooks, const LoopSettings& settings,
-                        bool& keep_running) {
+                        bool& keep_running, LoopEnd& end) {
   const InputState state = read_input(input);
   std::string_view line;
-  while (keep_running && take_line(input, line)) run_command(line, hooks, keep_running);
+  while (keep_running && take_line(input, line)) run_command(line, hooks);
   if (state == InputState::kEnded && settings.exit_on_eof) {
-    if (keep_running) run_command(take_rest(input), hooks, keep_running);
-    if (keep_running) quit(keep_running);
+    if (keep_running) run_command(take_rest(input), hooks);
+    if (keep_running) {
+      end = LoopEnd::kInputEnded;
+      hooks.command("quit");
+    }
   }
   drop_taken(input);
   return state;
@@ -61,12 +58,13 @@ std::int64_t wait_ms(InputState state, const LoopHooks& hooks, bool waits_long) 
 
 }  // namespace
 
-void run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
-              const LoopSettings& settings, bool& keep_running) {
+LoopEnd run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
+                 const LoopSettings& settings, bool& keep_running) {
   const bool wakes = settings.wake_on_input && start_waker(td);
   Input input;
+  LoopEnd end = LoopEnd::kStopped;
   while (keep_running && !end_signalled()) {
-    const InputState state = run_commands(input, hooks, settings, keep_running);
+    const InputState state = run_commands(input, hooks, settings, keep_running, end);
     hooks.follow_up();
     if (wakes && can_wake_again(state)) watch_input_again();
     const std::int64_t wait = wait_ms(state, hooks, wakes && keep_running);
@@ -78,4 +76,5 @@ void run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
     if (size >= kLargeObject) give_back_free_memory();
   }
   if (wakes) stop_waker();
+  return keep_running ? LoopEnd::kSignal : end;
 }

@@ -10,7 +10,7 @@
 
 // What the frame calls and does not know.
 struct LoopHooks {
-  // Trimmed, not empty, not "quit"; `line` lives until the call returns.
+  // Trimmed, not empty; `line` lives until the call returns.
   std::function<void(std::string_view line)> command;
   std::function<void()> follow_up;  // once an iteration, after the commands
   // When the periodic work has to be done next: mono_ms, or -1 when nothing is due.
@@ -24,7 +24,9 @@ struct LoopSettings {
   bool exit_on_eof = false;    // the end of standard input is like "quit"
 };
 
+enum class LoopEnd { kStopped, kSignal, kInputEnded };
+
 // Runs until `keep_running` is cleared, by "quit" or by a hook, or a signal asks for the end; the
-// iteration is then finished.
-void run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
-              const LoopSettings& settings, bool& keep_running);
+// iteration is then finished. Tells which it was.
+LoopEnd run_loop(const TdApi& api, const TdClient& td, const LoopHooks& hooks,
+                 const LoopSettings& settings, bool& keep_running);

@@ -58,12 +58,16 @@ void log_error(const ErrorEvent& row, const TdError& error) {
 
 }  // namespace
 
-void report_td_error(const TdError& error) {
+void report_td_error_text(const TdError& error) {
   dbg("TD_ERROR (see json below)");
   std::string line(error.text);
   line += '\n';
   write_best_effort(STDERR_FILENO, line.data(), line.size());
   print_line("TD_ERROR " + std::string(error.text));
+}
+
+void report_td_error(const TdError& error) {
+  report_td_error_text(error);
   std::string event = begin_event("td_error");
   append_string_member(event, "json", error.text);
   end_event(event);

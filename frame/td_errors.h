@@ -9,6 +9,8 @@
 
 // The error as it came: on standard error, as a "TD_ERROR" reply line and as "td_error".
 void report_td_error(const TdError& error);
+// The same without the event, for those who tell it by another one.
+void report_td_error_text(const TdError& error);
 
 // Where a member of an error event comes from.
 struct ErrorMember {

@@ -8,6 +8,7 @@
 
 #include "frame/channels.h"
 #include "frame/crash.h"
+#include "frame/in_flight.h"
 #include "json/text.h"
 
 void* g_backend_base = nullptr;
@@ -105,7 +106,7 @@ void log_cb(int verbosity_level, const char* message) {
 }
 
 void td_request(const TdClient& td, std::string request, std::string_view tag) {
-  if (!tag.empty()) request = json_add_extra(std::move(request), tag);
+  if (!tag.empty()) request = json_add_extra(std::move(request), tag_of_request(tag));
   td.send(td.id, request.c_str());
 }
 

@@ -5,6 +5,7 @@
 
 #include "frame/answer.h"
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "frame/tdlib.h"
 #include "json/scan.h"
 #include "json/text.h"
@@ -44,6 +45,10 @@ std::string make_ping_proxy(const MtprotoProxy& proxy) {
 // Adds the proxy and switches it on.
 std::string make_add_proxy(const MtprotoProxy& proxy) {
   return "{\"@type\":\"addProxy\",\"proxy\":" + make_proxy(proxy) + ",\"enable\":true}";
+}
+
+std::string make_enable_proxy(std::int64_t proxy_id) {
+  return make_id_request("enableProxy", "proxy_id", proxy_id);
 }
 
 // How the two MTProto commands differ.
@@ -116,12 +121,16 @@ struct ActiveProxy {
   std::int64_t port = 0;
 };
 
+// Server and port stand in an object of their own; in the older form beside the id.
+std::string_view proxy_address(std::string_view object) {
+  const std::string_view address = member_object(object, "proxy");
+  return address.empty() ? object : address;
+}
+
 ActiveProxy find_active_proxy(const std::vector<std::string_view>& proxies) {
   for (const std::string_view object : proxies) {
     if (!member_true(object, "is_enabled")) continue;
-    // Server and port stand in an object of their own; in the older form beside the id.
-    std::string_view address = member_object(object, "proxy");
-    if (address.empty()) address = object;
+    const std::string_view address = proxy_address(object);
     return {true, member_int(object, "id"), member_string(address, "server"),
             member_int(address, "port")};
   }
@@ -132,6 +141,42 @@ std::string begin_sequence_event(std::string_view type, std::int64_t sequence) {
   std::string event = begin_event(type);
   append_int_member(event, "seq", sequence);
   return event;
+}
+
+std::string_view proxy_kind(std::string_view address) {
+  static constexpr std::string_view kKinds[][2] = {
+      {"proxyTypeMtproto", "mtproto"}, {"proxyTypeSocks5", "socks5"}, {"proxyTypeHttp", "http"}};
+  const std::string_view type = object_type(member_object(address, "type"));
+  for (const auto& kind : kKinds) {
+    if (type == kind[0]) return kind[1];
+  }
+  return {};
+}
+
+void emit_proxy_item(std::string_view object) {
+  const std::string_view address = proxy_address(object);
+  const std::string_view kind = proxy_kind(address);
+  std::string event = begin_event("proxy_item");
+  append_int_member(event, "proxy_id", member_int(object, "id"));
+  append_bool_member(event, "enabled", member_true(object, "is_enabled"));
+  append_string_member(event, "server", member_string(address, "server"));
+  append_int_member(event, "port", member_int(address, "port"));
+  if (!kind.empty()) append_string_member(event, "kind", kind);
+  end_event(event);
+}
+
+void emit_proxy_list_end(std::size_t count) {
+  std::string event = begin_event("proxy_list_end");
+  append_int_member(event, "count", static_cast<std::int64_t>(count));
+  end_event(event);
+}
+
+void emit_proxy_changed(std::string_view action, std::int64_t proxy_id) {
+  if (!at_level2()) return;
+  std::string event = begin_event("proxy_changed");
+  append_string_member(event, "action", action);
+  append_int_member(event, "proxy_id", proxy_id);
+  end_event(event);
 }
 
 }  // namespace
@@ -168,6 +213,30 @@ void run_proxy_try_mtproto(CommandCall& call, ProxyState& state, const TdClient&
   run_mtproto(call, state, td, kTry);
 }
 
+void run_proxy_list(const CommandCall& call, const TdClient& td) {
+  td_request(td, make_get_proxies(), "proxyList");
+  reply_ok(call, "SEND getProxies");
+}
+
+void run_proxy_enable(CommandCall& call, const TdClient& td) {
+  std::int64_t proxy_id = 0;
+  if (!arg_positive(call, proxy_id)) return refuse_and_log(call, "bad_proxy_id");
+  td_request(td, make_enable_proxy(proxy_id), make_tag("proxyEnable", proxy_id));
+  reply_ok(call, "SEND enableProxy proxy_id=" + std::to_string(proxy_id));
+}
+
+void on_proxy_list(Answer& answer) {
+  const std::vector<std::string_view> proxies =
+      extract_json_object_array_field_raw(answer.text, "proxies", kMostProxies);
+  for (const std::string_view object : proxies) emit_proxy_item(object);
+  emit_proxy_list_end(proxies.size());
+}
+
+void on_proxy_list_error(const TdError& error) {
+  report_td_error(error);
+  emit_proxy_list_end(0);
+}
+
 void on_proxies(Answer& answer) {
   const std::vector<std::string_view> proxies =
       extract_json_object_array_field_raw(answer.text, "proxies", kMostProxies);
@@ -185,10 +254,21 @@ void on_proxies(Answer& answer) {
       " count=" + std::to_string(proxies.size()) + " active=" + std::to_string(active.id));
 }
 
-void on_proxy_disabled() { dbg("TD_OK disableProxy"); }
+void on_proxy_disabled() {
+  dbg("TD_OK disableProxy");
+  emit_proxy_changed("disable", 0);
+}
 
 void on_proxy_removed(Answer& answer) {
-  dbg("TD_OK removeProxy proxy_id=" + std::to_string(next_field_i64(answer.fields)));
+  const std::int64_t proxy_id = next_field_i64(answer.fields);
+  dbg("TD_OK removeProxy proxy_id=" + std::to_string(proxy_id));
+  emit_proxy_changed("remove", proxy_id);
+}
+
+void on_proxy_enabled(Answer& answer) {
+  const std::int64_t proxy_id = next_field_i64(answer.fields);
+  dbg("TD_OK enableProxy proxy_id=" + std::to_string(proxy_id));
+  emit_proxy_changed("enable", proxy_id);
 }
 
 static void report_proxy_works(Answer& answer, std::string_view log_word) {

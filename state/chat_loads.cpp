@@ -12,6 +12,11 @@ static void emit_load_event(std::string_view type, std::int64_t gen) {
   end_event(event);
 }
 
+std::int64_t command_of_load(const ChatTable& table, std::int64_t gen) {
+  const auto found = table.loads.find(gen);
+  return found == table.loads.end() ? 0 : found->second.hold.command();
+}
+
 bool owes_row(const ChatTable& table, std::int64_t gen, std::int64_t chat_id) {
   const auto found = table.loads.find(gen);
   return found != table.loads.end() && found->second.owed.count(chat_id) != 0;
@@ -31,9 +36,11 @@ static void fetch_missed_chats(ChatTable& table, const TdClient& td) {
 static void end_if_complete(ChatTable& table, const TdClient& td, std::int64_t gen) {
   const auto found = table.loads.find(gen);
   if (found == table.loads.end() || !found->second.listed || !found->second.owed.empty()) return;
+  const ChatListLoad ended = std::move(found->second);
   table.loads.erase(found);
-  emit_load_event("chats_end", gen);
-  if (table.loads.empty()) fetch_missed_chats(table, td);
+  as_command(ended.hold.command(), [&] { emit_load_event("chats_end", gen); });
+  // Asked for by what happened meanwhile, not by the command.
+  if (table.loads.empty()) as_nobody([&] { fetch_missed_chats(table, td); });
 }
 
 void settle_row(ChatTable& table, const TdClient& td, std::int64_t gen, std::int64_t chat_id) {
@@ -45,7 +52,7 @@ void settle_row(ChatTable& table, const TdClient& td, std::int64_t gen, std::int
 
 std::int64_t begin_chat_load(ChatTable& table) {
   const std::int64_t gen = ++table.chat_list_gen;
-  table.loads.emplace(gen, ChatListLoad());
+  table.loads[gen].hold = CommandHold::of_current();
   emit_load_event("chats_begin", gen);
   return gen;
 }

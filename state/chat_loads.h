@@ -15,6 +15,8 @@ std::int64_t begin_chat_load(ChatTable& table);
 // The ids of the load's chats; only the first list of an open load counts.
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
                     const std::vector<std::int64_t>& chat_ids);
+// The command that the load belongs to, 0: none with an id.
+std::int64_t command_of_load(const ChatTable& table, std::int64_t gen);
 // True when the load still waits for the chat.
 bool owes_row(const ChatTable& table, std::int64_t gen, std::int64_t chat_id);
 // The chat has been shown, refused or answered with an error: the load waits for it no longer, and

@@ -6,10 +6,8 @@
 #include "state/chat_loads.h"
 #include "state/notifications.h"
 
-// Reads a chat object into its record and describes it; `chat_id` is the chat that was asked for.
-// False when the text holds no chat or another one, which is recorded all the same.
-static bool take_chat_object(ChatTable& table, std::string_view text, std::int64_t chat_id,
-                             ChatDescription& row) {
+bool take_chat_object(ChatTable& table, std::string_view text, std::int64_t chat_id,
+                      ChatDescription& row) {
   const ChatObject object = read_chat_object(find_chat_object(text));
   (void)fill_chat_record(table, object);
   if (chat_id == 0 || object.id != chat_id) return false;
@@ -17,9 +15,7 @@ static bool take_chat_object(ChatTable& table, std::string_view text, std::int64
   return true;
 }
 
-// Writes the "chat" event: the account is taken to be a member, and a notification that waited for
-// the chat is settled.
-static void show_chat(ChatTable& table, const ChatDescription& chat) {
+void show_chat(ChatTable& table, const ChatDescription& chat) {
   set_chat_member(table, chat.id, true);
   MuteState mute;
   mute.known = chat_muted(table, chat.id, mute.muted);
@@ -73,7 +69,10 @@ static void settle_check(ChatTable& table, const TdClient& td, MemberFlow flow,
     if (is_member) show_chat(table, check.chat);
   }
   for (const std::int64_t gen : check.gens) {
-    if (is_member) show_chat(table, check.chat);
+    // Each load gets its row in its own command's name, whichever of them asked.
+    as_command(command_of_load(table, gen), [&] {
+      if (is_member) show_chat(table, check.chat);
+    });
     settle_row(table, td, gen, chat_id);
   }
 }

@@ -13,6 +13,14 @@
 // record, and settles a notification that waited for it. The id, 0 when there is no chat object.
 std::int64_t record_chat(ChatTable& table, std::string_view chat_json);
 
+// Reads a chat object into its record and describes it; `chat_id` is the chat that was asked for.
+// False when the text holds no chat or another one, which is recorded all the same.
+bool take_chat_object(ChatTable& table, std::string_view text, std::int64_t chat_id,
+                      ChatDescription& row);
+// Writes the "chat" event: the account is taken to be a member, and a notification that waited for
+// the chat is settled.
+void show_chat(ChatTable& table, const ChatDescription& chat);
+
 // Answers to "getChat:".
 void take_list_chat(Answer& answer, ChatTable& table, const TdClient& td);
 void drop_list_chat(TdError& error, ChatTable& table, const TdClient& td);

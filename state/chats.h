@@ -11,6 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "frame/in_flight.h"
 #include "frame/tdlib.h"
 #include "state/chat_object.h"
 #include "state/membership.h"
@@ -55,6 +56,7 @@ struct ScopeDefault {
 struct ChatListLoad {
   bool listed = false;                    // the list of ids has come
   std::unordered_set<std::int64_t> owed;  // chats whose row, or refusal, is still to come
+  CommandHold hold;                       // rows and end are written in the command's name
 };
 
 // The chat that the UI shows: the one of the last accepted "open", until its "close".

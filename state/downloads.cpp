@@ -6,6 +6,8 @@
 
 #include "frame/channels.h"
 #include "frame/clock.h"
+#include "frame/protocol.h"
+#include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
 
@@ -13,15 +15,19 @@ namespace {
 
 constexpr std::int64_t kProgressIntervalMs = 300;
 
-FileProgress read_progress(std::string_view file, std::string_view local) {
-  FileProgress progress;
-  progress.downloaded = std::max<std::int64_t>(member_int(local, "downloaded_size"), 0);
-  progress.total = member_int(file, "size");
-  if (progress.total <= 0) {
-    progress.total = std::max<std::int64_t>(member_int(file, "expected_size"), 0);
-  }
-  progress.active = member_true(local, "is_downloading_active");
-  return progress;
+std::int64_t total_bytes(std::string_view file) {
+  const std::int64_t size = member_int(file, "size");
+  return size > 0 ? size : std::max<std::int64_t>(member_int(file, "expected_size"), 0);
+}
+
+FileProgress read_download(std::string_view file, std::string_view local) {
+  return {std::max<std::int64_t>(member_int(local, "downloaded_size"), 0), total_bytes(file),
+          member_true(local, "is_downloading_active")};
+}
+
+FileProgress read_upload(std::string_view file, std::string_view remote) {
+  return {std::max<std::int64_t>(member_int(remote, "uploaded_size"), 0), total_bytes(file),
+          member_true(remote, "is_uploading_active")};
 }
 
 void emit_file_event(std::int64_t file_id, std::string_view local) {
@@ -31,49 +37,93 @@ void emit_file_event(std::int64_t file_id, std::string_view local) {
   end_event(event);
 }
 
-void tell_progress(std::int64_t file_id, Download& download, std::int64_t now_ms) {
-  const FileProgress& progress = download.latest;
-  download.told = true;
-  download.late = false;
-  download.told_at_ms = now_ms;
-  download.told_percent = download_percent(progress.downloaded, progress.total);
-  download.told_active = progress.active;
+// How the lines of the two directions differ, and where their records are.
+struct DownloadLines {
+  Downloads& table;
+  static constexpr std::string_view kType = "file_progress";
+  static constexpr std::string_view kDone = "downloaded";
+  Transfer* find(std::int64_t file_id) const {
+    const auto it = table.find(file_id);
+    return it == table.end() ? nullptr : &it->second.transfer;
+  }
+  void told(std::int64_t) const {}  // its record ends with the file's completion
+};
+struct UploadLines {
+  Uploads& table;
+  static constexpr std::string_view kType = "upload_progress";
+  static constexpr std::string_view kDone = "uploaded";
+  Transfer* find(std::int64_t file_id) const {
+    const auto it = table.by_file.find(file_id);
+    return it == table.by_file.end() ? nullptr : &it->second;
+  }
+  void told(std::int64_t file_id) const {
+    if (!table.by_file[file_id].told_active) table.by_file.erase(file_id);
+  }
+};
 
-  std::string event = begin_event("file_progress");
+template <class Lines>
+void tell_progress(Lines lines, std::int64_t file_id, Transfer& transfer, std::int64_t now_ms) {
+  const FileProgress progress = transfer.latest;
+  transfer.told = true;
+  transfer.late = false;
+  transfer.told_at_ms = now_ms;
+  transfer.told_percent = download_percent(progress.done, progress.total);
+  transfer.told_active = progress.active;
+
+  std::string event = begin_event(Lines::kType);
   append_int_member(event, "id", file_id);
-  append_int_member(event, "downloaded", progress.downloaded);
+  append_int_member(event, Lines::kDone, progress.done);
   append_int_member(event, "total", progress.total);
   append_bool_member(event, "active", progress.active);
   end_event(event);
+  lines.told(file_id);
 }
 
-// Without this line the UI would go on showing a download that has stopped.
-void tell_late(Downloads& downloads, Timers& timers, std::int64_t file_id) {
-  const std::int64_t due_ms = downloads[file_id].told_at_ms + kProgressIntervalMs;
-  add_timer(timers, due_ms, [&downloads, file_id, due_ms] {
-    const auto it = downloads.find(file_id);
-    if (it == downloads.end() || !it->second.late) return;
-    if (it->second.told_at_ms + kProgressIntervalMs != due_ms) return;  // a later line's timer
-    tell_progress(file_id, it->second, mono_ms());
+// Without this line the UI would go on showing a transfer that has stopped.
+template <class Lines>
+void tell_late(Lines lines, Timers& timers, std::int64_t file_id, std::int64_t due_ms) {
+  add_timer(timers, due_ms, [lines, file_id, due_ms] {
+    Transfer* transfer = lines.find(file_id);
+    if (transfer == nullptr || !transfer->late) return;
+    if (transfer->told_at_ms + kProgressIntervalMs != due_ms) return;  // a later line's timer
+    tell_progress(lines, file_id, *transfer, mono_ms());
   });
 }
 
-void on_progress(Downloads& downloads, Timers& timers, std::int64_t file_id,
+template <class Lines>
+void on_progress(Lines lines, Timers& timers, std::int64_t file_id, Transfer& transfer,
                  const FileProgress& progress) {
-  Download& download = downloads[file_id];
-  const bool was_late = download.late;
-  download.latest = progress;
-  download.late = false;
+  const bool was_late = transfer.late;
+  transfer.latest = progress;
+  transfer.late = false;
   const std::int64_t now_ms = mono_ms();
-  if (!download.told) return tell_progress(file_id, download, now_ms);
-  const std::int64_t percent = download_percent(progress.downloaded, progress.total);
-  const bool stopped = download.told_active && !progress.active;
-  if (percent == download.told_percent && progress.active == download.told_active) return;
-  if (now_ms - download.told_at_ms >= kProgressIntervalMs) {
-    return tell_progress(file_id, download, now_ms);
+  if (!transfer.told) return tell_progress(lines, file_id, transfer, now_ms);
+  const std::int64_t percent = download_percent(progress.done, progress.total);
+  const bool stopped = transfer.told_active && !progress.active;
+  if (percent == transfer.told_percent && progress.active == transfer.told_active) return;
+  if (now_ms - transfer.told_at_ms >= kProgressIntervalMs) {
+    return tell_progress(lines, file_id, transfer, now_ms);
   }
-  download.late = stopped;
-  if (stopped && !was_late) tell_late(downloads, timers, file_id);
+  transfer.late = stopped;
+  if (stopped && !was_late) {
+    tell_late(lines, timers, file_id, transfer.told_at_ms + kProgressIntervalMs);
+  }
+}
+
+void tell_stopped(std::int64_t file_id, Download& download) {
+  if (!at_level2() || download.stopped) return;
+  download.stopped = true;
+  std::string event = begin_event("file_stopped");
+  append_int_member(event, "id", file_id);
+  end_event(event);
+}
+
+// A download that was under way and is so no more, without being complete.
+void note_activity(std::int64_t file_id, Download& download, bool active) {
+  const bool stopped = download.active && !active;
+  download.active = active;
+  if (active) download.stopped = false;
+  if (stopped) tell_stopped(file_id, download);
 }
 
 // True when the file was followed and is complete; it has then been told.
@@ -97,10 +147,25 @@ std::int64_t download_percent(std::int64_t downloaded, std::int64_t total) {
 
 void follow_download(Downloads& downloads, std::int64_t file_id, Follow what) {
   Download& download = downloads[file_id];
+  download.stopped = false;
   if (what == Follow::kProgress) download.wants_progress = true;
 }
 
-void on_update_file(Downloads& downloads, Timers& timers, std::string_view text) {
+static void follow_uploads(Uploads& uploads, Timers& timers, std::string_view text) {
+  // Nearly every update is about a download.
+  const bool active = json_contains(text, "\"is_uploading_active\":true");
+  if (!active && uploads.by_file.empty()) return;
+  const std::string_view file = member_object(text, "file");
+  const std::int64_t file_id = member_int(file, "id", 0);
+  const std::string_view remote = member_object(file, "remote");
+  if (file_id < 1 || remote.empty()) return;
+  const FileProgress progress = read_upload(file, remote);
+  if (!progress.active && uploads.by_file.count(file_id) == 0) return;
+  on_progress(UploadLines{uploads}, timers, file_id, uploads.by_file[file_id], progress);
+}
+
+void on_update_file(Downloads& downloads, Uploads& uploads, Timers& timers, std::string_view text) {
+  if (at_level2()) follow_uploads(uploads, timers, text);
   if (downloads.empty()) return;  // most files are none of the UI's
   const std::string_view file = member_object(text, "file");
   const std::int64_t file_id = member_int(file, "id");
@@ -108,8 +173,17 @@ void on_update_file(Downloads& downloads, Timers& timers, std::string_view text)
   if (it == downloads.end()) return;
   const std::string_view local = member_object(file, "local");
   if (local.empty() || finish(downloads, file_id, local)) return;
-  if (!it->second.wants_progress) return;
-  on_progress(downloads, timers, file_id, read_progress(file, local));
+  Download& download = it->second;
+  const FileProgress progress = read_download(file, local);
+  if (download.wants_progress) {
+    on_progress(DownloadLines{downloads}, timers, file_id, download.transfer, progress);
+  }
+  note_activity(file_id, download, progress.active);
+}
+
+void stop_download(Downloads& downloads, std::int64_t file_id) {
+  const auto it = downloads.find(file_id);
+  if (it != downloads.end()) tell_stopped(file_id, it->second);
 }
 
 void on_download_answer(Downloads& downloads, std::string_view file_json) {

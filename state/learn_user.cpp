@@ -12,6 +12,13 @@ std::int64_t learn_user(std::string_view json) {
   return user_id;
 }
 
+void tell_user(std::string_view json) {
+  std::int64_t user_id = 0;
+  const bool changed = update_user_cache_from_json(json, user_id);
+  emit_user_event(user_id);
+  if (changed) update_pending_service_messages(user_id);
+}
+
 void learn_user_status(std::string_view update) {
   std::int64_t user_id = 0;
   if (update_user_status_from_json(update, user_id)) emit_user_event(user_id);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/protocol.h"
 #include "json/walk.h"
 #include "state/message_content.h"
 #include "state/reactions.h"
@@ -17,6 +18,7 @@ struct MessageMembers {
   std::int64_t id = 0;
   std::int64_t chat_id = 0;
   std::int64_t date = 0;
+  std::int64_t edit_date = 0;
   bool is_outgoing = false;
   std::string_view sender_id;
   std::string_view sending_state;
@@ -33,6 +35,7 @@ constexpr Row<MessageMembers> kMessageRows[] = {
     {"sending_state", object_into<&MessageMembers::sending_state>},
     {"is_outgoing", value_into<&MessageMembers::is_outgoing>},
     {"date", value_into<&MessageMembers::date>},
+    {"edit_date", value_into<&MessageMembers::edit_date>},
     {"forward_info", object_into<&MessageMembers::forward_info>},
     {"interaction_info", object_into<&MessageMembers::interaction_info>},
     {"reply_to", object_into<&MessageMembers::reply_to>},
@@ -97,12 +100,6 @@ constexpr MediaRow kMediaRows[] = {
     {"messageDocument", take_document},
 };
 
-void take_media(std::string_view content, MessagePreview& out) {
-  for (const MediaRow& row : kMediaRows) {
-    if (row.content_type == out.content_type) return row.take(content, out);
-  }
-}
-
 void cut_text(std::string& text, TextProfile profile) {
   if (text.size() <= profile.max_text_bytes) return;
   text.resize(profile.max_text_bytes);
@@ -121,14 +118,18 @@ void fill_preview(const MessageMembers& members, std::string_view message_json, 
   out.date = std::max<std::int64_t>(members.date, 0);
   out.sending_state = extract_message_sending_state(members.sending_state);
   out.content_type = object_type(members.content);
-  out.text = extract_content_words(members.content);
+  out.text = message_words(members.content);
   if (out.text.empty()) {
     out.text =
         format_message_preview_and_track(out.chat_id, out.id, out.content_type, message_json);
   }
-  take_media(members.content, out);
+  take_message_media(members.content, out);
   cut_text(out.text, profile);
   out.reactions = extract_message_reactions_event_json_array(members.interaction_info);
+  if (at_level2()) {
+    out.details = read_message_details(members.chat_id, members.edit_date, members.sender_id,
+                                       members.reply_to, members.forward_info);
+  }
 }
 
 // The message object that the walk, not yet begun, is for.
@@ -151,6 +152,19 @@ constexpr Row<MessagePage> kPageRows[] = {
 };
 
 }  // namespace
+
+std::string message_words(std::string_view content) {
+  std::string words = extract_content_words(content);
+  if (words.empty() && at_level2()) words = level2_content_words(content);
+  return words;
+}
+
+void take_message_media(std::string_view content, MessagePreview& out) {
+  for (const MediaRow& row : kMediaRows) {
+    if (row.content_type == out.content_type) return row.take(content, out);
+  }
+  if (at_level2()) take_level2_media(content, out);
+}
 
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,
                          std::int64_t& sender_user_id) {

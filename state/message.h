@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "json/walk.h"
+#include "state/message_level2.h"
 
 // Absent values are 0, empty or false.
 struct MessagePreview {
@@ -30,7 +31,14 @@ struct MessagePreview {
   std::int32_t media_duration = 0;  // seconds
   std::string media_name;
   std::int64_t media_size = 0;  // bytes
+  MessageDetails details;       // level 2 only
 };
+
+// The text of a message with this content: its words, or what stands for them; empty: level 1 has
+// none, and the sentence of a service message may follow.
+std::string message_words(std::string_view content);
+// The media of a content object of the record's type, and the text where the media decides it.
+void take_message_media(std::string_view content, MessagePreview& out);
 
 // How much text a record carries.
 struct TextProfile {

@@ -12,26 +12,10 @@ namespace {
 // Larger photos are not loaded while a smaller size will do.
 constexpr std::int32_t kPhotoBound = 1280;
 
-struct File {
-  std::int64_t id = 0;
-  std::int64_t size = 0;
-};
 constexpr Row<File> kFileRows[] = {
     {"id", value_into<&File::id>},
     {"size", value_into<&File::size>},
 };
-
-// Id 0: none.
-File read_file(std::string_view json) {
-  File file;
-  read_members<kFileRows>(json, file);
-  return {std::max<std::int64_t>(file.id, 0), std::max<std::int64_t>(file.size, 0)};
-}
-
-std::int64_t thumbnail_file_id(std::string_view thumbnail) {
-  const std::int64_t id = read_file(member_here(thumbnail, "file")).id;
-  return id != 0 ? id : read_file(member_here(thumbnail, "photo")).id;
-}
 
 struct PhotoSize {
   std::string_view type;
@@ -115,6 +99,17 @@ bool is_video_name(std::string_view name) {
 }
 
 }  // namespace
+
+File read_file(std::string_view json) {
+  File file;
+  read_members<kFileRows>(json, file);
+  return {std::max<std::int64_t>(file.id, 0), std::max<std::int64_t>(file.size, 0)};
+}
+
+std::int64_t thumbnail_file_id(std::string_view thumbnail) {
+  const std::int64_t id = read_file(member_here(thumbnail, "file")).id;
+  return id != 0 ? id : read_file(member_here(thumbnail, "photo")).id;
+}
 
 std::string extract_content_words(std::string_view content) {
   const std::string_view type = object_type(content);

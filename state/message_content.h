@@ -9,6 +9,15 @@
 #include <string>
 #include <string_view>
 
+// A file object: its id, 0 when there is none, and its size in bytes, 0 when unknown.
+struct File {
+  std::int64_t id = 0;
+  std::int64_t size = 0;
+};
+File read_file(std::string_view json);
+// The file of a thumbnail object; 0 when there is none.
+std::int64_t thumbnail_file_id(std::string_view thumbnail);
+
 // Its text, emoji or caption.
 std::string extract_content_words(std::string_view content);
 // The substitute for content without words, "[photo]" for "messagePhoto".

@@ -1,6 +1,7 @@
 #include "state/message_events.h"
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 #include "state/reactions.h"
 #include "state/users.h"
@@ -68,6 +69,13 @@ Sender find_sender(std::int64_t user_id) {
   return sender;
 }
 
+Sender find_sender(const MessagePreview& message, std::int64_t user_id) {
+  if (message.details.sender_chat_id == 0) return find_sender(user_id);
+  Sender sender;
+  sender.name = known_chat_title(message.details.sender_chat_id);
+  return sender;
+}
+
 void append_media_members(std::string& event, const MessagePreview& message) {
   append_non_empty(event, "media_type", message.media_type);
   append_positive(event, "media_file_id", message.media_file_id);
@@ -89,6 +97,7 @@ static void emit_whole_message(std::string_view type, std::int64_t chat_id, std:
   append_references(event, message);
   append_media_members(event, message);
   append_reactions(event, chat_id, message);
+  if (at_level2()) append_message_details(event, message);
   end_event(event);
 }
 
@@ -110,6 +119,7 @@ void emit_message_new_event(const MessagePreview& message, const Sender& sender)
   append_words_and_sender(event, message, sender);
   append_media_members(event, message);
   append_reactions(event, message.chat_id, message);
+  if (at_level2()) append_message_details(event, message);
   end_event(event);
 }
 
@@ -119,6 +129,15 @@ void emit_message_update_event(std::int64_t chat_id, std::int64_t id, std::strin
   append_int_member(event, "chat_id", chat_id);
   append_int_member(event, "id", id);
   append_string_member(event, "text", text);
+  end_event(event);
+}
+
+void emit_media_update_event(std::int64_t chat_id, std::int64_t id, const MessagePreview& message) {
+  std::string event = begin_event("message_update");
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "id", id);
+  append_non_empty(event, "text", message.text);
+  append_media_members(event, message);
   end_event(event);
 }
 

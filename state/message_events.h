@@ -15,6 +15,8 @@ struct Sender {
 };
 // Looks the user up; one that is not cached is requested and has no name yet.
 Sender find_sender(std::int64_t user_id);
+// The same for a message's sender; at level 2 a chat's title is its name.
+Sender find_sender(const MessagePreview& message, std::int64_t user_id);
 
 // "message"; `gen` 0 for a live message.
 void emit_message_event(std::int64_t chat_id, std::int64_t gen, const MessagePreview& message,
@@ -26,6 +28,8 @@ void emit_message_preview_event(std::int64_t chat_id, const MessagePreview& mess
 void emit_message_new_event(const MessagePreview& message, const Sender& sender);
 // "message_update", unless an id is 0 or the text empty.
 void emit_message_update_event(std::int64_t chat_id, std::int64_t id, std::string_view text);
+// The same with the media that the message shows now (level 2).
+void emit_media_update_event(std::int64_t chat_id, std::int64_t id, const MessagePreview& message);
 // "chat_last_message"; `last` has the chat-list profile.
 void emit_chat_last_message_event(std::int64_t chat_id, const MessagePreview& last);
 // The "message" event's members from "media_type" to "media_size", each when it is there.

@@ -1,12 +1,15 @@
 #include "state/message_updates.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -44,7 +47,7 @@ void on_new_message(ChatTable& chats, const OpenChat& open, const TdClient& td,
   std::int64_t sender_id = 0;
   if (!read_new_message(text, message, sender_id)) return;
   ensure_chat_known(chats, td, message.chat_id);
-  const Sender sender = find_sender(sender_id);
+  const Sender sender = find_sender(message, sender_id);
   emit_message_new_event(message, sender);
   decide_hub_notification(chats, open, message, sender.name);
 }
@@ -66,7 +69,23 @@ void on_message_send_succeeded(std::string_view text) {
   append_int_member(event, "new_id", message.id);
   append_int_member(event, "date", message.date);
   end_event(event);
-  emit_message_event(message.chat_id, 0, message, find_sender(sender_id));
+  emit_message_event(message.chat_id, 0, message, find_sender(message, sender_id));
+}
+
+// The library tells the wait as a fraction of seconds; a begun second counts.
+static std::int64_t retry_seconds(std::string_view value) {
+  const double seconds = std::strtod(std::string(value).c_str(), nullptr);
+  if (!(seconds > 0)) return 0;
+  return static_cast<std::int64_t>(std::ceil(std::min(seconds, 2147483647.0)));
+}
+
+static void append_failure_details(std::string& event, std::int64_t new_id, std::string_view text) {
+  const std::string_view state = member_object(member_object(text, "message"), "sending_state");
+  append_int_member(event, "new_id", new_id);
+  append_int_member(event, "code", member_int(member_object(text, "error"), "code", 0));
+  const std::int64_t retry_after = retry_seconds(object_member(state, "retry_after"));
+  if (retry_after >= 1) append_int_member(event, "retry_after", retry_after);
+  append_bool_member(event, "can_retry", member_true(state, "can_retry"));
 }
 
 void on_message_send_failed(std::string_view text) {
@@ -76,14 +95,37 @@ void on_message_send_failed(std::string_view text) {
   std::string event = begin_chat_event("message_send_failed", message.chat_id);
   append_int_member(event, "old_id", member_int(text, "old_message_id", 0));
   append_string_member(event, "error", member_string(member_object(text, "error"), "message"));
+  if (at_level2()) append_failure_details(event, message.id, text);
   end_event(event);
+}
+
+// True when the content shows media, which level 2 tells with its text.
+static bool tell_new_media(const MessageRef& ref, std::string_view content) {
+  MessagePreview message;
+  message.content_type = object_type(content);
+  message.text = message_words(content);
+  if (message.text.empty()) message.text = message_preview_fallback(message.content_type);
+  take_message_media(content, message);
+  if (message.media_file_id == 0) return false;
+  emit_media_update_event(ref.chat_id, ref.id, message);
+  return true;
 }
 
 void on_message_content(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
+  if (at_level2() && tell_new_media(ref, member_object(text, "new_content"))) return;
   emit_message_update_event(ref.chat_id, ref.id,
                             extract_content_words(member_object(text, "new_content")));
+}
+
+void on_message_is_pinned(std::string_view text) {
+  MessageRef ref;
+  if (!read_message_ref(text, ref)) return;
+  std::string event = begin_chat_event("message_pinned", ref.chat_id);
+  append_int_member(event, "id", ref.id);
+  append_bool_member(event, "pinned", member_true(text, "is_pinned"));
+  end_event(event);
 }
 
 // A message whose last shown reaction is gone is told once more, with none.

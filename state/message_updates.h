@@ -13,5 +13,6 @@ void on_message_send_acknowledged(std::string_view text);
 void on_message_send_succeeded(std::string_view text);
 void on_message_send_failed(std::string_view text);
 void on_message_content(std::string_view text);
+void on_message_is_pinned(std::string_view text);  // level 2
 void on_message_interaction_info(std::string_view text);
 void on_delete_messages(std::string_view text);

@@ -1,12 +1,16 @@
 #include "auth/auth_commands.h"
+#include "auth/auth_level2.h"
 #include "calls/call_commands.h"
 #include "commands/chat_actions.h"
 #include "commands/chat_info.h"
 #include "commands/chat_list.h"
+#include "commands/device.h"
+#include "commands/download.h"
 #include "commands/history.h"
 #include "commands/message_actions.h"
 #include "commands/mute.h"
 #include "commands/pinned.h"
+#include "commands/resync.h"
 #include "commands/search.h"
 #include "commands/send.h"
 #include "commands/thread.h"
@@ -34,6 +38,8 @@ constexpr AnswerShape kSeconds = begins("{\"@type\":\"seconds\"");
 constexpr AnswerShape kTested = begins("{\"@type\":\"seconds\"", "{\"@type\":\"ok\"");
 constexpr AnswerShape kMessage = begins("{\"@type\":\"message\"");
 constexpr AnswerShape kUser = begins("{\"@type\":\"user\"");
+
+constexpr AnswerShape kProxies = begins("{\"@type\":\"proxies\"", "{\"@type\":\"addedProxies\"");
 
 constexpr ErrorMember kChatId{"chat_id"};
 constexpr ErrorMember kMessageId{"id"};
@@ -68,11 +74,15 @@ constexpr ErrorEvent kProxyTestError{"proxy_test_error", {kSequence}, kIfAny, "T
 constexpr ErrorEvent kProxyTryError{"proxy_try_error", {kSequence}, kAlways, "TD_ERROR proxyTry seq=%f"};
 
 constexpr AnswerRow kAnswers[] = {
-    {"setParams", kOk, answer<on_set_params_ok>, nullptr},
-    {"setPhone", kOk, answer<on_login_ok>, nullptr},
-    {"resend", kOk, answer<on_login_ok>, nullptr},
-    {"checkCode", kOk, answer<on_login_ok>, nullptr},
-    {"checkPassword", kOk, answer<on_login_ok>, nullptr},
+    {"setParams", kOk, answer<on_set_params_ok>, error<on_login_error>},
+    {"setPhone", kOk, answer<on_login_ok>, error<on_login_error>},
+    {"resend", kOk, answer<on_login_ok>, error<on_login_error>},
+    {"checkCode", kOk, answer<on_login_ok>, error<on_login_error>},
+    {"checkPassword", kOk, answer<on_login_ok>, error<on_login_error>},
+    {"setEmail", kOk, answer<on_login_ok>, error<on_login_error>, 2},
+    {"checkEmailCode", kOk, answer<on_login_ok>, error<on_login_error>, 2},
+    {"register", kOk, answer<on_login_ok>, error<on_login_error>, 2},
+    {"qr", kOk, answer<on_login_ok>, error<on_login_error>, 2},
     {"getMe", begins("{\"@type\":\"user\",\"id\":"), answer<on_me>, nullptr},
     {"getUser:", kUser, answer<learn_user>, error_event<kGetUserError>},
 
@@ -119,7 +129,7 @@ constexpr AnswerRow kAnswers[] = {
     {"callAccept:", kOk, nullptr, error_event<kCallError>},
     {"callDiscard:", kOk, nullptr, error<on_call_discard_error>},
 
-    {"proxyGet", begins("{\"@type\":\"proxies\"", "{\"@type\":\"addedProxies\""), answer<on_proxies>, error_event<kProxyStateError>},
+    {"proxyGet", kProxies, answer<on_proxies>, error_event<kProxyStateError>},
     {"proxyDisable", kOk, answer<on_proxy_disabled>, nullptr},
     {"proxyRemove:", kOk, answer<on_proxy_removed>, nullptr},
     {"proxyPing:", kSeconds, answer<on_proxy_pinged>, error_event<kProxyPingError>},
@@ -131,6 +141,16 @@ constexpr AnswerRow kAnswers[] = {
     {"searchChat:", kAny, answer<on_search_chat>, error<on_search_chat_error>},
     {"chatSearch:", kAny, answer<on_chat_search_found>, error<on_chat_search_error>},
     {"shared:", kAny, answer<on_shared_found>, error<on_shared_error>},
+
+    {"storage", begins("{\"@type\":\"storageStatisticsFast\""), answer<on_storage>, nullptr, 2},
+    {"storageClean", begins("{\"@type\":\"storageStatistics\""), answer<on_storage_cleaned>, nullptr, 2},
+    {"resync", kAny, answer<on_current_state>, error<on_current_state_error>, 2},
+    {"proxyList", kProxies, answer<on_proxy_list>, error<on_proxy_list_error>, 2},
+    {"proxyEnable:", kOk, answer<on_proxy_enabled>, nullptr, 2},
+    {"sendphoto:", kMessage, answer<on_sent>, nullptr, 2},
+    {"sendvideo:", kMessage, answer<on_sent>, nullptr, 2},
+    {"sendAgain:", kAny, answer<on_sent_again>, nullptr, 2},
+    {"cancel:", kOk, answer<on_cancelled>, nullptr, 2},
 };
 // clang-format on
 

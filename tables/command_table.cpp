@@ -1,14 +1,17 @@
 #include "auth/auth_commands.h"
+#include "auth/auth_level2.h"
 #include "calls/call_commands.h"
 #include "commands/chat_actions.h"
 #include "commands/chat_info.h"
 #include "commands/chat_list.h"
+#include "commands/device.h"
 #include "commands/download.h"
 #include "commands/history.h"
 #include "commands/message_actions.h"
 #include "commands/mute.h"
 #include "commands/pinned.h"
 #include "commands/process.h"
+#include "commands/resync.h"
 #include "commands/search.h"
 #include "commands/send.h"
 #include "commands/thread.h"
@@ -77,6 +80,24 @@ constexpr Command kCommands[] = {
     {"edit64", "<chat_id> <message_id> <base64_utf8_text>", kReady, command<run_edit64>},
     {"send64", "<chat_id> [reply_to_message_id] <base64_utf8_text>", kReady, command<run_send64>},
     {"send", "<chat_id> <text>", kReady, command<run_send>},
+    // Level 2.
+    {"email", "<address>", kOpen, command<run_email>, 2},
+    {"email_code", "<code>", kOpen, command<run_email_code>, 2},
+    {"register64", "<base64_first_name> [base64_last_name]", kOpen, command<run_register64>, 2},
+    {"qr", "", kOpen, command<run_qr>, 2},
+    {"logout", "", kReady, command<run_logout>, 2},
+    {"network", "<none|mobile|roaming|wifi|other>", kOpen, command<run_network>, 2},
+    {"active", "<0|1>", kOpen, command<run_active>, 2},
+    {"storage", "", kOpen, command<run_storage>, 2},
+    {"storage_clean", "[max_bytes] [max_age_s]", kReady, command<run_storage_clean>, 2},
+    {"resync", "", kOpen, command<run_resync>, 2},
+    {"proxy_list", "", kOpen, command<run_proxy_list>, 2},
+    {"proxy_enable", "<proxy_id>", kOpen, command<run_proxy_enable>, 2},
+    {"history_newer", "<chat_id> <from_message_id> [limit]", kReady, command<run_history_newer>, 2},
+    {"sendphoto64", "<chat_id> [reply_to_message_id] <base64_utf8_path> [base64_utf8_caption]", kReady, command<run_sendphoto64>, 2},
+    {"sendvideo64", "<chat_id> [reply_to_message_id] <base64_utf8_path> [base64_utf8_caption]", kReady, command<run_sendvideo64>, 2},
+    {"send_again", "<chat_id> <message_id...>", kReady, command<run_send_again>, 2},
+    {"cancel", "<file_id>", kReady, command<run_cancel>, 2},
 };
 // clang-format on
 

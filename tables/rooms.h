@@ -27,11 +27,12 @@ struct Rooms {
   PinnedLoads pinned;
   SendCounter sends;
   Downloads downloads;
+  Uploads uploads;
   bool keep_running = true;
 };
 
 // What a handler can ask for by its type.
 inline auto members(Rooms& r) {
   return std::tie(r.td, r.timers, r.auth, r.chats, r.open_chat, r.proxy, r.searches, r.history,
-                  r.pinned, r.sends, r.downloads);
+                  r.pinned, r.sends, r.downloads, r.uploads);
 }

@@ -14,6 +14,7 @@ struct Command {
   std::string_view arguments;  // as "ERR usage" shows them; it alone knows which are checked
   Gate gate;
   void (*run)(Rooms& rooms, CommandCall& call);
+  int level = 1;  // of the protocol, from which on the row is looked at, as for the rows below
 };
 
 // What an answer's text must show to belong to its row.
@@ -28,11 +29,14 @@ struct AnswerRow {
   AnswerShape shape;
   void (*handle)(Rooms& rooms, Answer& answer);  // null: nothing is owed to a success
   void (*fail)(Rooms& rooms, TdError& error);    // null: the general "td_error"
+  int level = 1;
+  bool error_is_answer = false;  // an error tells no failure of the command that asked
 };
 
 struct UpdateRow {
   std::string_view type;
   void (*handle)(Rooms& rooms, std::string_view text);
+  int level = 1;
 };
 
 template <typename Row>
