@@ -164,20 +164,21 @@ static void dispatch_by_markers(Rooms& rooms, std::string_view text) {
   }
 }
 
+static bool is_error(std::string_view text) {
+  return json_starts_with(text, "{\"@type\":\"error\"");
+}
+
 // An error or an answer, by its tag.
 static void dispatch_reply(Rooms& rooms, std::string_view text, const std::string& tag) {
-  if (json_starts_with(text, "{\"@type\":\"error\"")) return dispatch_error(rooms, text, tag);
+  if (is_error(text)) return dispatch_error(rooms, text, tag);
   if (!dispatch_answer(rooms, text, tag)) dispatch_by_markers(rooms, text);
 }
 
-// The answer as it would be without the last `size` bytes of its tag, for errors are shown as they
-// came. The suffix is plain ASCII, so it stands in the text as it stands in the tag.
-static std::string without_suffix(std::string_view text, std::size_t size) {
-  static constexpr std::string_view kKey = "\"@extra\":\"";
+// The error as it would be without the suffix of its tag, since errors are shown as they came.
+static std::string without_suffix(std::string_view text, std::string_view suffix) {
   std::string cleaned(text);
-  const std::size_t end = cleaned.find("\",", find_last_bytes(text, kKey) + kKey.size());
-  const std::size_t last = end == std::string::npos ? cleaned.find("\"}", find_last_bytes(text, kKey) + kKey.size()) : end;
-  if (last != std::string::npos) cleaned.erase(last - size, size);
+  const std::size_t at = cleaned.rfind(std::string(suffix) + '"');
+  if (at != std::string::npos) cleaned.erase(at, suffix.size());
   return cleaned;
 }
 
@@ -189,12 +190,12 @@ void dispatch_object(Rooms& rooms, std::string_view text) {
   if (is_update && !(at_level2() && type_at(text, 1) == "updates")) {
     return dispatch_by_markers(rooms, text);
   }
-  std::string tag = take_tag(text);
-  const std::size_t whole_tag = tag.size();
+  const std::string whole_tag = take_tag(text);
+  std::string tag = whole_tag;
   const RequestRef request = take_request(tag);
   std::string cleaned;
-  if (tag.size() != whole_tag) {
-    cleaned = without_suffix(text, whole_tag - tag.size());
+  if (tag.size() != whole_tag.size() && is_error(text)) {
+    cleaned = without_suffix(text, std::string_view(whole_tag).substr(tag.size()));
     text = cleaned;
   }
   as_command(request.command, [&] { dispatch_reply(rooms, text, tag); });
