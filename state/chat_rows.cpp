@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "json/walk.h"
 #include "state/chat_events.h"
 #include "state/chat_loads.h"
 #include "state/notifications.h"
@@ -121,7 +122,36 @@ void take_live_chat(Answer& answer, ChatTable& table, const TdClient& td) {
 }
 
 void drop_live_chat(TdError& error, ChatTable& table) {
-  end_live_fetch(table, next_field_i64(error.fields));
+  const std::int64_t chat_id = next_field_i64(error.fields);
+  end_live_fetch(table, chat_id);
+  settle_hub_notification(table, chat_id);  // no verdict will come for it
+}
+
+static void on_group_status(ChatTable& table, const TdClient& td, std::int64_t chat_id,
+                            std::string_view status) {
+  const Chat* chat = find_chat(table, chat_id);
+  if (chat == nullptr || status.empty()) return;
+  const bool is_member = chat_member_status_is_member(status);
+  if (!is_member && chat->is_member != false) {
+    const bool shown = chat->row_written;
+    hide_chat(table, chat_id);
+    if (shown) emit_chat_position_event(chat_id, 0, false, false);
+  } else if (is_member && chat->is_member == false) {
+    set_chat_member(table, chat_id, true);
+    ensure_chat_known(table, td, chat_id);
+  }
+}
+
+void on_basic_group(ChatTable& table, const TdClient& td, std::string_view text) {
+  const std::string_view group = member_object(text, "basic_group");
+  const std::int64_t chat_id = basic_group_chat(table, member_int(group, "id", 0));
+  on_group_status(table, td, chat_id, group_status(group));
+}
+
+void on_supergroup(ChatTable& table, const TdClient& td, std::string_view text) {
+  const std::string_view group = member_object(text, "supergroup");
+  const std::int64_t chat_id = supergroup_chat(table, member_int(group, "id", 0));
+  on_group_status(table, td, chat_id, group_status(group));
 }
 
 void take_member(Answer& answer, ChatTable& table, const TdClient& td) {

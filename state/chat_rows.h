@@ -30,3 +30,8 @@ void drop_live_chat(TdError& error, ChatTable& table);
 // Answers to "member:" and "liveMember:". A question that failed counts as yes.
 void take_member(Answer& answer, ChatTable& table, const TdClient& td);
 void take_member_error(TdError& error, ChatTable& table, const TdClient& td);
+
+// "updateBasicGroup" and "updateSupergroup" of a group whose chat is known: one that this account
+// has left is hidden from then on, one that it has joined again is fetched and shown.
+void on_basic_group(ChatTable& table, const TdClient& td, std::string_view text);
+void on_supergroup(ChatTable& table, const TdClient& td, std::string_view text);

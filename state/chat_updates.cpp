@@ -43,6 +43,30 @@ void on_chat_position(const ChatTable& table, std::string_view text) {
   emit_chat_position_event(chat_id, order, pinned == "true" || pinned == "false", pinned == "true");
 }
 
+void on_chat_draft(const ChatTable& table, std::string_view text) {
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
+  std::int64_t order = 0;
+  if (chat_id == 0 || chat_filtered(table, chat_id)) return;
+  if (extract_chat_main_order_known(text, order)) {
+    emit_chat_position_event(chat_id, order, false, false);
+  }
+}
+
+void on_chat_removed_from_list(const ChatTable& table, std::string_view text) {
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
+  if (chat_id == 0 || chat_filtered(table, chat_id)) return;
+  if (object_type(member_object(text, "chat_list")) != "chatListMain") return;
+  emit_chat_position_event(chat_id, 0, false, false);
+}
+
+void on_chat_photo(ChatTable& table, const TdClient& td, std::string_view text) {
+  const std::int64_t chat_id = member_int(text, "chat_id", 0);
+  const Chat* chat = find_chat(table, chat_id);
+  if (chat == nullptr || !chat->row_written) return;
+  forget_chat_row(table, chat_id);
+  ensure_chat_known(table, td, chat_id);
+}
+
 void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view text) {
   const std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;

@@ -20,9 +20,22 @@ std::string_view chat_title(const ChatTable& table, std::int64_t chat_id) {
   return chat == nullptr ? std::string_view() : std::string_view(chat->title);
 }
 
+static std::int64_t chat_in(const std::unordered_map<std::int64_t, std::int64_t>& chats,
+                            std::int64_t id) {
+  const auto found = chats.find(id);
+  return found == chats.end() ? 0 : found->second;
+}
+
 std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id) {
-  const auto found = table.peer_user_chat_id_cache.find(user_id);
-  return found == table.peer_user_chat_id_cache.end() ? 0 : found->second;
+  return chat_in(table.peer_user_chat_id_cache, user_id);
+}
+
+std::int64_t basic_group_chat(const ChatTable& table, std::int64_t basic_group_id) {
+  return chat_in(table.basic_group_chats, basic_group_id);
+}
+
+std::int64_t supergroup_chat(const ChatTable& table, std::int64_t supergroup_id) {
+  return chat_in(table.supergroup_chats, supergroup_id);
 }
 
 bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted) {
@@ -78,6 +91,13 @@ static void record_peer(ChatTable& table, std::int64_t chat_id, std::string_view
   if (chat_type == "secret") table.peer_user_chat_id_cache.try_emplace(user_id, chat_id);
 }
 
+static void record_group(ChatTable& table, std::int64_t chat_id, std::string_view type_object) {
+  const std::int64_t basic = member_int(type_object, "basic_group_id", 0);
+  const std::int64_t super = member_int(type_object, "supergroup_id", 0);
+  if (basic >= 1) table.basic_group_chats[basic] = chat_id;
+  if (super >= 1) table.supergroup_chats[super] = chat_id;
+}
+
 std::int64_t fill_chat_record(ChatTable& table, const ChatObject& object) {
   const std::int64_t chat_id = object.id;
   if (chat_id == 0) return 0;
@@ -87,6 +107,7 @@ std::int64_t fill_chat_record(ChatTable& table, const ChatObject& object) {
   if (type != "unknown") {
     chat.scope = scope_of(type);
     record_peer(table, chat_id, type, member_int(object.type, "user_id", 0));
+    record_group(table, chat_id, object.type);
   }
   if (!object.notification_settings.empty()) {
     (void)record_notification_settings(table, chat, object.notification_settings);

@@ -67,6 +67,8 @@ struct OpenChat {
 struct ChatTable {
   std::unordered_map<std::int64_t, Chat> chats;
   std::unordered_map<std::int64_t, std::int64_t> peer_user_chat_id_cache;  // user: private chat
+  std::unordered_map<std::int64_t, std::int64_t> basic_group_chats;        // by group id
+  std::unordered_map<std::int64_t, std::int64_t> supergroup_chats;         // channels, too
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
   // Raw settings that leave muting to the scope, by their text.
   std::unordered_map<std::string_view, std::shared_ptr<const std::string>> shared_settings;
@@ -88,6 +90,9 @@ bool chat_filtered(const ChatTable& table, std::int64_t chat_id);
 std::string_view chat_title(const ChatTable& table, std::int64_t chat_id);
 // The private chat with the user, or 0.
 std::int64_t private_chat_of(const ChatTable& table, std::int64_t user_id);
+// The chat of the group, or 0.
+std::int64_t basic_group_chat(const ChatTable& table, std::int64_t basic_group_id);
+std::int64_t supergroup_chat(const ChatTable& table, std::int64_t supergroup_id);
 // False: the mute state is not known (`muted` is then false, too).
 bool chat_muted(const ChatTable& table, std::int64_t chat_id, bool& muted);
 

@@ -1,5 +1,6 @@
 #include "state/learn_user.h"
 
+#include "frame/channels.h"
 #include "state/service_messages.h"
 #include "state/users.h"
 
@@ -22,4 +23,9 @@ void tell_user(std::string_view json) {
 void learn_user_status(std::string_view update) {
   std::int64_t user_id = 0;
   if (update_user_status_from_json(update, user_id)) emit_user_event(user_id);
+}
+
+void on_user_error(TdError& error) {
+  dbg("TD_ERROR getUser");
+  forget_service_messages_of(next_field_i64(error.fields));
 }

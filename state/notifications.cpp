@@ -89,8 +89,11 @@ void decide_hub_notification(ChatTable& chats, const OpenChat& open, const Messa
   if (chat_id == 0 || message.outgoing || is_on_screen(open, chat_id)) return;
   if (chat_filtered(chats, chat_id)) return log_decision("HUB_SKIP", chat_id, "not_member");
 
+  // While an older one waits, for whatever, the newer one must not overtake it.
+  const Chat* chat = find_chat(chats, chat_id);
+  const bool older_waits = chat != nullptr && chat->waiting != nullptr;
   bool muted = false;
-  if (chat_muted(chats, chat_id, muted)) {
+  if (!older_waits && chat_muted(chats, chat_id, muted)) {
     if (muted) return log_decision("HUB_SKIP", chat_id, "muted");
     emit_hub_notify_message_event(chat_id, message.id, message.date, chat_title(chats, chat_id),
                                   sender_name, hub_text(message.text));

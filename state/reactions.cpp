@@ -1,8 +1,10 @@
 #include "state/reactions.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <list>
+#include <unordered_map>
 
+#include "frame/channels.h"
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/message_key.h"
@@ -12,7 +14,10 @@ namespace {
 constexpr unsigned kMaxExamined = 32;
 constexpr std::int64_t kMaxCount = 1000000000;
 
-std::unordered_set<MsgKey, MsgKeyHash, MsgKeyEq> g_told_reactions;
+// Beyond this the ones told first are forgotten.
+constexpr std::size_t kMostTold = 4096;
+std::list<MsgKey> g_told_order;
+std::unordered_map<MsgKey, std::list<MsgKey>::iterator, MsgKeyHash, MsgKeyEq> g_told_reactions;
 
 struct Reaction {
   std::string_view type;
@@ -64,9 +69,19 @@ std::int32_t extract_message_reply_count(std::string_view interaction_info) {
 }
 
 void note_told_reactions(std::int64_t chat_id, std::int64_t message_id) {
-  g_told_reactions.insert({chat_id, message_id});
+  if (g_hub_mode) return;
+  const auto [told, is_new] = g_told_reactions.try_emplace({chat_id, message_id});
+  if (!is_new) return;
+  told->second = g_told_order.insert(g_told_order.end(), told->first);
+  if (g_told_order.size() <= kMostTold) return;
+  g_told_reactions.erase(g_told_order.front());
+  g_told_order.pop_front();
 }
 
 bool forget_told_reactions(std::int64_t chat_id, std::int64_t message_id) {
-  return g_told_reactions.erase({chat_id, message_id}) != 0;
+  const auto told = g_told_reactions.find({chat_id, message_id});
+  if (told == g_told_reactions.end()) return false;
+  g_told_order.erase(told->second);
+  g_told_reactions.erase(told);
+  return true;
 }

@@ -12,7 +12,8 @@ std::string extract_message_reactions_event_json_array(std::string_view interact
 std::int32_t extract_message_reply_count(std::string_view interaction_info);
 
 // The messages that the UI has been shown with reactions, so that it can be told when the last one
-// is removed. An entry lives until then or until the message is deleted.
+// is removed. An entry lives until then or until the message is
+// deleted; of more than 4,096 the oldest go, and the hub mode keeps none.
 void note_told_reactions(std::int64_t chat_id, std::int64_t message_id);
 // True when the message was shown with reactions; it no longer counts as such.
 bool forget_told_reactions(std::int64_t chat_id, std::int64_t message_id);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <set>
 #include <tuple>
 #include <utility>
 
+#include "frame/channels.h"
 #include "json/scan.h"
 #include "json/walk.h"
 #include "state/message.h"
@@ -24,6 +26,10 @@ constexpr unsigned kMaxMembers = 16;
 // stand together and one of them leaves without a look at the others, however many there are.
 using NamedIn = std::tuple<std::int64_t, std::int64_t, std::int64_t>;
 std::set<NamedIn> g_named_in;
+
+// Beyond this the ones remembered first are forgotten.
+constexpr std::size_t kMostPending = 1024;
+std::map<std::uint64_t, MsgKey> g_pending_order;  // by PendingServiceMessage::number
 
 // The names of a sentence while it is built.
 struct Names {
@@ -91,6 +97,7 @@ void forget(const MsgKey& key) {
   for (const std::int64_t user_id : found->second.user_ids) {
     g_named_in.erase({user_id, key.chat_id, key.message_id});
   }
+  g_pending_order.erase(found->second.number);
   g_pending_service_messages.erase(found);
 }
 
@@ -100,7 +107,15 @@ void remember(PendingServiceMessage&& pending) {
   for (const std::int64_t user_id : pending.user_ids) {
     g_named_in.insert({user_id, key.chat_id, key.message_id});
   }
+  static std::uint64_t last_number = 0;
+  pending.number = ++last_number;
+  g_pending_order.emplace(pending.number, key);
   g_pending_service_messages.emplace(key, std::move(pending));
+  while (g_pending_service_messages.size() > kMostPending && !g_pending_order.empty()) {
+    const MsgKey oldest = g_pending_order.begin()->second;
+    g_pending_order.erase(g_pending_order.begin());
+    forget(oldest);
+  }
 }
 
 void rebuild(const std::vector<MsgKey>& keys) {
@@ -138,11 +153,11 @@ std::string format_message_preview_and_track(std::int64_t chat_id, std::int64_t 
   Names names{missing, {}};
   std::string text = sentence(content_type, message_json, names);
   if (text.empty()) text = message_preview_fallback(content_type);
-  if (!missing.empty() && chat_id != 0 && message_id != 0) {
+  if (!g_hub_mode && !missing.empty() && chat_id != 0 && message_id != 0) {
     // What follows the message in the text is left out.
     const std::string_view message = message_json.substr(0, skip_value(message_json, 0));
     remember({chat_id, message_id, std::string(content_type), std::string(message), text,
-              std::move(names.user_ids)});
+              std::move(names.user_ids), 0});
   }
   return text;
 }
@@ -155,13 +170,20 @@ void update_pending_service_messages() {
   rebuild(keys);
 }
 
-void update_pending_service_messages(std::int64_t user_id) {
-  if (g_pending_service_messages.empty()) return;
+static std::vector<MsgKey> messages_that_name(std::int64_t user_id) {
   std::vector<MsgKey> keys;
   constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
   for (auto at = g_named_in.lower_bound({user_id, kLeast, kLeast});
        at != g_named_in.end() && std::get<0>(*at) == user_id; ++at) {
     keys.push_back({std::get<1>(*at), std::get<2>(*at)});
   }
-  rebuild(keys);
+  return keys;
+}
+
+void update_pending_service_messages(std::int64_t user_id) {
+  if (!g_pending_service_messages.empty()) rebuild(messages_that_name(user_id));
+}
+
+void forget_service_messages_of(std::int64_t user_id) {
+  for (const MsgKey& key : messages_that_name(user_id)) forget(key);
 }

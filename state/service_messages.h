@@ -1,6 +1,7 @@
 // Messages that say what happened in a chat ("Ann added Bob"). They have no text of their own; the
 // sentence is built from names, and one that lacks a name is remembered and told again when the
-// name comes. Main thread only. An entry lives until every name in its sentence is known.
+// name comes. Main thread only. An entry lives until every name in its sentence is known
+// or a user whom it names cannot be had; of more than 1,024 the oldest go. The hub mode keeps none.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +19,7 @@ struct PendingServiceMessage {
   std::string message_json;            // the whole message object
   std::string text;                    // the sentence last told
   std::vector<std::int64_t> user_ids;  // every user whom the sentence names
+  std::uint64_t number = 0;            // in the order of their coming
 };
 
 extern std::unordered_map<MsgKey, PendingServiceMessage, MsgKeyHash, MsgKeyEq>
@@ -38,3 +40,5 @@ std::string format_message_preview_and_track(std::int64_t chat_id, std::int64_t 
 // name the user. Those that lack no name any more are forgotten.
 void update_pending_service_messages();
 void update_pending_service_messages(std::int64_t user_id);
+// The user cannot be had: the sentences that name it will lack the name for good.
+void forget_service_messages_of(std::int64_t user_id);

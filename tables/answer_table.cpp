@@ -53,7 +53,6 @@ constexpr ErrorMessage kAlways = ErrorMessage::kAlways;
 
 // The events of errors; those that a handler tells, too, stand with it.
 // clang-format off
-constexpr ErrorEvent kGetUserError{"", {}, kAlways, "TD_ERROR getUser"};
 constexpr ErrorEvent kUserInfoError{"", {}, kAlways, "TD_ERROR user_info"};
 constexpr ErrorEvent kResolveError{"tg_resolve_error", {kUsername}, kAlways, "TD_ERROR resolve"};
 constexpr ErrorEvent kChatInfoError{"chat_info_error", {kChatId}, kAlways, "TD_ERROR getChat (chat_info)"};
@@ -84,7 +83,7 @@ constexpr AnswerRow kAnswers[] = {
     {"register", kOk, answer<on_login_ok>, error<on_login_error>, 2},
     {"qr", kOk, answer<on_login_ok>, error<on_login_error>, 2},
     {"getMe", begins("{\"@type\":\"user\",\"id\":"), answer<on_me>, nullptr},
-    {"getUser:", kUser, answer<learn_user>, error_event<kGetUserError>},
+    {"getUser:", kUser, answer<learn_user>, error<on_user_error>},
 
     {"getChats:", kAny, answer<on_chats>, error<on_chats_error>},
     {"getChat:", kAny, answer<take_list_chat>, error<on_list_chat_error>},

@@ -1,5 +1,6 @@
 #include "auth/auth.h"
 #include "calls/call_updates.h"
+#include "state/chat_rows.h"
 #include "state/chat_updates.h"
 #include "state/connection_state.h"
 #include "state/downloads.h"
@@ -38,6 +39,11 @@ constexpr UpdateRow kUpdates[] = {
     {"updateNewChat", update<on_new_chat>},
     {"updateChatLastMessage", update<on_chat_last_message>},
     {"updateChatPosition", update<on_chat_position>},
+    {"updateChatDraftMessage", update<on_chat_draft>},
+    {"updateChatRemovedFromList", update<on_chat_removed_from_list>},
+    {"updateChatPhoto", update<on_chat_photo>},
+    {"updateBasicGroup", update<on_basic_group>},
+    {"updateSupergroup", update<on_supergroup>},
     {"updateChatReadInbox", update<on_chat_read_inbox>},
     {"updateChatReadOutbox", update<on_chat_read_outbox>},
     {"updateChatOnlineMemberCount", update<on_chat_online_member_count>},

@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "frame/channels.h"
 #include "state/learn_user.h"
 #include "state/message.h"
+#include "state/reactions.h"
 #include "state/users.h"
 #include "tests/event_lines.h"
 
@@ -175,6 +177,24 @@ TEST_F(ServiceMessages, LongSentence) {
   EXPECT_EQ(lines.take().back(), R"({"type":"message_update","chat_id":-5,"id":11,"text":)"
                                  R"("Ann changed chat title to \")" +
                                      title + R"(\""})");
+}
+
+TEST_F(ServiceMessages, WhatNeverCompletesDoesNotStay) {
+  for (int id = 1001; id <= 2025; ++id) text_of(message(id, 7, R"("messagePinMessage")"));
+  EXPECT_EQ(g_pending_service_messages.size(), 1024U);
+  EXPECT_EQ(g_pending_service_messages.count({-5, 1001}), 0U);
+  TdError error{"", "getUser:7", "7", 400, ""};
+  on_user_error(error);
+  EXPECT_TRUE(g_pending_service_messages.empty());
+  g_hub_mode = true;
+  text_of(message(1, 7, R"("messagePinMessage")"));
+  note_told_reactions(5, 1);
+  g_hub_mode = false;
+  EXPECT_TRUE(g_pending_service_messages.empty());
+  EXPECT_FALSE(forget_told_reactions(5, 1));
+  for (int id = 1; id <= 4097; ++id) note_told_reactions(5, id);
+  EXPECT_FALSE(forget_told_reactions(5, 1));
+  EXPECT_TRUE(forget_told_reactions(5, 2));
 }
 
 }  // namespace

@@ -123,6 +123,67 @@ TEST_P(Notifications, EndWhenTheChatTurnsOutMutedOrLeft) {
                                    "HUB_SKIP chat_id=6 reason=not_member"}));
 }
 
+// The chat object brings the mute state, the verdict is still owed: a newer message waits, too.
+TEST_P(Notifications, NeverGoBackInTime) {
+  run.start();
+  run.login();
+  run.deliver(text_message(-40, 1, "first"));
+  run.answer(chat_object(-40, "chatTypeBasicGroup\",\"basic_group_id\":40,\"x\":\"", "Club",
+                         R"("use_default_mute_for":false,"mute_for":0)"),
+             "liveGetChat:-40");
+  run.deliver(text_message(-40, 2, "second"));
+  EXPECT_EQ(notifications(run), Lines{});
+  run.answer(R"({"@type":"basicGroup","id":40,"status":{"@type":"chatMemberStatusMember"}})",
+             "liveMember:-40:bg:40");
+  EXPECT_EQ(notifications(run), Lines{R"({"type":"hub_notify_message","chat_id":-40,)"
+                                      R"("message_id":2,"date":100,"chat_title":"Club",)"
+                                      R"("text":"second"})"});
+}
+
+TEST(Membership, FollowsTheGroup) {
+  BackendRun run;
+  run.start();
+  run.login();
+  const auto group = [](const std::string& status) {
+    return R"({"@type":"updateBasicGroup","basic_group":{"@type":"basicGroup","id":40,"status":)"
+           R"({"@type":"chatMemberStatus)" +
+           status + R"("}}})";
+  };
+  const std::string chat = chat_object(-40, "chatTypeBasicGroup\",\"basic_group_id\":40,\"x\":\"",
+                                       "Club", R"("use_default_mute_for":false,"mute_for":0)");
+  const std::string answer =
+      R"({"@type":"basicGroup","id":40,"status":{"@type":"chatMemberStatusMember"}})";
+  run.deliver(R"({"@type":"updateChatReadInbox","chat_id":-40,"unread_count":1})");
+  run.answer(chat, "liveGetChat:-40");
+  run.answer(answer, "liveMember:-40:bg:40");
+  (void)run.events();
+  run.deliver(R"({"@type":"updateChatDraftMessage","chat_id":-40,"positions":[{"@type":)"
+              R"("chatPosition","list":{"@type":"chatListMain"},"order":"9"}]})");
+  run.deliver(R"({"@type":"updateChatRemovedFromList","chat_id":-40,"chat_list":)"
+              R"({"@type":"chatListArchive"}})");
+  run.deliver(R"({"@type":"updateChatRemovedFromList","chat_id":-40,"chat_list":)"
+              R"({"@type":"chatListMain"}})");
+  EXPECT_EQ(run.events(), (Lines{R"({"type":"chat_position","chat_id":-40,"order":9})",
+                                 R"({"type":"chat_position","chat_id":-40,"order":0})"}));
+  run.deliver(group("Member"));
+  EXPECT_EQ(run.events(), Lines{});
+  run.deliver(group("Left"));
+  run.deliver(group("Left"));
+  EXPECT_EQ(run.events(), Lines{R"({"type":"chat_position","chat_id":-40,"order":0})"});
+  run.deliver(R"({"@type":"updateChatReadInbox","chat_id":-40,"unread_count":2})");
+  run.deliver(R"({"@type":"updateChatPhoto","chat_id":-40,"photo":null})");
+  EXPECT_EQ(run.events(), Lines{});
+  run.deliver(group("Member"));
+  run.answer(chat, "liveGetChat:-40");
+  run.answer(answer, "liveMember:-40:bg:40");
+  ASSERT_EQ(run.events().size(), 1U);
+  // A new photo shows in the row, which is fetched once more.
+  run.deliver(R"({"@type":"updateChatPhoto","chat_id":-40,"photo":null})");
+  run.answer(chat, "liveGetChat:-40");
+  run.answer(answer, "liveMember:-40:bg:40");
+  EXPECT_EQ(run.events().size(), 1U);
+}
+
 TEST(NotificationSettings, AreToldToTheUi) {
   BackendRun run;
   run.start();
