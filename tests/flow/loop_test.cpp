@@ -133,6 +133,7 @@ TEST(Loop, SignalsEndTheRun) {
     EXPECT_EQ(run.wait_exit(), 0) << sig;
     EXPECT_EQ(run.replies(), (Lines{"AUTH_STATE WaitPhoneNumber", "NEED phone"}));
   }
+#if !defined(__SANITIZE_THREAD__)  // which holds a signal back while the program waits
   BackendRun run;
   run.start();
   const std::string status = "/proc/" + std::to_string(run.pid()) + "/status";
@@ -145,6 +146,7 @@ TEST(Loop, SignalsEndTheRun) {
   }
   ::kill(run.pid(), SIGTERM);
   EXPECT_EQ(run.wait_exit(), -SIGTERM);
+#endif
 }
 
 TEST(Loop, EndOfInputEndsTheRunWhereItIsAskedTo) {
