@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Validates every event line that the suite has produced against docs/events.schema.json.
 
-usage: check_events.py SCHEMA.json EVENT_LINES_DIR PROTOCOL.md
+usage: check_events.py SCHEMA.json EVENT_LINES_DIR PROTOCOL.md DAY.txt
 
 Also: the members stand in the order of the definition, every type that came up is described in
 the protocol document, and every type of the schema came up.
+Each block "transcript NAME" of the protocol document is what the part NAME of the day says.
 """
 import json
 import pathlib
@@ -14,15 +15,32 @@ import sys
 import jsonschema
 
 
+def check_transcripts(document, day):
+    """The parts of the day begin with a comment that names them."""
+    parts, part = {}, []
+    for line in day.split("\n"):
+        if line.startswith("# "):
+            part = parts.setdefault(line[2:], [])
+        part.append("> quit" if line == "quit" else line)
+    for name, block in re.findall(r"^```transcript (\w+)\n(.*?)^```", document, re.S | re.M):
+        kind = "= " if name == "replies" else "* "
+        told = [line.removeprefix(kind) for line in parts.get(name, [])
+                if line.startswith(("> ", kind))]
+        if told != block.rstrip("\n").split("\n"):
+            yield f"transcript {name} of the protocol document is not what the day says"
+
+
 def main():
-    schema_path, lines_dir, protocol_path = sys.argv[1:4]
+    schema_path, lines_dir, protocol_path, day_path = sys.argv[1:5]
     schema = json.loads(pathlib.Path(schema_path).read_text())
     jsonschema.Draft202012Validator.check_schema(schema)
     validators = {name: jsonschema.Draft202012Validator({"$ref": f"#/$defs/{name}",
                                                          "$defs": schema["$defs"]})
                   for name in schema["properties"]["type"]["enum"]}
-    documented = set(re.findall(r'"type":"(\w+)"', pathlib.Path(protocol_path).read_text()))
-    errors, seen, lines = set(), set(), 0
+    document = pathlib.Path(protocol_path).read_text()
+    documented = set(re.findall(r'"type":"(\w+)"', document))
+    errors = set(check_transcripts(document, pathlib.Path(day_path).read_text()))
+    seen, lines = set(), 0
     for path in sorted(pathlib.Path(lines_dir).iterdir()):
         # A text can be cut inside a character, which is no valid UTF-8 any more.
         for line in path.read_bytes().decode("utf-8", "replace").split("\n"):

@@ -67,7 +67,8 @@ HeldClock& BackendRun::clock() {
 void BackendRun::prepare_directory() {
   namespace fs = std::filesystem;
   const std::string library = dir_ / "libtdjson.so.1.8.61";
-  fs::create_symlink(TD_BACKEND_PROGRAM, dir_ / "td_backend");
+  const char* program = std::getenv("TD_BACKEND_PROGRAM");
+  fs::create_symlink(program != nullptr ? program : TD_BACKEND_PROGRAM, dir_ / "td_backend");
   if (zlib_) fs::create_symlink(TD_STANDIN_DIR "/libz.so.2", dir_ / "libz.so.2");
   if (real_ && !fs::exists(TD_BACKEND_TDLIB)) {
     throw BackendError("the real TDLib is not there: " TD_BACKEND_TDLIB " (tools/tdlib brings it)");

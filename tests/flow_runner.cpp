@@ -1,0 +1,411 @@
+// Plays transcripts (tests/README.md) against the real program over the scripted library.
+//
+// usage: flow_runner FILE...
+//
+// After every step each stream of the program must have said exactly what stands below the
+// step. With UPDATE=1 in the environment, what it said is written into the file instead.
+// TD_BACKEND_PROGRAM in the environment names another build of the program.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/objects.h"
+#include "tests/support/backend_run.h"
+
+namespace {
+
+// A step and what follows it: `before` are comments and blank lines, kept as they are.
+struct Step {
+  std::size_t number = 0;  // of its line in the file
+  Lines before;
+  std::string text;
+  Lines said;
+};
+
+bool is_output(const std::string& line) {
+  return line.size() >= 2 && line[1] == ' ' &&
+         std::string_view("!*=|E").find(line[0]) != std::string_view::npos;
+}
+
+bool begins(std::string_view text, std::string_view begin) {
+  return text.substr(0, begin.size()) == begin;
+}
+
+std::vector<Step> read_steps(const std::string& path) {
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("cannot read " + path);
+  std::vector<Step> steps;
+  Step step;
+  std::string line;
+  for (std::size_t number = 1; std::getline(file, line); ++number) {
+    if (is_output(line) && step.before.empty() && !steps.empty()) {
+      steps.back().said.push_back(line);
+    } else if (line.empty() || line[0] == '#') {
+      step.before.push_back(line);
+    } else {
+      step.number = number;
+      step.text = line;
+      steps.push_back(std::move(step));
+      step = {};
+    }
+  }
+  if (!step.before.empty()) steps.push_back(std::move(step));
+  return steps;
+}
+
+void replace_all(std::string& text, const std::string& what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos;
+       at = text.find(what, at + by.size())) {
+    text.replace(at, what.size(), by);
+  }
+}
+
+// \n \r \t \0 \\ \xNN, as in C.
+std::string unescaped(std::string_view text) {
+  std::string bytes;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      bytes += text[i];
+      continue;
+    }
+    const char c = text[++i];
+    if (c == 'x' && i + 2 < text.size()) {
+      bytes += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+      i += 2;
+    } else {
+      bytes += c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c == '0' ? '\0' : c;
+    }
+  }
+  return bytes;
+}
+
+std::string base64(const std::string& bytes) {
+  constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  unsigned value = 0;
+  int bits = 0;
+  for (const char c : bytes) {
+    value = value << 8 | static_cast<unsigned char>(c);
+    for (bits += 8; bits >= 6; bits -= 6) text += kDigits[value >> (bits - 6) & 63];
+  }
+  if (bits != 0) text += kDigits[value << (6 - bits) & 63];
+  while (text.size() % 4 != 0) text += '=';
+  return text;
+}
+
+// What a line of output must not show as it is: other control characters, and a blank at its end.
+std::string escaped(std::string text) {
+  std::string shown;
+  for (const char c : text) {
+    char code[8];
+    std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
+    shown += static_cast<unsigned char>(c) < 32 || c == 127 ? code : std::string(1, c);
+  }
+  if (!shown.empty() && shown.back() == ' ') shown.replace(shown.size() - 1, 1, "\\x20");
+  return shown;
+}
+
+// One program's run: the lines from "==" to the next "==".
+class Flow {
+ public:
+  Flow() { run_.hold_clock(); }
+  // What came with the step, in the order ! = * E |.
+  Lines play(const Step& step);
+  void end();
+  void abandon() { run_.kill(); }
+
+ private:
+  Lines said();
+  Lines play_each(std::string text);
+  bool put(const std::string& word, const std::string& rest);
+  bool set(const std::string& word, const std::string& rest);
+  void act(const std::string& word, const std::string& rest);
+  void start();
+
+  BackendRun run_;
+  bool started_ = false;
+  bool begun_ = false;  // a step was played
+};
+
+void Flow::start() {
+  run_.start();
+  started_ = true;
+}
+
+// The log names each command's own words.
+bool same_but_log(Lines a, Lines b) {
+  for (Lines* lines : {&a, &b}) {
+    lines->erase(std::remove_if(lines->begin(), lines->end(),
+                                [](const std::string& line) { return line[0] == '|'; }),
+                 lines->end());
+  }
+  return a == b;
+}
+
+// What a step puts into the program's directory. False: the step is none of these.
+bool Flow::put(const std::string& word, const std::string& rest) {
+  const std::size_t blank = rest.find(' ');
+  const std::string path = run_.dir() / unescaped(rest.substr(0, blank));
+  if (word == "file") {
+    write_file(path, unescaped(rest.substr(blank + 1)));
+  } else if (word == "fifo") {
+    if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error("no " + path);
+  } else if (word == "directory") {
+    std::filesystem::create_directories(path);
+  } else if (word == "link") {
+    std::filesystem::create_symlink(rest.substr(blank + 1), path);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// Options, before the start. False: the step is none.
+bool Flow::set(const std::string& word, const std::string& rest) {
+  const std::size_t equals = rest.find('=');
+  if (word == "env" && begins(rest, "-")) {
+    run_.unset_env(rest.substr(1));
+  } else if (word == "env") {
+    run_.set_env(rest.substr(0, equals), unescaped(rest.substr(equals + 1)));
+  } else if (word == "hub") {
+    run_.set_env("TD_BACKEND_MODE", "hub");
+  } else if (word == "without") {
+    run_.without_events();
+  } else if (word == "tg_api") {
+    run_.set_env_files(unescaped(rest), "");
+  } else if (word == "library") {
+    run_.use_library(rest);
+  } else if (word == "zlib") {
+    run_.with_zlib();
+  } else if (word == "argv0") {
+    run_.set_argv0(rest);
+  } else if (word == "closed") {
+    run_.close_at_start(std::stoi(rest));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void Flow::act(const std::string& word, const std::string& rest) {
+  if (word == ">") {
+    run_.send_line(rest);
+  } else if (word == ">>") {
+    run_.feed(unescaped(rest));
+  } else if (word == "td") {
+    run_.deliver(rest);
+  } else if (begins(word, "td:")) {
+    run_.answer(rest, word.substr(3));
+  } else if (word == "state") {
+    run_.deliver_auth_state("authorizationState" + rest);
+  } else if (word == "login") {
+    run_.login();
+  } else if (word == "idle") {
+    run_.idle();
+  } else if (word == "clock") {
+    run_.advance_ms(std::stoll(rest));
+    run_.idle();
+  } else if (word == "later") {
+    run_.advance_ms(std::stoll(rest));
+  } else if (word == "log") {
+    run_.log_from_tdlib(rest[0] - '0', rest.substr(2));
+  } else if (word == "thread_log") {
+    run_.log_from_thread(rest[0] - '0', rest.substr(2));
+  } else if (word == "fault") {
+    run_.fault(rest);
+  } else if (word == "close_input") {
+    run_.close_input();
+    run_.idle();
+  } else if (word == "exit") {
+    const int status = run_.wait_exit();
+    if (status != std::stoi(rest))
+      throw std::runtime_error("the exit status is " + std::to_string(status));
+  } else if (word == "quit") {
+    run_.write_input("quit\n");
+    act("exit", "0");
+  } else {
+    throw std::runtime_error("no such step: " + word);
+  }
+}
+
+// A step that stands for several commands, "each a ; b ; c": all must say the same.
+Lines Flow::play_each(std::string text) {
+  Lines first;
+  for (std::size_t begin = 0; begin != std::string::npos;) {
+    const std::size_t end = text.find(" ; ", begin);
+    const std::string line = text.substr(begin, end == std::string::npos ? end : end - begin);
+    run_.send_line(line);
+    const Lines now = said();
+    if (begin == 0) first = now;
+    if (!same_but_log(now, first)) throw std::runtime_error("says something else: " + line);
+    begin = end == std::string::npos ? end : end + 3;
+  }
+  return first;
+}
+
+Lines Flow::play(const Step& step) {
+  std::string text = expand_objects(step.text);
+  replace_all(text, "$DIR", run_.dir().path());
+  for (std::size_t at = text.find("$64("); at != std::string::npos; at = text.find("$64(")) {
+    const std::size_t end = text.find(')', at);
+    text.replace(at, end + 1 - at, base64(unescaped(text.substr(at + 4, end - at - 4))));
+  }
+  const std::size_t blank = text.find(' ');
+  const std::string word = text.substr(0, blank);
+  const std::string rest = blank == std::string::npos ? "" : text.substr(blank + 1);
+  if (put(word, rest) || (!started_ && set(word, rest))) return {};
+  if (!started_) start();
+  const bool shown = begun_ || word == "start";
+  begun_ = true;
+  if (!shown) run_.forget();
+  if (word == "start") return said();
+  if (word == "each") return play_each(rest);
+  act(word, rest);
+  return said();
+}
+
+void Flow::end() {
+  if (started_ && run_.running()) act("quit", "");
+}
+
+Lines Flow::said() {
+  Lines lines;
+  const auto take = [&](char mark, const Lines& some) {
+    for (std::string line : some) {
+      replace_all(line, run_.dir().path(), "$DIR");
+      replace_all(line, "pid=" + std::to_string(run_.pid()), "pid=$PID");
+      lines.push_back(std::string(1, mark) + " " + escaped(line));
+    }
+  };
+  if (!started_) return lines;
+  take('!', run_.requests());
+  take('=', run_.replies());
+  take('*', run_.events());
+  take('E', run_.error_lines());
+  take('|', run_.log_lines());
+  return lines;
+}
+
+// The lines of one kind must be the same, but of the log only those that the step names must be
+// there, in their order. `now` becomes what UPDATE writes. Returns what is wrong.
+std::string compare(const Lines& expected, Lines& now) {
+  Lines kept;
+  std::string wrong;
+  for (const char kind : std::string_view("!=*E")) {
+    Lines want, got;
+    for (const std::string& line : expected)
+      if (line[0] == kind) want.push_back(line);
+    for (const std::string& line : now)
+      if (line[0] == kind) got.push_back(line);
+    for (std::size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
+      if (i < want.size() && i < got.size() && want[i] == got[i]) continue;
+      if (i < want.size()) wrong += "  expected " + want[i] + "\n";
+      if (i < got.size()) wrong += "  got      " + got[i] + "\n";
+    }
+    kept.insert(kept.end(), got.begin(), got.end());
+  }
+  auto at = now.begin();
+  for (const std::string& line : expected) {
+    if (line[0] != '|') continue;
+    const bool all = line == "| ?";  // all that the log has got, with UPDATE
+    auto found = all ? now.end()
+                     : std::find(at, now.end(),
+                                 begins(line, "| [") ? line : "| [backend] " + line.substr(2));
+    if (all) {
+      for (const std::string& log : now) {
+        if (begins(log, "| [backend] ")) kept.push_back("| " + log.substr(12));
+      }
+    }
+    if (found == now.end()) {
+      wrong += "  not in the log: " + line + "\n";
+      for (const std::string& log : now)
+        if (log[0] == '|') wrong += "    " + log + "\n";
+      continue;
+    }
+    kept.push_back(line);
+    at = found + 1;
+  }
+  now = kept;
+  return wrong;
+}
+
+// True when all went as the file says.
+bool play_file(const std::string& path, bool update) {
+  std::vector<Step> steps = read_steps(path);
+  std::unique_ptr<Flow> flow;
+  std::string title;
+  bool failed = false, good = true;
+  const auto attempt = [&](std::size_t number, const auto& action) {
+    std::string wrong;
+    try {
+      wrong = action();
+    } catch (const std::exception& error) {
+      wrong = std::string(error.what()) + "\n";
+      failed = true;
+      if (flow) flow->abandon();
+    }
+    if (wrong.empty() || (update && !failed)) return;
+    std::printf("%s:%zu: %s\n%s", path.c_str(), number, title.c_str(), wrong.c_str());
+    good = false;
+  };
+  for (Step& step : steps) {
+    if (step.text.empty()) continue;
+    if (begins(step.text, "==")) {
+      if (flow && !failed)
+        attempt(step.number, [&] {
+          flow->end();
+          return std::string();
+        });
+      flow = std::make_unique<Flow>();
+      title = step.text;
+      failed = false;
+      continue;
+    }
+    if (failed) continue;
+    attempt(step.number, [&] {
+      Lines now = flow->play(step);
+      std::string wrong = compare(step.said, now);
+      if (!wrong.empty()) wrong = "  " + step.text + "\n" + wrong;
+      if (update) step.said = now;
+      return wrong;
+    });
+  }
+  if (flow && !failed)
+    attempt(0, [&] {
+      flow->end();
+      return std::string();
+    });
+  if (!update) return good;
+  std::ofstream out(path);
+  for (const Step& step : steps) {
+    for (const std::string& line : step.before) out << line << "\n";
+    if (!step.text.empty()) out << step.text << "\n";
+    for (const std::string& line : step.said) out << line << "\n";
+  }
+  return good;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const char* update = std::getenv("UPDATE");
+  bool good = argc > 1;
+  for (int i = 1; i < argc; ++i) {
+    try {
+      good = play_file(argv[i], update != nullptr && *update == '1') && good;
+    } catch (const std::exception& error) {
+      std::printf("%s: %s\n", argv[i], error.what());
+      good = false;
+    }
+  }
+  return good ? 0 : 1;
+}
