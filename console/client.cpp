@@ -48,7 +48,10 @@ void check_order(Client& c, const Event& e) {
 void on_command_end(Client& c, const Event& e) {
   const std::int64_t id = e.num("cmd");
   if (c.paging == id) c.paging = 0;
-  if (!e.on("ok") && c.resync != id) note(c, e.str("command") + ": " + e.str("error"), true);
+  // A chat that has no pinned message answers the question for it with an error.
+  const bool none_pinned = e.str("command") == "open" && e.num("code") == 404;
+  if (!e.on("ok") && c.resync != id && !none_pinned)
+    note(c, e.str("command") + ": " + e.str("error"), true);
   c.open_commands.erase(id);
   if (c.resync != id) return;
   c.resync = 0;
@@ -87,6 +90,14 @@ void react(Client& c, const Event& e) {
   }
 }
 
+// A second one does not wait for the backend's answer.
+bool run_quit(Client& c, std::string_view) {
+  if (c.quitting) signal_backend(c.backend, SIGKILL);
+  c.quitting = true;
+  say(c, "quit");
+  return true;
+}
+
 void on_event_line(Client& c, std::string_view line) {
   keep_raw(c, '<', std::string(line));
   Event e;
@@ -94,7 +105,7 @@ void on_event_line(Client& c, std::string_view line) {
   if (!read_object(line, e) || !e.has("type")) return;
   if (c.last_seq == 0 && e.str("type") != "hello") {
     note(c, "This backend does not speak the protocol's second level", true);
-    c.backend.input < 0 ? void() : enter(c, "/quit");
+    if (!c.quitting) run_quit(c, "");
     return;
   }
   apply(c.model, e);
@@ -341,14 +352,6 @@ bool run_raw(Client& c, std::string_view args) {
 
 bool run_help(Client& c, std::string_view) {
   c.wants_help = true;
-  return true;
-}
-
-// A second one does not wait for the backend's answer.
-bool run_quit(Client& c, std::string_view) {
-  if (c.quitting) signal_backend(c.backend, SIGKILL);
-  c.quitting = true;
-  say(c, "quit");
   return true;
 }
 

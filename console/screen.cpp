@@ -50,8 +50,9 @@ void put(int y, int x, int width, const Line& line, attr_t over = A_NORMAL) {
   int used = 0;
   ::move(y, x);
   for (const Span& span : line) {
-    std::wstring text = clip(span.text, width - used);
+    std::wstring text = span.text;
     std::replace(text.begin(), text.end(), L'\n', L' ');
+    text = clip(text, width - used);
     attrset(span.attr | over);
     addnwstr(text.c_str(), static_cast<int>(text.size()));
     used += columns(text);
@@ -65,7 +66,9 @@ void put(int y, int x, int width, const Line& line, attr_t over = A_NORMAL) {
 // Text at the left, as much of it as the text at the right leaves room for.
 void put_ends(int y, int x, int width, const Span& left, const Span& right, attr_t over) {
   const int room = width - columns(right.text);
-  Span cut = {clip(left.text, room - 1), left.attr};
+  Span cut = left;
+  std::replace(cut.text.begin(), cut.text.end(), L'\n', L' ');
+  cut.text = clip(cut.text, room - 1);
   cut.text.append(static_cast<std::size_t>(std::max(0, room - columns(cut.text))), L' ');
   put(y, x, width, {cut, right}, over);
 }

@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Drives the console in a terminal, over the world: the log-in, reading, sending, the answer, a
+# search, a download, a backend that dies, terminals of every size, the end.
+# usage: console_test.sh TD_CONSOLE TD_BACKEND WORLD_LIBRARY
+set -euo pipefail
+
+console=$1
+# shellcheck source=tools/terminal.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/terminal.sh"
+dir=$(mktemp -d)
+trap 'stop_terminal; rm -rf "$dir"' EXIT
+ln -s "$2" "$dir/td_backend"
+ln -s "$3" "$dir/libtdjson.so.1.8.61"
+mkdir "$dir/tmp"
+export TMPDIR=$dir/tmp TDLIB_DB_DIR=$dir/db TDLIB_FILES_DIR=$dir/files
+# A still world, whose people answer at once.
+export WORLD_RATE=0 WORLD_SPEED=20 TD_RAISE_RLIMIT=0
+
+start_terminal 80 24 "$console" "$dir/td_backend"
+expect 'telephone number'
+enter +15550100
+expect 'Enter the code'
+enter 54321
+expect 'PHONE_CODE_INVALID'
+enter 12345
+expect 'World'
+
+enter '/open Ann'
+expect 'Ann Archer: '
+enter 'Hello, Grüße an 小林 👋'
+expect 'You: Hello, Grüße an 小林 👋 ✓'
+expect 'Good to hear you'
+press F2
+expect '#4 open'
+expect '"message_send_succeeded"'
+press F2
+
+press C-f
+enter 'Tea?'
+expect 'Messages with "Tea?"'
+expect ' found'
+press Escape
+enter '/media photo'
+expect 'Shared: photo'
+expect ' found'
+press Enter
+wait_for 60 shows '[photo' && press s
+expect 'Downloaded: '
+[[ -s $(find "$dir/files" -type f | head -n 1) ]] || { echo 'nothing was written' >&2 && exit 1; }
+
+# What is drawn at any size has the terminal's size; the program lives.
+for size in '10 3' '300 100' '1 1' '80 24'; do
+  terminal resize-window -t console -x "${size% *}" -y "${size#* }"
+  wait_for 60 is_in_state '#{pane_width} #{pane_height}' "$size"
+done
+press Escape Escape Escape Escape
+enter '/open World'
+expect 'steers the'
+enter 'crash'
+expect 'Enter starts it again'
+press Enter
+expect 'Ann Archer' # the log-in has lasted
+enter '/quit'
+wait_for 60 is_in_state '#{pane_dead} #{pane_dead_status}' '1 0' ||
+  { shown >&2 && exit 1; }
+[[ -z $(ls "$TMPDIR") ]] || { echo "left behind: $(ls "$TMPDIR")" >&2 && exit 1; }
+
+# Without a terminal: a line for an event.
+mkfifo "$dir/input"
+"$console" --plain "$dir/td_backend" <"$dir/input" >"$dir/lines" &
+exec 3>"$dir/input"
+wait_for 60 grep -q 'chat .*Ann Archer' "$dir/lines"
+printf '/open Ann\n' >&3
+wait_for 60 grep -q 'You: Hello, Grüße an 小林 👋' "$dir/lines"
+exec 3>&-
+wait $!
+grep -q 'the backend ends: ' "$dir/lines"
