@@ -5,13 +5,13 @@ terminal_socket=td-console-$$
 
 terminal() { tmux -f /dev/null -L "$terminal_socket" "$@"; }
 
-# start_terminal COLUMNS ROWS COMMAND...; the terminal stays when the command has ended.
+# start_terminal COLUMNS ROWS COMMAND...; "ended with STATUS" is shown at last, and stays.
 start_terminal() {
   local columns=$1 rows=$2
   shift 2
   terminal start-server \; set -g remain-on-exit on \; set -s escape-time 0 \; \
     set -g default-terminal tmux-256color \; \
-    new-session -d -s console -x "$columns" -y "$rows" "$(printf '%q ' env LC_ALL=C.UTF-8 "$@")"
+    new-session -d -s console -x "$columns" -y "$rows" "$(printf '%q ' env LC_ALL=C.UTF-8 "$@"); echo \"ended with \$?\""
 }
 
 stop_terminal() { terminal kill-server 2>/dev/null || true; }
@@ -25,12 +25,11 @@ wait_for() {
   shift
   until "$@"; do
     ((SECONDS < end)) || return 1
-    read -rt 0.05 <> <(:) || true
+    sleep 0.05
   done
 }
 
-terminal_state() { terminal display -p -t console "$1"; } # of the terminal: a format of tmux
-is_in_state() { [[ $(terminal_state "$1") == "$2" ]]; }
+has_size() { [[ $(terminal display -p -t console '#{pane_width} #{pane_height}') == "$1" ]]; }
 shows() { shown | grep -qF -- "$1"; }
 
 # Fails with what is shown in its place.

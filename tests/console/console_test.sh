@@ -31,9 +31,11 @@ enter 'Hello, Grüße an 小林 👋'
 expect 'You: Hello, Grüße an 小林 👋 ✓'
 expect 'Good to hear you'
 press F2
-expect '#4 open'
-expect '"message_send_succeeded"'
+press Up +
+expect '"message_reactions"'
 press F2
+expect '👍 1'
+press Escape
 
 press C-f
 enter 'Tea?'
@@ -51,7 +53,7 @@ expect 'Downloaded: '
 # What is drawn at any size has the terminal's size; the program lives.
 for size in '10 3' '300 100' '1 1' '80 24'; do
   terminal resize-window -t console -x "${size% *}" -y "${size#* }"
-  wait_for 60 is_in_state '#{pane_width} #{pane_height}' "$size"
+  wait_for 60 has_size "$size"
 done
 press Escape Escape Escape Escape
 enter '/open World'
@@ -61,17 +63,17 @@ expect 'Enter starts it again'
 press Enter
 expect 'Ann Archer' # the log-in has lasted
 enter '/quit'
-wait_for 60 is_in_state '#{pane_dead} #{pane_dead_status}' '1 0' ||
-  { shown >&2 && exit 1; }
+expect 'ended with 0'
 [[ -z $(ls "$TMPDIR") ]] || { echo "left behind: $(ls "$TMPDIR")" >&2 && exit 1; }
 
 # Without a terminal: a line for an event.
 mkfifo "$dir/input"
 "$console" --plain "$dir/td_backend" <"$dir/input" >"$dir/lines" &
+plain=$!
 exec 3>"$dir/input"
-wait_for 60 grep -q 'chat .*Ann Archer' "$dir/lines"
-printf '/open Ann\n' >&3
-wait_for 60 grep -q 'You: Hello, Grüße an 小林 👋' "$dir/lines"
+wait_for 60 grep -q 'chat .*Ann Archer' "$dir/lines" || { cat "$dir/lines" >&2 && exit 1; }
+printf '/open Ann\nHello\n' >&3
+wait_for 60 grep -q 'Good to hear you' "$dir/lines" || { cat "$dir/lines" >&2 && exit 1; }
 exec 3>&-
-wait $!
+wait "$plain"
 grep -q 'the backend ends: ' "$dir/lines"
