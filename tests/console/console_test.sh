@@ -46,7 +46,8 @@ enter '/media photo'
 expect 'Shared: photo'
 expect ' found'
 press Enter
-wait_for 60 shows '[photo' && press s
+expect '[photo'
+press s
 expect 'Downloaded: '
 [[ -s $(find "$dir/files" -type f | head -n 1) ]] || { echo 'nothing was written' >&2 && exit 1; }
 
