@@ -1,6 +1,9 @@
 #include "world/json_in.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdio>
+#include <iterator>
 
 #include "world/schema.h"
 
@@ -187,14 +190,24 @@ std::string expected(std::string_view what, const Json& json) {
   return "Expected " + std::string(what) + ", but receive " + kNames[json.kind];
 }
 
-std::string check_integer(const Json& json) {
+// The schema calls int32 and int53 one kind; in requests these are the small ones.
+bool is_small(std::string_view member) {
+  static constexpr std::string_view kSmall[] = {
+      "limit",    "offset",     "priority",  "file_id", "port",          "duration", "length",
+      "mute_for", "api_id",     "min_layer", "call_id", "width",         "height",   "max_layer",
+      "proxy_id", "sending_id", "ttl",       "count",   "immunity_delay"};
+  return std::find(std::begin(kSmall), std::end(kSmall), member) != std::end(kSmall);
+}
+
+std::string check_integer(const Json& json, bool small = false) {
   if (json.kind != Json::kNumber && json.kind != Json::kString) {
     return expected("String or Number", json);
   }
   std::int64_t number = 0;
   const char* end = json.text.data() + json.text.size();
   const auto read = std::from_chars(json.text.data(), end, number);
-  if (read.ec == std::errc() && read.ptr == end) return {};
+  const bool fits = !small || (number >= INT32_MIN && number <= INT32_MAX);
+  if (read.ec == std::errc() && read.ptr == end && fits) return {};
   return "Can't parse as an integer string \"" + json.text + "\"";
 }
 
@@ -214,21 +227,21 @@ std::string check_object(const Json& json, std::string_view wanted) {
   return check_members(json, *type);
 }
 
-std::string check_value(const Json& json, std::string_view kind) {
+std::string check_value(const Json& json, std::string_view kind, bool small) {
   if (json.kind == Json::kNull) return {};
   switch (kind[0]) {
     case 'b':
       if (json.kind == Json::kBoolean) return {};
       return check_integer(json).empty() ? std::string() : expected("Boolean", json);
     case 'i':
-    case 'l': return check_integer(json);
+    case 'l': return check_integer(json, small);
     case 'd': return json.kind == Json::kNumber ? std::string() : expected("Number", json);
     case 's':
     case 'y': return json.kind == Json::kString ? std::string() : expected("String", json);
     case 'a':
       if (json.kind != Json::kArray) return expected("Array", json);
       for (const Json& item : json.items) {
-        std::string error = check_value(item, kind.substr(1));
+        std::string error = check_value(item, kind.substr(1), small);
         if (!error.empty()) return error;
       }
       return {};
@@ -238,7 +251,7 @@ std::string check_value(const Json& json, std::string_view kind) {
 
 std::string check_members(const Json& object, const Type& type) {
   for (const Member& member : type.members) {
-    std::string error = check_value(object[member.name], member.kind);
+    std::string error = check_value(object[member.name], member.kind, is_small(member.name));
     if (!error.empty()) return error;
   }
   return {};

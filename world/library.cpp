@@ -80,12 +80,12 @@ void put_answer(std::string answer, const Json& extra) { put(std::move(answer), 
 bool is_utf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
     const auto lead = static_cast<unsigned char>(text[i++]);
-    int more = lead < 0x80                   ? 0
-               : lead >= 0xC2 && lead < 0xE0 ? 1
-               : lead >= 0xE0 && lead < 0xF0 ? 2
-               : lead >= 0xF0 && lead < 0xF5 ? 3
-                                             : -1;
-    if (more < 0) return false;
+    int more = 0;
+    if (lead >= 0xC2 && lead < 0xF5) more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if (lead >= 0x80 && more == 0) return false;
+    // Halves of a pair are no characters.
+    if (lead == 0xED && i < text.size() && static_cast<unsigned char>(text[i]) >= 0xA0)
+      return false;
     for (; more > 0; --more, ++i) {
       if (i >= text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
     }
@@ -143,7 +143,7 @@ void take_request(int client_id, const char* text) {
     put(error_text(400, "Invalid TDLib instance specified"), &extra, client_id);
   } else if (g_closed || client_id != 1) {
     put(error_text(500, "Request aborted"), &extra, client_id);
-  } else if (has_bad_string(request)) {
+  } else if (has_parameters() && has_bad_string(request)) {
     put(error_text(400, "Strings must be encoded in UTF-8"), &extra, client_id);
   } else {
     answer(request);

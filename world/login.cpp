@@ -37,6 +37,7 @@ static int g_codes_sent = 0;
 static std::vector<std::pair<Json, int>> g_waiting;  // options set before the parameters
 
 bool is_ready() { return g_stage == Stage::kReady; }
+bool has_parameters() { return g_stage != Stage::kParameters; }
 
 std::string authorization_state_text() {
   static const Shape code(
@@ -203,7 +204,6 @@ static std::string refuse(std::string_view why) {
 
 static std::string set_phone(const Json& request) {
   const std::string_view phone = request.string("phone_number");
-  if (phone.empty()) return error_text(400, "Phone number must be non-empty");
   g_phone.clear();
   for (const char c : phone) {
     if (c >= '0' && c <= '9') g_phone += c;
@@ -374,6 +374,12 @@ std::string answer_login(const Json& request) {
     return error_text(400, "Initialization parameters are needed: call setTdlibParameters first");
   }
   if (type == "logOut") return log_out(request);
+  if (type == "checkAuthenticationEmailCode" && request["code"].kind == Json::kNull) {
+    return error_text(400, "Code must be non-empty");
+  }
+  if (type == "setAuthenticationPhoneNumber" && request.string("phone_number").empty()) {
+    return error_text(400, "Phone number must be non-empty");
+  }
   for (const Step& step : steps()) {
     if (step.request != type) continue;
     for (const Stage stage : step.stages) {

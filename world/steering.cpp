@@ -1,4 +1,5 @@
 // The words that steer the world, written to its first chat or given in WORLD_FAULTS.
+#include <cstdio>
 #include <cstdlib>
 
 #include "world/schema.h"
@@ -245,6 +246,38 @@ static std::string close(Words&) {
   return "Closing.";
 }
 
+// For tests: what is true of every chat that the client knows, one line each, and of its newest
+// messages, in a file.
+static std::string store(Words& words) {
+  const std::string path(words.all());
+  std::FILE* file = path.empty() ? nullptr : std::fopen(path.c_str(), "w");
+  if (file == nullptr) return "store <path>";
+  for (Chat& chat : g_world.chats) {
+    if (!chat.told) continue;
+    std::fprintf(
+        file,
+        "chat %lld order=%lld unread=%d inbox=%lld outbox=%lld last=%lld standing=%d mute=%d\n",
+        static_cast<long long>(chat.id), static_cast<long long>(chat.order), chat.unread,
+        static_cast<long long>(chat.last_read_inbox), static_cast<long long>(chat.last_read_outbox),
+        static_cast<long long>(last_id(chat)), static_cast<int>(chat.standing), chat.mute_for);
+    int left = 30;
+    for (Id id = last_id(chat); id != 0 && left > 0; id = previous_id(chat, id), --left) {
+      const Message m = find_message(chat, id);
+      std::string line;
+      append_string(line, m.text);
+      for (const Reaction& r : m.reactions) {
+        line += " " + r.emoji + std::to_string(r.count) + (r.chosen ? "*" : "");
+      }
+      const bool pinned = chat.changes != nullptr && chat.changes->pins.count(id) != 0;
+      std::fprintf(file, "message %lld %lld state=%d pinned=%d %s %s\n",
+                   static_cast<long long>(chat.id), static_cast<long long>(id), m.state, pinned,
+                   std::string(content_type(m.content)).c_str(), line.c_str());
+    }
+  }
+  std::fclose(file);
+  return "Stored.";
+}
+
 static std::string crash(Words&) {
   later(0, [] { std::abort(); });
   return "Crashing.";
@@ -278,6 +311,7 @@ constexpr Row kRows[] = {
     {"twice",   twice,          "twice <request>"},
     {"close",   close,          "close"},
     {"crash",   crash,          "crash"},
+    {"store",   store,          "store <path>"},
 };
 // clang-format on
 

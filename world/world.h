@@ -300,6 +300,7 @@ std::string answer_request(const Json& request);
 // ---- login.cpp
 
 bool is_ready();
+bool has_parameters();
 void begin_login();
 std::string authorization_state_text();
 // The answer, or nothing when the request has nothing to do with logging in and may go on.
