@@ -122,7 +122,10 @@ static void send_held(CommandHold& waiting, const TdClient& td, std::string requ
 
 static void send_parameters(AuthState& auth, const TdClient& td, const char* log) {
   dbg(log);
-  send_held(auth.params_hold, td, make_set_tdlib_parameters(auth.parameters), "setParams");
+  const CommandHold hold = std::move(auth.params_hold);
+  as_command(hold.command(), [&] {
+    td_request_with_raw_paths(td, make_set_tdlib_parameters(auth.parameters), "setParams");
+  });
   auth.params_requested = false;
 }
 

@@ -13,18 +13,21 @@ static CommandHold hold_for(const std::string& input) {
 }
 
 void run_phone(const CommandCall& call, AuthState& auth) {
+  if (!is_utf8(call.args)) return refuse_usage(call);
   auth.pending_phone = usable_phone_number(call.args);
   auth.phone_hold = hold_for(auth.pending_phone);
   reply_ok(call, "CMD phone");
 }
 
 void run_code(const CommandCall& call, AuthState& auth) {
+  if (!is_utf8(call.args)) return refuse_usage(call);
   auth.pending_code = call.args;
   auth.code_hold = hold_for(auth.pending_code);
   reply_ok(call, "CMD code");
 }
 
 void run_password(const CommandCall& call, AuthState& auth) {
+  if (!is_utf8(call.args)) return refuse_usage(call);
   auth.pending_password = call.args;
   auth.password_hold = hold_for(auth.pending_password);
   reply_ok(call, "CMD password");
@@ -65,6 +68,7 @@ void on_me(Answer& answer, AuthState& auth) {
   std::int64_t id = 0;
   if (!json_starts_with(answer.text, kHead)) return;
   (void)parse_int_at(answer.text, kHead.size(), id);
+  if (id < 1) return;
   const std::string first_name = member_string(answer.text, "first_name");
   const std::string last_name = member_string(answer.text, "last_name");
   const std::string username = extract_json_string_field(answer.text, "editable_username");

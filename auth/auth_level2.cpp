@@ -83,14 +83,14 @@ void tell_renewed_state(AuthState& auth, std::string_view text) {
 }
 
 void run_email(const CommandCall& call, const AuthState& auth, const TdClient& td) {
-  if (call.args.empty()) return refuse_usage(call);
+  if (call.args.empty() || !is_utf8(call.args)) return refuse_usage(call);
   if (auth.state != kAuthWaitEmailAddress) return refuse_not_awaited(call);
   td_request(td, make_set_authentication_email_address(call.args), "setEmail");
   reply_ok(call, "SEND setAuthenticationEmailAddress");
 }
 
 void run_email_code(const CommandCall& call, const AuthState& auth, const TdClient& td) {
-  if (call.args.empty()) return refuse_usage(call);
+  if (call.args.empty() || !is_utf8(call.args)) return refuse_usage(call);
   if (auth.state != kAuthWaitEmailCode) return refuse_not_awaited(call);
   td_request(td, make_check_authentication_email_code(call.args), "checkEmailCode");
   reply_ok(call, "SEND checkAuthenticationEmailCode");
@@ -103,7 +103,7 @@ void run_register64(CommandCall& call, const AuthState& auth, const TdClient& td
   if (auth.state != kAuthWaitRegistration) return refuse_not_awaited(call);
   std::string first_name;
   std::string last_name;
-  if (!base64_decode(first, first_name) || !base64_decode(last, last_name)) {
+  if (!decode_text(first, first_name) || !decode_text(last, last_name)) {
     return refuse_with(call, "bad_base64");
   }
   td_request(td, make_register_user(first_name, last_name), "register");

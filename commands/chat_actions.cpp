@@ -6,6 +6,7 @@
 #include "frame/td_errors.h"
 #include "json/text.h"
 #include "state/chat_events.h"
+#include "state/notifications.h"
 
 namespace {
 
@@ -43,6 +44,7 @@ void log_ok(std::string_view what, std::int64_t chat_id) {
 void remove_locally(ChatTable& chats, std::int64_t chat_id) {
   forget_chat_row(chats, chat_id);
   emit_chat_id_event("chat_deleted", chat_id);
+  withdraw_notification(chats, chat_id, kEveryMessage);
 }
 
 }  // namespace
@@ -74,6 +76,7 @@ void on_left(Answer& answer, ChatTable& chats) {
   if (chat_id == 0) return;
   set_chat_member(chats, chat_id, false);
   emit_chat_id_event("chat_left", chat_id);
+  withdraw_notification(chats, chat_id, kEveryMessage);
   log_ok("leave", chat_id);
 }
 

@@ -118,7 +118,7 @@ static std::string make_create_private_chat(std::int64_t user_id) {
 void run_resolve(CommandCall& call, const TdClient& td) {
   call.args = trim(call.args);
   if (!call.args.empty() && call.args.front() == '@') call.args.remove_prefix(1);
-  const std::string username(next_arg(call));
+  const std::string username(next_text(call));
   if (username.empty()) return refuse_usage(call);
   if (!gate_open(call)) return;
   td_request(td, make_search_public_chat(username), "resolve:" + username);
@@ -241,7 +241,9 @@ static std::string begin_user_info(std::int64_t user_id) {
 }
 
 void on_user_info(Answer& answer) {
-  std::string event = begin_user_info(next_field_i64(answer.fields));
+  const std::int64_t user_id = next_field_i64(answer.fields);
+  if (user_id == 0) return;
+  std::string event = begin_user_info(user_id);
   if (append_user_members(event, answer.text)) end_event(event);
 }
 

@@ -113,7 +113,7 @@ void run_open(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, OpenC
   if (!piece.empty() && (!parse_i64(piece, anchor) || anchor < 1)) return refuse_usage(call);
   if (!gate_open(call)) return;
   open_chat.chat_id = chat_id;
-  const HistoryLoad load{chat_id, ++loads.gen, true, anchor,
+  const HistoryLoad load{chat_id, begin_series(loads.series), true, anchor,
                          anchor == 0 ? kOpenLimit : kAroundLimit};
   emit_history_begin_event(load);
   td_request(td, make_open_chat(chat_id), make_tag("open", chat_id));
@@ -141,7 +141,7 @@ void run_history(CommandCall& call, HistoryLoads& loads, PinnedLoads& pinned, co
   if (!arg_id(call, chat_id) || !arg_optional_i64(call, limit)) return refuse_usage(call);
   limit = clamp_i64(limit, 1, kMaxLimit);
   if (!gate_open(call)) return;
-  const HistoryLoad load{chat_id, ++loads.gen, true, 0, limit};
+  const HistoryLoad load{chat_id, begin_series(loads.series), true, 0, limit};
   emit_history_begin_event(load);
   send_history_request(load, make_get_chat_history(chat_id, 0, limit), loads, td);
   request_pinned_message(chat_id, pinned, td);
@@ -158,7 +158,7 @@ void run_history_more(CommandCall& call, HistoryLoads& loads, const TdClient& td
   limit = clamp_i64(limit, 1, kMaxLimit);
   if (!gate_open(call)) return;
   drop_silent_questions(loads, chat_id);
-  const HistoryLoad load{chat_id, ++loads.gen, false, from, limit};
+  const HistoryLoad load{chat_id, begin_series(loads.series), false, from, limit};
   emit_history_begin_event(load);
   send_history_request(load, make_get_chat_history_with_offset(chat_id, from, -1, limit), loads,
                        td);
@@ -175,7 +175,7 @@ void run_history_newer(CommandCall& call, HistoryLoads& loads, const TdClient& t
   limit = clamp_i64(limit, 1, kMaxLimit);
   if (!gate_open(call)) return;
   drop_silent_questions(loads, chat_id);
-  HistoryLoad load{chat_id, ++loads.gen, false, from, limit};
+  HistoryLoad load{chat_id, begin_series(loads.series), false, from, limit};
   load.newer = true;
   emit_history_begin_event(load);
   // The library counts the message asked from among the newer ones and takes 99 of them at most.
@@ -198,7 +198,7 @@ void run_history_jump(CommandCall& call, HistoryLoads& loads, const TdClient& td
   after = clamp_i64(after, 0, kMaxLimit - 1);
   if (before + after + 1 > kMaxLimit) before = kMaxLimit - 1 - after;
   if (!gate_open(call)) return;
-  const HistoryLoad load{chat_id, ++loads.gen, true, message_id, before + after + 1};
+  const HistoryLoad load{chat_id, begin_series(loads.series), true, message_id, before + after + 1};
   emit_history_begin_event(load);
   send_history_request(
       load, make_get_chat_history_with_offset(chat_id, message_id, -after, load.limit), loads, td);
@@ -222,6 +222,7 @@ void on_read(Answer& answer) {
 void on_history(Answer& answer, HistoryLoads& loads, Timers& timers, const TdClient& td) {
   HistoryLoad load;
   if (!parse_history_extra(answer.fields, load)) return;
+  if (!take_series_answer(loads.series, load.gen)) return;
   const MessagePage page = open_message_page(answer.text);
   SilentQuestion question;
   if (take_silent_question(load, loads, question)) return on_silent_answer(load, question, page);
@@ -238,6 +239,7 @@ void on_history_error(TdError& error, HistoryLoads& loads) {
   HistoryLoad load;
   SilentQuestion question;
   if (!parse_history_extra(error.fields, load)) return;
+  if (!take_series_answer(loads.series, load.gen)) return;
   // A silent question belongs to a series that has had its end.
   if (take_silent_question(load, loads, question)) return;
   forget_failed_load(loads, load);

@@ -34,6 +34,7 @@ void repeat_clear_load(std::int64_t chat_id, std::int64_t gen, HistoryLoads& loa
   if (it == loads.clear_loads.end() || it->second.gen != gen) return;
   ClearLoad& load = it->second;
   const bool silently = load.awaits == ClearLoad::Awaits::kSilentQuestion;
+  continue_series(loads.series, gen);
   const CommandHold hold = std::move(load.hold);
   as_command(hold.command(), [&] { td_request(td, load.request, load.tag); });
   dbg("SEND getChatHistory (retry:clear)");
@@ -90,6 +91,7 @@ void emit_history_end_event(const HistoryLoad& load, std::int64_t total_count, s
 void send_history_request(const HistoryLoad& load, std::string request, HistoryLoads& loads,
                           const TdClient& td) {
   std::string tag = make_history_extra(load);
+  continue_series(loads.series, load.gen);
   td_request(td, request, tag);
   if (!load.clear) return;
   drop_clear_load(loads, load.chat_id);

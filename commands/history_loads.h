@@ -17,6 +17,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "commands/series.h"
 #include "frame/in_flight.h"
 #include "frame/tdlib.h"
 #include "frame/timers.h"
@@ -53,7 +54,7 @@ struct SilentQuestion {
 };
 
 struct HistoryLoads {
-  std::int64_t gen = 0;                                               // of the last load
+  SeriesNumbers series;                                               // a generation a load
   std::unordered_map<std::int64_t, ClearLoad> clear_loads;            // by chat id
   std::unordered_map<std::int64_t, SilentQuestion> silent_questions;  // by generation
 };

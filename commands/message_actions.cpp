@@ -119,7 +119,7 @@ void run_react(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t message_id = 0;
   if (!arg_chat_and_message(call, chat_id, message_id)) return refuse_react(call, args);
-  const std::string emoji(next_arg(call));
+  const std::string emoji(next_text(call));
   const std::string mode(next_arg(call));
   const bool add = mode == "add";
   if (emoji.empty() || (!add && mode != "remove")) return refuse_react(call, args);

@@ -66,7 +66,7 @@ void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td) 
   if (!arg_id(call, chat_id) || !arg_optional_i64(call, limit)) return refuse_usage(call);
   limit = clamp_i64(limit, 1, kMaxListLimit);
   if (!gate_open(call)) return;
-  const std::int64_t gen = ++loads.list_gen;
+  const std::int64_t gen = begin_series(loads.lists);
   std::string event = begin_chat_event("pinned_list_begin", chat_id);
   append_int_member(event, "gen", gen);
   end_event(event);
@@ -75,10 +75,10 @@ void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td) 
   reply_ok(call, "SEND searchChatMessages (pinned)");
 }
 
-void on_pinned_list(Answer& answer) {
+void on_pinned_list(Answer& answer, PinnedLoads& loads) {
   const std::int64_t chat_id = next_field_i64(answer.fields);
   const std::int64_t gen = next_field_i64(answer.fields);
-  if (chat_id == 0 || gen < 1) return;
+  if (chat_id == 0 || gen < 1 || !take_series_answer(loads.lists, gen)) return;
   std::int64_t count = 0;
   MessagePage page = open_message_page(answer.text);
   for (std::string_view json; next_message(page, json);) {
@@ -97,9 +97,9 @@ void on_pinned_list(Answer& answer) {
   end_event(event);
 }
 
-void on_pinned_list_error(TdError& error) {
+void on_pinned_list_error(TdError& error, PinnedLoads& loads) {
   const std::int64_t chat_id = next_field_i64(error.fields);
-  if (chat_id == 0) return;
+  if (chat_id == 0 || !take_series_answer(loads.lists, next_field_i64(error.fields))) return;
   std::string event = begin_chat_event("pinned_list_end", chat_id);
   append_int_member(event, "count", 0);
   end_event(event);

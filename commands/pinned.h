@@ -4,12 +4,13 @@
 #include <cstdint>
 #include <string>
 
+#include "commands/series.h"
 #include "frame/answer.h"
 #include "frame/command.h"
 #include "frame/tdlib.h"
 
 struct PinnedLoads {
-  std::int64_t list_gen = 0;  // generation of the last pinned list
+  SeriesNumbers lists;        // a generation a pinned list
   std::int64_t requests = 0;  // for single pinned messages; the second field of their tags
 };
 
@@ -21,5 +22,5 @@ void on_pinned_message(Answer& answer);
 void on_pinned_message_error(TdError& error);
 
 void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td);
-void on_pinned_list(Answer& answer);
-void on_pinned_list_error(TdError& error);
+void on_pinned_list(Answer& answer, PinnedLoads& loads);
+void on_pinned_list_error(TdError& error, PinnedLoads& loads);

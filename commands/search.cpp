@@ -31,7 +31,7 @@ std::int64_t usable_limit(std::int64_t limit) { return clamp_i64(limit, 1, kMost
 
 // The query, decoded and trimmed; otherwise the refusal has been replied.
 bool decode_query(const CommandCall& call, std::string_view encoded, std::string& query) {
-  if (!base64_decode(encoded, query)) {
+  if (!decode_text(encoded, query)) {
     refuse_with(call, "bad_base64_query");
     return false;
   }
@@ -237,7 +237,7 @@ void run_chat_search64(CommandCall& call, Searches& searches, const TdClient& td
   reply_ok(call, "SEND searchChatMessages (chat_search)");
 }
 
-void run_shared64(CommandCall& call, const TdClient& td) {
+void run_shared64(CommandCall& call, Searches& searches, const TdClient& td) {
   std::int64_t req = 0;
   MessageSearch search;
   search.limit = kSharedLimit;
@@ -259,8 +259,9 @@ void run_shared64(CommandCall& call, const TdClient& td) {
   append_int_member(event, "from_message_id", search.from_message_id);
   append_int_member(event, "limit", search.limit);
   end_event(event);
-  td_request(td, make_search_chat_messages(search),
-             make_tag("shared", req, search.chat_id) + ":" + kind);
+  const std::string tag = make_tag("shared", req, search.chat_id) + ":" + kind;
+  begin_shared_series(searches, tag.substr(tag.find(':') + 1));
+  td_request(td, make_search_chat_messages(search), tag);
   reply_ok(call, "SEND searchChatMessages (shared)");
 }
 
@@ -357,9 +358,10 @@ void on_chat_search_error(TdError& error, Searches& searches) {
   end_event(event);
 }
 
-void on_shared_found(Answer& answer) {
+void on_shared_found(Answer& answer, Searches& searches) {
   SharedSeries series;
   if (!parse_shared_series(answer.fields, series)) return;
+  if (!take_shared_answer(searches, answer.fields)) return;
   std::int64_t emitted = 0;
   MessagePage page = open_message_page(answer.text);
   std::string_view message_json;
@@ -379,10 +381,11 @@ void on_shared_found(Answer& answer) {
   end_event(event);
 }
 
-void on_shared_error(TdError& error) {
+void on_shared_error(TdError& error, Searches& searches) {
   report_td_error(error);
   SharedSeries series;
   if (!parse_shared_series(error.fields, series)) return;
+  if (!take_shared_answer(searches, error.fields)) return;
   std::string event = begin_shared_event("shared_end", series);
   append_int_member(event, "count", 0);
   if (at_level2()) append_next_from(event, {});

@@ -25,8 +25,8 @@ std::string make_search_chat_messages(const MessageSearch& search);
 void run_search_server64(CommandCall& call, Searches& searches, const TdClient& td);
 // Messages of one chat by text.
 void run_chat_search64(CommandCall& call, Searches& searches, const TdClient& td);
-// Photos, videos, files or links of one chat. Keeps no state: its one answer is its end.
-void run_shared64(CommandCall& call, const TdClient& td);
+// Photos, videos, files or links of one chat. Its one answer is its end.
+void run_shared64(CommandCall& call, Searches& searches, const TdClient& td);
 
 // The chat ids of a public search: each chat is asked for.
 void on_public_chats_found(Answer& answer, Searches& searches, const TdClient& td);
@@ -39,8 +39,8 @@ void on_search_chat_error(TdError& error, Searches& searches);
 void on_chat_search_found(Answer& answer, Searches& searches);
 void on_chat_search_error(TdError& error, Searches& searches);
 
-void on_shared_found(Answer& answer);
-void on_shared_error(TdError& error);
+void on_shared_found(Answer& answer, Searches& searches);
+void on_shared_error(TdError& error, Searches& searches);
 
 // The first URL that the entities of a message's content mark in its text or caption; empty
 // when there is none.

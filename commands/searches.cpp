@@ -53,3 +53,14 @@ bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id
   if (search.chat_id == 0 && search.superseded.empty()) searches.in_chat.erase(found);
   return present;
 }
+
+void begin_shared_series(Searches& searches, std::string_view fields) {
+  ++searches.shared[std::string(fields)];
+}
+
+bool take_shared_answer(Searches& searches, std::string_view fields) {
+  const auto found = searches.shared.find(std::string(fields));
+  if (found == searches.shared.end()) return false;
+  if (--found->second == 0) searches.shared.erase(found);
+  return true;
+}

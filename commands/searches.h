@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <set>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -30,6 +32,7 @@ struct ChatSearch {
 struct Searches {
   std::unordered_map<std::int64_t, PublicSearch> in_public;
   std::unordered_map<std::int64_t, ChatSearch> in_chat;
+  std::unordered_map<std::string, int> shared;  // answers awaited, by the fields of their tags
 };
 
 void begin_public_search(Searches& searches, std::int64_t req, unsigned limit);
@@ -45,3 +48,7 @@ bool finish_public_search(Searches& searches, std::int64_t req);
 void begin_chat_search(Searches& searches, std::int64_t req, std::int64_t chat_id);
 // True when the answer is for the present search with this number, which is then over.
 bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id);
+
+void begin_shared_series(Searches& searches, std::string_view fields);
+// False when no series with these fields awaits an answer.
+bool take_shared_answer(Searches& searches, std::string_view fields);

@@ -292,7 +292,7 @@ void run_send(CommandCall& call, SendCounter& counter, const TdClient& td) {
   std::int64_t chat_id = 0;
   if (!arg_id(call, chat_id)) return refuse_usage(call);
   const std::string_view text = trim(call.args);
-  if (text.empty()) return refuse_usage(call);
+  if (text.empty() || !is_utf8(text)) return refuse_usage(call);
   if (!gate_open(call)) return;
   send_tagged(make_send_message_text(chat_id, text, 0), "send", chat_id, counter, td);
   reply_ok(call, "SEND sendMessage");
@@ -307,7 +307,7 @@ void run_send64(CommandCall& call, SendCounter& counter, const TdClient& td) {
   }
   if (!gate_open(call)) return;
   std::string text;
-  if (!base64_decode(text64, text)) return refuse_with(call, "bad_base64");
+  if (!decode_text(text64, text)) return refuse_with(call, "bad_base64");
   send_tagged(make_send_message_text(chat_id, text, reply_to), "send", chat_id, counter, td);
   reply_ok(call, "SEND sendMessage (send64)");
 }
@@ -320,7 +320,7 @@ void run_edit64(CommandCall& call, const TdClient& td) {
   if (text64.empty()) return refuse_usage(call);
   if (!gate_open(call)) return;
   std::string text;
-  if (!base64_decode(text64, text)) return refuse_with(call, "bad_base64");
+  if (!decode_text(text64, text)) return refuse_with(call, "bad_base64");
   td_request(td, make_edit_message_text(chat_id, message_id, text),
              make_tag("edit", chat_id, message_id));
   reply_ok(call, "SEND editMessageText (edit64)");
@@ -356,22 +356,22 @@ struct FileToSend {
 
 // Reads the arguments and opens the file; -1 when the command has been refused.
 static int open_file_to_send(CommandCall& call, FileToSend& file) {
-  const auto refused = [](auto refusal) {
-    refusal();
-    return -1;
-  };
+  constexpr int kRefused = -1;
   std::string_view path64;
   std::string_view caption64;
   if (!arg_id(call, file.chat_id) ||
       !sort_document_pieces(next_pieces(call), file.reply_to, path64, caption64)) {
-    return refused([&] { refuse_usage(call); });
+    refuse_usage(call);
+    return kRefused;
   }
-  if (!gate_open(call)) return -1;
-  if (!base64_decode(path64, file.path)) {
-    return refused([&] { refuse_with(call, "bad_base64_path"); });
+  if (!gate_open(call)) return kRefused;
+  if (!decode_text(path64, file.path)) {
+    refuse_with(call, "bad_base64_path");
+    return kRefused;
   }
-  if (!base64_decode(caption64, file.caption)) {
-    return refused([&] { refuse_with(call, "bad_base64_caption"); });
+  if (!decode_text(caption64, file.caption)) {
+    refuse_with(call, "bad_base64_caption");
+    return kRefused;
   }
   const int fd = open_regular_file(file.path);
   if (fd < 0) refuse_with(call, "no_such_file");
@@ -433,7 +433,7 @@ void run_sendvoice64(CommandCall& call, SendCounter& counter, const TdClient& td
   if (!gate_open(call)) return;
   std::string path;
   std::int64_t seconds = -1;
-  if (!base64_decode(path64, path)) return refuse_with(call, "bad_base64_path");
+  if (!decode_text(path64, path)) return refuse_with(call, "bad_base64_path");
   if (!parse_i64(duration, seconds) || seconds < 0 || seconds > kMaxDurationSeconds) {
     return refuse_with(call, "bad_duration");
   }
@@ -452,7 +452,7 @@ void run_sendvideonote64(CommandCall& call, SendCounter& counter, const TdClient
   }
   if (!gate_open(call)) return;
   std::string path;
-  if (!base64_decode(path64, path)) return refuse_with(call, "bad_base64_path");
+  if (!decode_text(path64, path)) return refuse_with(call, "bad_base64_path");
   const int fd = open_regular_file(path);
   if (fd < 0) return refuse_with(call, "no_such_file");
   const NoteShape shape = probe_video_note(fd);

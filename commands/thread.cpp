@@ -2,6 +2,7 @@
 
 #include "commands/history.h"
 #include "frame/channels.h"
+#include "frame/td_errors.h"
 #include "json/text.h"
 #include "json/walk.h"
 
@@ -9,6 +10,11 @@ namespace {
 
 constexpr std::int64_t kMaxLimit = 100;
 constexpr std::int64_t kDefaultOpenLimit = 60;
+
+constexpr ErrorEvent kThreadOpenError{"thread_open_error",
+                                      {{"channel_chat_id"}, {"post_message_id"}, {}},
+                                      ErrorMessage::kAlways,
+                                      "TD_ERROR threadOpen"};
 
 std::string make_get_message_thread(std::int64_t chat_id, std::int64_t message_id) {
   std::string json = "{\"@type\":\"getMessageThread\"";
@@ -42,7 +48,7 @@ void run_thread_open(CommandCall& call, HistoryLoads& loads, const TdClient& td)
   }
   limit = clamp_i64(limit, 1, kMaxLimit);
   if (!gate_open(call)) return;
-  std::string tag = make_tag("threadOpen", chat_id, message_id, ++loads.gen);
+  std::string tag = make_tag("threadOpen", chat_id, message_id, begin_series(loads.series));
   tag += ':';
   append_i64(tag, limit);
   td_request(td, make_get_message_thread(chat_id, message_id), tag);
@@ -50,17 +56,20 @@ void run_thread_open(CommandCall& call, HistoryLoads& loads, const TdClient& td)
 }
 
 void on_thread_info(Answer& answer, HistoryLoads& loads, const TdClient& td) {
+  const std::string_view whole_fields = answer.fields;
+  const std::int64_t channel_chat_id = next_field_i64(answer.fields);
+  const std::int64_t post_message_id = next_field_i64(answer.fields);
+  const std::int64_t gen = next_field_i64(answer.fields);
+  const std::int64_t limit = next_field_i64(answer.fields, kDefaultOpenLimit);
+  if (channel_chat_id == 0 || post_message_id < 1 || gen < 1) return;
+  if (!take_series_answer(loads.series, gen)) return;
   const std::int64_t thread_chat_id = member_int(answer.text, "chat_id", 0);
   const std::int64_t thread_id = member_int(answer.text, "message_thread_id", 0);
   if (thread_chat_id == 0 || thread_id < 1) {
     // Nothing to load from; the UI, which waits for the thread, is told.
     return emit_error_event(kThreadOpenError,
-                            {answer.text, answer.tag, answer.fields, 0, "thread not found"});
+                            {answer.text, answer.tag, whole_fields, 0, "thread not found"});
   }
-  const std::int64_t channel_chat_id = next_field_i64(answer.fields);
-  const std::int64_t post_message_id = next_field_i64(answer.fields);
-  const std::int64_t gen = next_field_i64(answer.fields);
-  const std::int64_t limit = next_field_i64(answer.fields, kDefaultOpenLimit);
   std::string event = begin_event("thread_info");
   append_int_member(event, "channel_chat_id", channel_chat_id);
   append_int_member(event, "post_message_id", post_message_id);
@@ -77,6 +86,14 @@ void on_thread_info(Answer& answer, HistoryLoads& loads, const TdClient& td) {
   dbg("SEND getMessageThreadHistory (thread_open)");
 }
 
+void on_thread_open_error(const TdError& error, HistoryLoads& loads) {
+  std::string_view fields = error.fields;
+  (void)next_field(fields);
+  (void)next_field(fields);
+  if (!take_series_answer(loads.series, next_field_i64(fields))) return;
+  emit_error_event(kThreadOpenError, error);
+}
+
 void run_thread_more(CommandCall& call, HistoryLoads& loads, const TdClient& td) {
   std::int64_t chat_id = 0;
   std::int64_t thread_id = 0;
@@ -89,7 +106,7 @@ void run_thread_more(CommandCall& call, HistoryLoads& loads, const TdClient& td)
   limit = clamp_i64(limit, 1, kMaxLimit);
   if (!gate_open(call)) return;
   drop_silent_questions(loads, chat_id);
-  const HistoryLoad load{chat_id, ++loads.gen, false, from, limit};
+  const HistoryLoad load{chat_id, begin_series(loads.series), false, from, limit};
   emit_history_begin_event(load);
   send_history_request(load, make_get_message_thread_history(chat_id, thread_id, from, 0, limit),
                        loads, td);

@@ -15,6 +15,15 @@ std::string_view next_arg(CommandCall& call) {
   return trim(piece);
 }
 
+std::string_view next_text(CommandCall& call) {
+  const std::string_view text = next_arg(call);
+  return is_utf8(text) ? text : std::string_view();
+}
+
+bool decode_text(std::string_view base64, std::string& text) {
+  return base64_decode(base64, text) && is_utf8(text);
+}
+
 bool arg_i64(CommandCall& call, std::int64_t& out) { return parse_i64(next_arg(call), out); }
 
 bool arg_id(CommandCall& call, std::int64_t& out) { return arg_i64(call, out) && out != 0; }
@@ -50,7 +59,7 @@ std::string_view shown_word(std::string_view word) {
 
 static void emit_command_refused(std::string_view word, const std::string& line) {
   std::string event = begin_event("command_refused");
-  append_string_member(event, "command", shown_word(word));
+  append_string_member(event, "command", with_valid_utf8(shown_word(word)));
   append_string_member(event, "text", line);
   end_event(event);
 }

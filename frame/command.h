@@ -25,6 +25,10 @@ struct CommandCall {
 // Takes the next argument off the front, trimmed. Empty when none is left, and for the empty
 // piece between two blanks, which counts as a missing argument.
 std::string_view next_arg(CommandCall& call);
+// The next argument where it is a text: also empty when it is not UTF-8.
+std::string_view next_text(CommandCall& call);
+// A base64 argument decoded; false when it is no base64 or decodes to something else than UTF-8.
+bool decode_text(std::string_view base64, std::string& text);
 // A required number. False when it is missing or does not parse.
 bool arg_i64(CommandCall& call, std::int64_t& out);
 // A required id of a chat (also negative) or another object: a number other than 0.

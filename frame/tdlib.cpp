@@ -106,7 +106,15 @@ void log_cb(int verbosity_level, const char* message) {
 }
 
 void td_request(const TdClient& td, std::string request, std::string_view tag) {
-  if (!tag.empty()) request = json_add_extra(std::move(request), tag_of_request(tag));
+  if (!is_utf8(request)) request = with_valid_utf8(request);
+  td_request_with_raw_paths(td, std::move(request), tag);
+}
+
+void td_request_with_raw_paths(const TdClient& td, std::string request, std::string_view tag) {
+  if (!tag.empty()) {
+    const std::string whole = tag_of_request(tag);
+    request = json_add_extra(std::move(request), is_utf8(whole) ? whole : with_valid_utf8(whole));
+  }
   td.send(td.id, request.c_str());
 }
 

@@ -45,6 +45,11 @@ struct TdClient {
 };
 // Hands a request to TDLib with `tag` as its "@extra", by which the answer is routed
 // (frame/answer.h); without one when the tag is empty. Every request of the program goes this way.
+// It leaves as UTF-8 throughout, each byte that is none replaced by U+FFFD: the library echoes
+// texts and ends the process when it comes upon one that is not UTF-8.
 void td_request(const TdClient& td, std::string request, std::string_view tag);
+// The same with the request's bytes as they are, for "setTdlibParameters": the library opens
+// directories of any name.
+void td_request_with_raw_paths(const TdClient& td, std::string request, std::string_view tag);
 // A request about one thing: {"@type":"<method>","<key>":<id>}.
 std::string make_id_request(std::string_view method, std::string_view key, std::int64_t id);

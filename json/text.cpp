@@ -273,6 +273,51 @@ std::string make_json_string_array(const std::vector<std::string>& values) {
   return out;
 }
 
+// Bytes of the character that begins at `pos`; 0 when none does.
+static std::size_t utf8_character(std::string_view text, std::size_t pos) {
+  const auto byte = [&](std::size_t i) -> unsigned {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+  };
+  const unsigned lead = byte(pos);
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte rules out overlong forms, surrogates and what is above U+10FFFF.
+  const unsigned least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const unsigned most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (byte(pos + 1) < least || byte(pos + 1) > most) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if ((byte(pos + i) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+// Offset of the first byte that belongs to no character, or the size.
+static std::size_t valid_utf8_end(std::string_view text) {
+  std::size_t pos = 0;
+  while (pos < text.size()) {
+    const std::size_t length = utf8_character(text, pos);
+    if (length == 0) return pos;
+    pos += length;
+  }
+  return pos;
+}
+
+bool is_utf8(std::string_view text) { return valid_utf8_end(text) == text.size(); }
+
+std::string with_valid_utf8(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const std::size_t end = valid_utf8_end(text);
+    out += text.substr(0, end);
+    text.remove_prefix(end);
+    if (text.empty()) break;
+    out += "\xEF\xBF\xBD";
+    text.remove_prefix(1);
+  }
+  return out;
+}
+
 std::string json_add_extra(std::string request, std::string_view tag) {
   if (request.empty() || request.back() != '}') return request;
   request.pop_back();
@@ -287,7 +332,8 @@ bool json_has_extra(std::string_view text, std::string_view tag) {
   for (std::size_t at = find_last_bytes(text, kMarker); at != kNotFound;
        at = find_last_bytes(text.substr(0, at + kMarker.size() - 1), kMarker)) {
     const std::string_view rest = text.substr(at + kMarker.size());
-    if (rest.size() > tag.size() && rest[tag.size()] == '"' && rest.compare(0, tag.size(), tag) == 0) {
+    if (rest.size() > tag.size() && rest[tag.size()] == '"' &&
+        rest.compare(0, tag.size(), tag) == 0) {
       return true;
     }
   }

@@ -1,6 +1,6 @@
-// Byte-string helpers: JSON escapes, base64, decimal numbers, request tags. Nothing validates
-// UTF-8; bytes from 0x80 up pass unchanged. Whitespace is TAB, LF, CR and SPACE everywhere.
-// Pure functions, any thread.
+// Byte-string helpers: JSON escapes, base64, decimal numbers, request tags. Only is_utf8
+// and with_valid_utf8 look at UTF-8; elsewhere bytes from 0x80 up pass unchanged. Whitespace is
+// TAB, LF, CR and SPACE everywhere. Pure functions, any thread.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +29,12 @@ bool is_hex_string_even(std::string_view text);
 // Digits with at most one leading plus; may be empty or a lone plus.
 std::string normalize_phone_number(std::string_view text);
 std::string make_json_string_array(const std::vector<std::string>& values);
+
+// True when the text is UTF-8 throughout: no byte out of place, no overlong form, no surrogate,
+// nothing above U+10FFFF.
+bool is_utf8(std::string_view text);
+// The text with U+FFFD in the place of each byte that does not belong to such a character.
+std::string with_valid_utf8(std::string_view text);
 
 // The request with an "@extra" member added at its end; unchanged unless it ends in a brace.
 std::string json_add_extra(std::string request, std::string_view tag);

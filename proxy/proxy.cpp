@@ -95,8 +95,8 @@ void run_mtproto(CommandCall& call, ProxyState& state, const TdClient& td, const
     return refuse_and_log(call, "bad_proxy_args", "bad args (unexpected extra token)");
   }
   MtprotoProxy proxy{given.server, 0, given.secret};
-  if (given.server.empty() || !parse_i64(given.port, proxy.port) || proxy.port < 1 ||
-      proxy.port > 65535) {
+  if (given.server.empty() || !is_utf8(given.server) || !is_utf8(given.secret) ||
+      !parse_i64(given.port, proxy.port) || proxy.port < 1 || proxy.port > 65535) {
     return refuse_and_log(call, "bad_proxy_args", "bad args");
   }
   if (given.secret.empty()) {
@@ -273,6 +273,7 @@ void on_proxy_enabled(Answer& answer) {
 
 static void report_proxy_works(Answer& answer, std::string_view log_word) {
   const std::int64_t sequence = next_field_i64(answer.fields);
+  if (sequence < 1) return;
   emit_event_json_line(begin_sequence_event("proxy_test_ok", sequence) + "}");
   dbg("TD_OK " + std::string(log_word) + " seq=" + std::to_string(sequence));
 }
@@ -283,6 +284,7 @@ void on_proxy_tested(Answer& answer) { report_proxy_works(answer, "proxyTest"); 
 
 void on_proxy_added(Answer& answer) {
   const std::int64_t sequence = next_field_i64(answer.fields);
+  if (sequence < 1) return;
   const std::int64_t proxy_id = member_int(answer.text, "id");
   std::string event = begin_sequence_event("proxy_try_added", sequence);
   append_int_member(event, "proxy_id", proxy_id);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 
 std::string begin_chat_event(std::string_view type, std::int64_t chat_id) {
@@ -38,6 +39,7 @@ void emit_chat_event(const ChatDescription& chat, MuteState mute) {
   if (chat.last.id != 0) append_last_members(event, chat.last);
   append_bool_member(event, "muted_known", mute.known);
   append_bool_member(event, "muted", mute.muted);
+  if (at_level2()) append_chat_details(event, chat.details);
   end_event(event);
 }
 

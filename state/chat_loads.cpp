@@ -4,11 +4,13 @@
 
 #include "frame/answer.h"
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 
-static void emit_load_event(std::string_view type, std::int64_t gen) {
-  std::string event = begin_event(type);
+static void emit_load_end(std::int64_t gen, bool has_more) {
+  std::string event = begin_event("chats_end");
   append_int_member(event, "gen", gen);
+  if (at_level2()) append_bool_member(event, "has_more", has_more);
   end_event(event);
 }
 
@@ -38,7 +40,7 @@ static void end_if_complete(ChatTable& table, const TdClient& td, std::int64_t g
   if (found == table.loads.end() || !found->second.listed || !found->second.owed.empty()) return;
   const ChatListLoad ended = std::move(found->second);
   table.loads.erase(found);
-  as_command(ended.hold.command(), [&] { emit_load_event("chats_end", gen); });
+  as_command(ended.hold.command(), [&] { emit_load_end(gen, ended.has_more); });
   // Asked for by what happened meanwhile, not by the command.
   if (table.loads.empty()) as_nobody([&] { fetch_missed_chats(table, td); });
 }
@@ -50,11 +52,30 @@ void settle_row(ChatTable& table, const TdClient& td, std::int64_t gen, std::int
   end_if_complete(table, td, gen);
 }
 
-std::int64_t begin_chat_load(ChatTable& table) {
+std::int64_t begin_chat_load(ChatTable& table, LoadKind kind, std::int64_t limit) {
   const std::int64_t gen = ++table.chat_list_gen;
-  table.loads[gen].hold = CommandHold::of_current();
-  emit_load_event("chats_begin", gen);
+  ChatListLoad& load = table.loads[gen];
+  load.hold = CommandHold::of_current();
+  load.more = kind == LoadKind::kMore;
+  load.limit = limit;
+  if (!load.more) {
+    table.chain = gen;
+    table.chain_count = 0;
+  }
+  std::string event = begin_event("chats_begin");
+  append_int_member(event, "gen", gen);
+  if (load.more) append_bool_member(event, "more", true);
+  end_event(event);
   return gen;
+}
+
+// False when the chain has listed the chat before.
+static bool join_chain(ChatTable& table, std::int64_t chat_id) {
+  Chat& chat = chat_record(table, chat_id);
+  if (chat.chain == table.chain) return false;
+  chat.chain = table.chain;
+  ++table.chain_count;
+  return true;
 }
 
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
@@ -63,9 +84,14 @@ void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
   if (found == table.loads.end() || found->second.listed) return;
   ChatListLoad& load = found->second;
   load.listed = true;
+  std::int64_t rows = 0;
   for (const std::int64_t chat_id : chat_ids) {
-    if (chat_id == 0 || !load.owed.insert(chat_id).second) continue;
+    if (chat_id == 0) continue;
+    const bool is_new = join_chain(table, chat_id);
+    if ((load.more && !is_new) || !load.owed.insert(chat_id).second) continue;
+    ++rows;
     td_request(td, make_get_chat(chat_id), make_tag("getChat", chat_id, gen));
   }
+  load.has_more = rows >= load.limit;
   end_if_complete(table, td, gen);
 }

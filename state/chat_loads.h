@@ -10,9 +10,12 @@
 
 #include "state/chats.h"
 
-// Opens a load and tells its number.
-std::int64_t begin_chat_load(ChatTable& table);
-// The ids of the load's chats; only the first list of an open load counts.
+// Opens a load of at most `limit` rows and tells its number. One for more rows (level 2) goes on
+// behind those that the chain has listed; any other begins a chain.
+enum class LoadKind { kAnew, kMore };
+std::int64_t begin_chat_load(ChatTable& table, LoadKind kind, std::int64_t limit);
+// The ids of the chat list, from its top; only the first list of an open load counts. Of a load for
+// more, those that the chain has listed already are passed over.
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
                     const std::vector<std::int64_t>& chat_ids);
 // The command that the load belongs to, 0: none with an id.

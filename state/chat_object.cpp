@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/walk.h"
@@ -21,6 +22,10 @@ constexpr Row<ChatObject> kChatRows[] = {
     {"unread_count", value_into<&ChatObject::unread_count>},
     {"last_read_outbox_message_id", value_into<&ChatObject::last_read_outbox_message_id>},
     {"notification_settings", object_into<&ChatObject::notification_settings>},
+    {"last_read_inbox_message_id", value_into<&ChatObject::last_read_inbox_message_id>},
+    {"unread_mention_count", value_into<&ChatObject::unread_mention_count>},
+    {"is_marked_as_unread", value_into<&ChatObject::is_marked_as_unread>},
+    {"draft_message", object_into<&ChatObject::draft_message>},
     {"available_reactions", object_into<&ChatObject::available_reactions>},
 };
 
@@ -124,5 +129,6 @@ ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat) {
     (void)parse_first_message(chat.last_message, row.last, kChatPreview.max_text_bytes,
                               kChatPreview.ellipsis);
   }
+  if (at_level2()) row.details = read_chat_details(chat);
   return row;
 }

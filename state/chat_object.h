@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "state/chat_level2.h"
 #include "state/message.h"
 
 // The members that anybody reads.
@@ -22,6 +23,11 @@ struct ChatObject {
   std::string_view positions;
   std::string_view notification_settings;
   std::string_view available_reactions;
+  // For level 2; 0, false or empty: missing.
+  std::int64_t last_read_inbox_message_id = 0;
+  std::int64_t unread_mention_count = 0;
+  bool is_marked_as_unread = false;
+  std::string_view draft_message;
 };
 
 // The text from the first chat object's brace on; empty when there is none.
@@ -59,6 +65,7 @@ struct ChatDescription {
   std::int64_t photo_small_id = 0;
   std::int64_t group_id = 0;  // the basic group or supergroup behind the chat; 0: none
   MessagePreview last;        // id 0: none
+  ChatDetails details;        // level 2 only
 };
 // The chat list's view of a chat. A last message that is a service message may be remembered for
 // names that its sentence lacks.

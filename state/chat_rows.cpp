@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "frame/protocol.h"
 #include "json/walk.h"
 #include "state/chat_events.h"
+#include "state/chat_level2.h"
 #include "state/chat_loads.h"
 #include "state/notifications.h"
 
@@ -22,6 +24,7 @@ void show_chat(ChatTable& table, const ChatDescription& chat) {
   mute.known = chat_muted(table, chat.id, mute.muted);
   Chat& record = chat_record(table, chat.id);
   record.row_written = true;
+  if (at_level2()) note_chat_place(table, chat.id, chat.order);
   if (chat.unread_count >= 0) record.unread_count = chat.unread_count;
   emit_chat_event(chat, mute);
   settle_hub_notification(table, chat.id);

@@ -44,6 +44,11 @@ struct Chat {
   bool row_written = false;       // the UI shows it: its "chat" event has been written
   bool fetch_pending = false;     // a live fetch or its membership check is under way
   bool fetch_missed = false;      // wanted while the chat list was being loaded
+  // Level 2: has a place in the main list; the chain of loads that has listed it, 0: none; the last
+  // message told by a notification that still stands, 0: none.
+  bool in_main_list = false;
+  std::int64_t chain = 0;
+  std::int64_t notified_message_id = 0;
   std::unique_ptr<PendingHubNotification> waiting;  // the newest one, or null
 };
 
@@ -55,6 +60,9 @@ struct ScopeDefault {
 // One "chats" command until its end event.
 struct ChatListLoad {
   bool listed = false;                    // the list of ids has come
+  bool more = false;                      // goes on where the loads before it ended (level 2)
+  bool has_more = false;                  // as far as the list of ids tells
+  std::int64_t limit = 0;                 // rows asked for
   std::unordered_set<std::int64_t> owed;  // chats whose row, or refusal, is still to come
   CommandHold hold;                       // rows and end are written in the command's name
 };
@@ -72,7 +80,10 @@ struct ChatTable {
   ScopeDefault scope_defaults[4];                                          // by NotifyScope
   // Raw settings that leave muting to the scope, by their text.
   std::unordered_map<std::string_view, std::shared_ptr<const std::string>> shared_settings;
-  std::int64_t chat_list_gen = 0;  // of the last "chats" command
+  std::int64_t chat_list_gen = 0;  // of the last load
+  // The last load that began anew, whose chain later ones go on, and how many chats it has listed.
+  std::int64_t chain = 0;
+  std::int64_t chain_count = 0;
   // The open ones by number; while there is any, live fetches wait.
   std::unordered_map<std::int64_t, ChatListLoad> loads;
   std::vector<std::int64_t> missed;  // chats that wait for them to end, in order of arrival

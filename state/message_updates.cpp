@@ -175,7 +175,7 @@ static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids,
   end_event(event);
 }
 
-void on_delete_messages(std::string_view text) {
+void on_delete_messages(ChatTable& chats, std::string_view text) {
   const std::int64_t chat_id = member_int(text, "chat_id", 0);
   const std::vector<std::int64_t> ids =
       extract_json_int64_array_field(text, "message_ids", std::numeric_limits<unsigned>::max());
@@ -187,5 +187,8 @@ void on_delete_messages(std::string_view text) {
   }
   // What the library merely drops from its memory still shows its reactions.
   if (from_cache) return;
-  for (const std::int64_t id : ids) (void)forget_told_reactions(chat_id, id);
+  for (const std::int64_t id : ids) {
+    (void)forget_told_reactions(chat_id, id);
+    withdraw_notification_of(chats, chat_id, id);
+  }
 }

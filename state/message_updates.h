@@ -15,4 +15,4 @@ void on_message_send_failed(std::string_view text);
 void on_message_content(std::string_view text);
 void on_message_is_pinned(std::string_view text);  // level 2
 void on_message_interaction_info(std::string_view text);
-void on_delete_messages(std::string_view text);
+void on_delete_messages(ChatTable& chats, std::string_view text);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "frame/ui_running.h"
 #include "json/scan.h"
 #include "json/text.h"
@@ -27,14 +28,43 @@ void emit_hub_notify_message_event(std::int64_t chat_id, std::int64_t message_id
   end_event(event);
 }
 
+static void withdraw(Chat& chat, std::int64_t chat_id) {
+  std::string event = begin_event("hub_notify_withdrawn");
+  append_int_member(event, "chat_id", chat_id);
+  append_int_member(event, "message_id", chat.notified_message_id);
+  chat.notified_message_id = 0;
+  end_event(event);
+}
+
+void withdraw_notification(ChatTable& table, std::int64_t chat_id, std::int64_t up_to_message_id) {
+  const auto found = table.chats.find(chat_id);
+  if (found == table.chats.end()) return;
+  const std::int64_t standing = found->second.notified_message_id;
+  if (standing != 0 && standing <= up_to_message_id) withdraw(found->second, chat_id);
+}
+
+void withdraw_notification_of(ChatTable& table, std::int64_t chat_id, std::int64_t message_id) {
+  const auto found = table.chats.find(chat_id);
+  if (found == table.chats.end() || message_id == 0) return;
+  if (found->second.notified_message_id == message_id) withdraw(found->second, chat_id);
+}
+
+static void withdraw_if_muted(ChatTable& table, std::int64_t chat_id) {
+  bool muted = false;
+  if (chat_muted(table, chat_id, muted) && muted) {
+    withdraw_notification(table, chat_id, kEveryMessage);
+  }
+}
+
 void settle_hub_notification(ChatTable& table, std::int64_t chat_id) {
   const auto found = table.chats.find(chat_id);
-  if (found == table.chats.end() || found->second.waiting == nullptr) return;
+  if (found == table.chats.end()) return;
   Chat& chat = found->second;
   if (chat.is_member == false) {
     chat.waiting.reset();
-    return;
+    return withdraw_notification(table, chat_id, kEveryMessage);
   }
+  if (chat.waiting == nullptr) return;
   bool muted = false;
   if (!chat_muted(table, chat_id, muted)) return;
   const std::unique_ptr<PendingHubNotification> waiting = std::move(chat.waiting);
@@ -45,6 +75,7 @@ void settle_hub_notification(ChatTable& table, std::int64_t chat_id) {
   const std::string& title = chat.title.empty() ? waiting->chat_title : chat.title;
   emit_hub_notify_message_event(chat_id, waiting->message_id, waiting->date, title,
                                 waiting->sender_name, waiting->text);
+  if (at_level2()) chat.notified_message_id = waiting->message_id;
 }
 
 void settle_hub_notifications(ChatTable& table) {
@@ -97,6 +128,7 @@ void decide_hub_notification(ChatTable& chats, const OpenChat& open, const Messa
     if (muted) return log_decision("HUB_SKIP", chat_id, "muted");
     emit_hub_notify_message_event(chat_id, message.id, message.date, chat_title(chats, chat_id),
                                   sender_name, hub_text(message.text));
+    if (at_level2()) chat_record(chats, chat_id).notified_message_id = message.id;
     return;
   }
   defer(chat_record(chats, chat_id), message, sender_name);
@@ -144,6 +176,7 @@ void on_chat_notification_settings(ChatTable& chats, std::string_view text) {
       " use_default_mute_for=" + (notify.use_default_mute_for ? "1" : "0"));
   emit_chat_notify_event(chats, chat_id, notify);
   settle_hub_notification(chats, chat_id);
+  withdraw_if_muted(chats, chat_id);
 }
 
 // False when the text holds no mute time.
@@ -157,6 +190,10 @@ static bool read_scope_mute_for(std::string_view text, std::int32_t& mute_for) {
 
 static void store_scope_default(ChatTable& chats, NotifyScope scope, std::int32_t mute_for) {
   chats.scope_defaults[static_cast<int>(scope)] = {true, mute_for};
+  if (mute_for == 0) return;
+  for (const auto& [chat_id, chat] : chats.chats) {
+    if (chat.notified_message_id != 0) withdraw_if_muted(chats, chat_id);
+  }
 }
 
 void on_scope_notification_settings(ChatTable& chats, std::string_view text) {

@@ -25,6 +25,13 @@ void settle_hub_notification(ChatTable& table, std::int64_t chat_id);
 // The same for every chat, oldest message first.
 void settle_hub_notifications(ChatTable& table);
 
+// Level 2: the chat's notification that still stands, and with it all before, is withdrawn by
+// "hub_notify_withdrawn" when its message is `up_to_message_id` or older.
+constexpr std::int64_t kEveryMessage = INT64_MAX;
+void withdraw_notification(ChatTable& table, std::int64_t chat_id, std::int64_t up_to_message_id);
+// The same when its message is the one.
+void withdraw_notification_of(ChatTable& table, std::int64_t chat_id, std::int64_t message_id);
+
 // Changes of a chat's or a scope's settings. Those that do not parse leave the old state.
 void on_chat_notification_settings(ChatTable& chats, std::string_view text);
 void on_scope_notification_settings(ChatTable& chats, std::string_view text);

@@ -107,7 +107,7 @@ constexpr AnswerRow kAnswers[] = {
     {"deleteChatHistory:", kOk, answer<on_chat_deleted>, error<on_delete_chat_error>},
     {"muteToggle:", kOk, answer<on_mute_toggled>, error_event<kMuteError>},
     {"history:", kAny, answer<on_history>, error<on_history_error>},
-    {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), answer<on_thread_info>, error_event<kThreadOpenError>},
+    {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), answer<on_thread_info>, error<on_thread_open_error>},
     {"pinned:", kMessage, answer<on_pinned_message>, error<on_pinned_message_error>},
     {"pinned_list:", kAny, answer<on_pinned_list>, error<on_pinned_list_error>},
     {"read:", kOk, answer<on_read>, error_event<kReadError>},
@@ -141,6 +141,7 @@ constexpr AnswerRow kAnswers[] = {
     {"chatSearch:", kAny, answer<on_chat_search_found>, error<on_chat_search_error>},
     {"shared:", kAny, answer<on_shared_found>, error<on_shared_error>},
 
+    {"loadChats:", kOk, answer<on_chats_loaded>, error<on_load_chats_error>, 2, true},
     {"storage", begins("{\"@type\":\"storageStatisticsFast\""), answer<on_storage>, nullptr, 2},
     {"storageClean", begins("{\"@type\":\"storageStatistics\""), answer<on_storage_cleaned>, nullptr, 2},
     {"resync", kAny, answer<on_current_state>, error<on_current_state_error>, 2},

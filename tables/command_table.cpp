@@ -93,6 +93,7 @@ constexpr Command kCommands[] = {
     {"resync", "", kOpen, command<run_resync>, 2},
     {"proxy_list", "", kOpen, command<run_proxy_list>, 2},
     {"proxy_enable", "<proxy_id>", kOpen, command<run_proxy_enable>, 2},
+    {"chats_more", "[limit]", kReady, command<run_chats_more>, 2},
     {"history_newer", "<chat_id> <from_message_id> [limit]", kReady, command<run_history_newer>, 2},
     {"sendphoto64", "<chat_id> [reply_to_message_id] <base64_utf8_path> [base64_utf8_caption]", kReady, command<run_sendphoto64>, 2},
     {"sendvideo64", "<chat_id> [reply_to_message_id] <base64_utf8_path> [base64_utf8_caption]", kReady, command<run_sendvideo64>, 2},

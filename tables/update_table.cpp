@@ -1,5 +1,6 @@
 #include "auth/auth.h"
 #include "calls/call_updates.h"
+#include "state/chat_level2.h"
 #include "state/chat_rows.h"
 #include "state/chat_updates.h"
 #include "state/connection_state.h"
@@ -55,6 +56,10 @@ constexpr UpdateRow kUpdates[] = {
     {"updateMessageSendSucceeded", update<on_message_send_succeeded>},
     {"updateMessageSendFailed", update<on_message_send_failed>},
     {"updateMessageContent", update<on_message_content>},
+    {"updateChatUnreadMentionCount", update<on_chat_mentions>, 2},
+    {"updateMessageMentionRead", update<on_chat_mentions>, 2},
+    {"updateChatIsMarkedAsUnread", update<on_chat_marked>, 2},
+    {"updateChatAction", update<on_chat_action>, 2},
     {"updateMessageIsPinned", update<on_message_is_pinned>, 2},
     {"updateMessageInteractionInfo", update<on_message_interaction_info>},
     {"updateDeleteMessages", update<on_delete_messages>},
