@@ -178,10 +178,11 @@ void run_history_newer(CommandCall& call, HistoryLoads& loads, const TdClient& t
   HistoryLoad load{chat_id, begin_series(loads.series), false, from, limit};
   load.newer = true;
   emit_history_begin_event(load);
-  // The library counts the message asked from among the newer ones and takes 99 of them at most.
+  // The library counts the message asked from among the newer ones, takes 99 of them at most, and
+  // wants room for one that is older; both are passed over.
   const std::int64_t asked = std::min(limit + 1, kMaxNewer);
-  send_history_request(load, make_get_chat_history_with_offset(chat_id, from, -asked, asked), loads,
-                       td);
+  send_history_request(load, make_get_chat_history_with_offset(chat_id, from, -asked, asked + 1),
+                       loads, td);
   reply_ok(call, "SEND getChatHistory (newer)");
 }
 

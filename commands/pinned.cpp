@@ -2,6 +2,7 @@
 
 #include "commands/search.h"
 #include "frame/channels.h"
+#include "frame/in_flight.h"
 #include "json/text.h"
 #include "state/chat_events.h"
 #include "state/message.h"
@@ -58,7 +59,12 @@ void on_pinned_message(Answer& answer) {
   }
 }
 
-void on_pinned_message_error(TdError& error) { emit_pinned_none(next_field_i64(error.fields)); }
+void on_pinned_message_error(TdError& error) {
+  // The library's way of saying that the chat has none; the command that asked has not failed.
+  constexpr std::int64_t kNone = 404;
+  if (error.code != kNone) note_td_error(error.code, error.message);
+  emit_pinned_none(next_field_i64(error.fields));
+}
 
 void run_pinned_list(CommandCall& call, PinnedLoads& loads, const TdClient& td) {
   std::int64_t chat_id = 0;

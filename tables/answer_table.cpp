@@ -108,7 +108,7 @@ constexpr AnswerRow kAnswers[] = {
     {"muteToggle:", kOk, answer<on_mute_toggled>, error_event<kMuteError>},
     {"history:", kAny, answer<on_history>, error<on_history_error>},
     {"threadOpen:", begins("{\"@type\":\"messageThreadInfo\""), answer<on_thread_info>, error<on_thread_open_error>},
-    {"pinned:", kMessage, answer<on_pinned_message>, error<on_pinned_message_error>},
+    {"pinned:", kMessage, answer<on_pinned_message>, error<on_pinned_message_error>, 1, true},
     {"pinned_list:", kAny, answer<on_pinned_list>, error<on_pinned_list_error>},
     {"read:", kOk, answer<on_read>, error_event<kReadError>},
 
