@@ -74,7 +74,7 @@ void run_call_discard(CommandCall& call, const TdClient& td) {
 void on_call_created(Answer& answer) {
   const std::int64_t user_id = next_field_i64(answer.fields);
   const std::int64_t call_id = member_int(answer.text, "id");
-  if (user_id < 1 || call_id < 1) return;
+  if (user_id < 1) return;
   std::string event = begin_event("call_created");
   append_int_member(event, "user_id", user_id);
   append_int_member(event, "call_id", call_id);

@@ -1,5 +1,7 @@
 #include "commands/searches.h"
 
+#include <iterator>
+
 #include <algorithm>
 
 void begin_public_search(Searches& searches, std::int64_t req, unsigned limit) {
@@ -55,12 +57,19 @@ bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id
 }
 
 void begin_shared_series(Searches& searches, std::string_view fields) {
+  constexpr std::size_t kRemembered = 1024;
+  if (searches.shared.size() >= kRemembered) {
+    for (auto it = searches.shared.begin(); it != searches.shared.end();) {
+      it = it->second == 0 ? searches.shared.erase(it) : std::next(it);
+    }
+  }
   ++searches.shared[std::string(fields)];
 }
 
 bool take_shared_answer(Searches& searches, std::string_view fields) {
   const auto found = searches.shared.find(std::string(fields));
-  if (found == searches.shared.end()) return false;
-  if (--found->second == 0) searches.shared.erase(found);
+  if (found == searches.shared.end()) return true;
+  if (found->second == 0) return false;
+  --found->second;
   return true;
 }

@@ -50,5 +50,6 @@ void begin_chat_search(Searches& searches, std::int64_t req, std::int64_t chat_i
 bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id);
 
 void begin_shared_series(Searches& searches, std::string_view fields);
-// False when no series with these fields awaits an answer.
+// False when every series with these fields has had its answer. Fields that were never asked for
+// are let through.
 bool take_shared_answer(Searches& searches, std::string_view fields);
