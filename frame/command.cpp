@@ -57,19 +57,19 @@ std::string_view shown_word(std::string_view word) {
   return word.substr(0, end);
 }
 
-static void emit_command_refused(std::string_view word, const std::string& line) {
+void tell_refusal(std::string_view word, std::string_view text) {
+  const std::string line = "ERR " + std::string(text);
+  print_line(line);
+  if (!at_level2()) return;
   std::string event = begin_event("command_refused");
   append_string_member(event, "command", with_valid_utf8(shown_word(word)));
   append_string_member(event, "text", line);
   end_event(event);
 }
 
-void refuse_line(std::string_view word, std::string_view text) {
-  const std::string line = "ERR " + std::string(text);
-  print_line(line);
-  if (!at_level2()) return;
+void refuse(const CommandCall& call, std::string_view text) {
   note_refusal(text);
-  emit_command_refused(word, line);
+  tell_refusal(call.word, text);
 }
 
 void refuse_usage(const CommandCall& call) {

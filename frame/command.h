@@ -44,10 +44,10 @@ std::int64_t clamp_i64(std::int64_t value, std::int64_t least, std::int64_t most
 
 // A word as events show it: its first 64 bytes.
 std::string_view shown_word(std::string_view word);
-// "ERR <text>": the one way in which a command is refused. At level 2 also "command_refused", and
-// the command's end tells it.
-void refuse_line(std::string_view word, std::string_view text);
-inline void refuse(const CommandCall& call, std::string_view text) { refuse_line(call.word, text); }
+// "ERR <text>" as a reply line and, at level 2, as "command_refused".
+void tell_refusal(std::string_view word, std::string_view text);
+// The one way in which a command is refused: told, and the command's end tells it again.
+void refuse(const CommandCall& call, std::string_view text);
 // "ERR usage <word> <arguments>"
 void refuse_usage(const CommandCall& call);
 // "ERR <word> <reason>"

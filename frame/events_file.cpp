@@ -31,6 +31,7 @@ static void begin_run() {
   append_int_member(run, "pid", getpid());
   append_int_member(run, "mono_ms", mono_ms());
   end_event(run);
+  count_missed_events();
 }
 
 void open_events_file(const std::string& path, bool append, std::int64_t max_bytes) {

@@ -21,7 +21,6 @@ struct Failure {
 struct InFlight {
   std::string_view word;
   std::vector<std::uint32_t> unanswered;  // numbers of its requests
-  std::uint32_t last_number = 0;
   std::uint32_t holds = 0;
   bool line_handled = false;
   std::unique_ptr<Failure> failure;
@@ -29,6 +28,7 @@ struct InFlight {
 
 std::unordered_map<std::int64_t, InFlight> g_in_flight;
 std::int64_t g_current_command = 0;
+std::uint32_t g_last_number = 0;  // of all requests: an id that is open again meets no old answer
 
 InFlight* find(std::int64_t id) {
   const auto it = g_in_flight.find(id);
@@ -119,7 +119,7 @@ std::string tag_of_request(std::string_view tag) {
     if (tag.find('#') != std::string_view::npos) whole += "#0.0";
     return whole;
   }
-  const std::uint32_t number = ++command->last_number;
+  const std::uint32_t number = ++g_last_number;
   command->unanswered.push_back(number);
   whole += '#';
   append_i64(whole, g_current_command);

@@ -10,8 +10,9 @@
 //   take_request(tag)     an answer comes: the suffix is taken off again
 //   CommandHold           keeps the command open as long as it lives
 //
-// The number makes a second answer to the same request harmless: it belongs to nobody. Main thread
-// only. At level 1 the table is empty and none of this does anything.
+// The number, never used twice, makes a second answer to the same request harmless: it belongs to
+// nobody, also when the id is open again. Main thread only. At level 1 the table is empty and none
+// of this does anything.
 #pragma once
 
 #include <cstddef>

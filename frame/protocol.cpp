@@ -1,6 +1,8 @@
 #include "frame/protocol.h"
 
 #include <atomic>
+#include <charconv>
+#include <cstring>
 #include <string>
 
 #include "frame/channels.h"
@@ -28,6 +30,9 @@ void emit_hello() {
   append_string_member(event, "version", kVersion);
   append_string_member(event, "mode", g_hub_mode ? "hub" : "ui");
   end_event(event);
+}
+
+void count_missed_events() {
   g_event_number = g_event_number + g_missed_events;
   g_lost_events += g_missed_events;
   g_missed_events = 0;
@@ -40,15 +45,39 @@ void emit_goodbye(std::string_view reason) {
   end_event(event);
 }
 
+namespace {
+
+// What closes a line. On the stack, for it belongs to every event.
+class LineEnd {
+ public:
+  LineEnd(std::int64_t command, std::int64_t number) {
+    if (command != 0) append(",\"cmd\":", command);
+    append(",\"seq\":", number);
+    text_[size_++] = '}';
+    text_[size_++] = '\n';
+  }
+  std::string_view text() const { return {text_, size_}; }
+
+ private:
+  void append(std::string_view key, std::int64_t value) {
+    std::memcpy(text_ + size_, key.data(), key.size());
+    size_ += key.size();
+    size_ = static_cast<std::size_t>(std::to_chars(text_ + size_, text_ + sizeof text_, value).ptr -
+                                     text_);
+  }
+
+  char text_[2 * (7 + 20) + 2];
+  std::size_t size_ = 0;
+};
+
+}  // namespace
+
 static LineFate write_with_number(int fd, std::string_view json, std::int64_t command,
                                   std::int64_t number) {
-  std::string end;  // short enough to need no memory of its own unless the numbers are large
-  if (command != 0) append_int_member(end, "cmd", command);
-  append_int_member(end, "seq", number);
-  end += "}\n";
+  const LineEnd end(command, number);
   json.remove_suffix(1);
-  const LineFate fate = write_line(fd, json, end);
-  if (fate == LineFate::kWhole) events_file_grew(json.size() + end.size());
+  const LineFate fate = write_line(fd, json, end.text());
+  if (fate == LineFate::kWhole) events_file_grew(json.size() + end.text().size());
   return fate;
 }
 

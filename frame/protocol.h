@@ -9,11 +9,13 @@
 extern int g_protocol;  // 1 or 2; set once, before the first event
 inline bool at_level2() { return g_protocol >= 2; }
 
-// The first event of a run, written when the events file is open, and the last one. Where a FIFO
-// got its reader late, the events missed until then count as lost behind "hello". Nothing at level
-// 1.
+// The first event of a run, written when the events file is open, and the last one. Nothing at
+// level 1.
 void emit_hello();
 void emit_goodbye(std::string_view reason);
+// The run's opening events are written: where a FIFO got its reader late, what was missed until
+// then counts as lost from here on.
+void count_missed_events();
 
 // A complete JSON object becomes a numbered line: ,"cmd":...  and ,"seq":... stand before its last
 // brace. A line that is not written whole counts as lost, and the next one that can be is preceded

@@ -67,7 +67,7 @@ static void run_with_id(Rooms& rooms, std::int64_t id, std::string_view line) {
       lasting.empty() ? shown_word(trim(line.substr(0, line.find(' ')))) : lasting;
   if (command_is_open(id)) {
     const std::int64_t before = exchange_current_command(id);
-    refuse_line(word, "id_in_use");
+    tell_refusal(word, "id_in_use");  // no failure of the command that has the id
     (void)exchange_current_command(before);
     return emit_refused_end(id, word, "id_in_use");
   }

@@ -1,0 +1,257 @@
+// Commands with ids, from their line to their end: whatever happens in between, each ends once.
+#include "frame/in_flight.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "frame/channels.h"
+#include "frame/protocol.h"
+#include "tests/event_lines.h"
+
+namespace {
+
+struct Level2 {
+  Level2() {
+    g_protocol = 2;
+    emit_hello();
+  }
+  Level2(const Level2&) = delete;
+  Level2& operator=(const Level2&) = delete;
+  ~Level2() { g_protocol = 1; }
+};
+
+bool contains(const std::string& line, const std::string& part) {
+  return line.find(part) != std::string::npos;
+}
+
+std::string without_number(const std::string& line) {
+  return line.substr(0, line.rfind(",\"seq\":"));
+}
+
+void emit(const char* type) {
+  std::string event = begin_event(type);
+  end_event(event);
+}
+
+// What a command still owes, kept in the plainest way.
+struct Model {
+  std::vector<std::string> tags;  // of unanswered requests
+  std::vector<CommandHold> holds;
+  std::string failure;  // as its end tells it; empty: none
+};
+
+class RandomRun {
+ public:
+  RandomRun(unsigned seed, int steps) : random_(seed) {
+    for (int step = 0; step < steps && !::testing::Test::HasFailure(); ++step) take_step();
+    end_of_run();
+  }
+
+ private:
+  unsigned below(std::size_t limit) {
+    return static_cast<unsigned>(random_() % static_cast<unsigned>(limit));
+  }
+
+  void take_step() {
+    switch (below(8)) {
+      case 0:
+      case 1: return run_line();
+      case 2: return answer_from(answered_);
+      case 3: return answer_foreign();
+      case 4: return release_hold();
+      default: return answer_open();
+    }
+  }
+
+  // A request in the current command's name.
+  void send(Model& model) {
+    model.tags.push_back(tag_of_request("getChat:5"));
+    EXPECT_NE(model.tags.back(), "getChat:5");
+  }
+
+  // What a handler may do: requests, a hold, one event.
+  void act(std::int64_t id, Model& model) {
+    for (unsigned more = below(3); more > 0; --more) send(model);
+    if (below(4) == 0) model.holds.push_back(CommandHold::of_current());
+    emit("chat");
+    const std::string cmd = ",\"cmd\":" + std::to_string(id);
+    expect_lines({"{\"type\":\"chat\"" + cmd});
+  }
+
+  void run_line() {
+    const std::int64_t id = 1 + below(500);
+    ASSERT_EQ(command_is_open(id), open_.count(id) != 0);
+    if (command_is_open(id)) {
+      emit_refused_end(id, "open", "id_in_use");
+      return expect_lines({end_line(id, ",\"error\":\"id_in_use\"")});
+    }
+    Model& model = open_[id];
+    open_command(id, "open");
+    as_command(id, [&] {
+      if (below(5) == 0) {
+        note_refusal("usage open");
+        model.failure = ",\"error\":\"usage open\"";
+      } else {
+        act(id, model);
+      }
+    });
+    end_of_line(id);
+    expect_end_if_over(id);
+  }
+
+  void answer_open() {
+    std::vector<std::pair<std::int64_t, std::size_t>> waiting;
+    const auto begin = open_.lower_bound(1 + below(500));
+    for (auto it = begin; it != open_.end() && waiting.empty(); ++it) {
+      for (std::size_t i = 0; i < it->second.tags.size(); ++i) waiting.emplace_back(it->first, i);
+    }
+    if (waiting.empty()) return;
+    const auto [id, index] = waiting[below(waiting.size())];
+    Model& model = open_[id];
+    std::string tag = model.tags[index];
+    answered_.push_back(tag);
+    const RequestRef request = take_request(tag);
+    EXPECT_EQ(tag, "getChat:5");
+    ASSERT_EQ(request.command, id);
+    as_command(request.command, [&] {
+      if (below(6) == 0) {
+        note_td_error(404, "Not Found");
+        if (model.failure.empty()) model.failure = ",\"code\":404,\"error\":\"Not Found\"";
+      }
+      if (below(3) == 0) act(id, model);
+    });
+    model.tags.erase(model.tags.begin() + static_cast<std::ptrdiff_t>(index));
+    end_of_answer(request);
+    expect_end_if_over(id);
+  }
+
+  // An answer that came before, or one that nobody asked for, belongs to nobody.
+  void answer_from(const std::vector<std::string>& tags) {
+    if (tags.empty()) return;
+    std::string tag = tags[below(tags.size())];
+    const RequestRef request = take_request(tag);
+    EXPECT_EQ(tag, "getChat:5");
+    ASSERT_EQ(request.command, 0);
+    as_command(request.command, [] {
+      note_td_error(500, "nobody's");
+      emit("chat");
+    });
+    end_of_answer(request);
+    expect_lines({"{\"type\":\"chat\""});
+  }
+
+  void answer_foreign() {
+    answer_from({"getChat:5#0.0", "getChat:5#501.1", "getChat:5#9007199254740991.4294967295",
+                 "getChat:5#99999999999999999999.1"});
+  }
+
+  void release_hold() {
+    for (auto it = open_.lower_bound(1 + below(500)); it != open_.end(); ++it) {
+      if (it->second.holds.empty()) continue;
+      const std::int64_t id = it->first;
+      // Released in another command's name, as a closed chat drops a scheduled question.
+      as_nobody([&] { it->second.holds.pop_back(); });
+      return expect_end_if_over(id);
+    }
+  }
+
+  static std::string end_line(std::int64_t id, const std::string& failure) {
+    return "{\"type\":\"command_end\",\"cmd\":" + std::to_string(id) +
+           ",\"command\":\"open\",\"ok\":" + (failure.empty() ? "true" : "false") + failure;
+  }
+
+  void expect_end_if_over(std::int64_t id) {
+    const Model& model = open_[id];
+    const bool over = model.tags.empty() && model.holds.empty();
+    expect_lines(over ? std::vector<std::string>{end_line(id, model.failure)}
+                      : std::vector<std::string>{});
+    EXPECT_EQ(command_is_open(id), !over);
+    if (over) open_.erase(id);
+  }
+
+  void end_of_run() {
+    close_all_commands();
+    std::vector<std::string> ends;
+    for (const auto& entry : open_) ends.push_back(end_line(entry.first, ",\"error\":\"closed\""));
+    expect_lines(ends);
+    open_.clear();  // holds that outlive the run end nothing
+    expect_lines({});
+    EXPECT_EQ(open_commands(), 0u);
+  }
+
+  void expect_lines(const std::vector<std::string>& wanted) {
+    std::vector<std::string> lines = events_.take();
+    for (std::string& line : lines) line = without_number(line);
+    EXPECT_EQ(lines, wanted);
+  }
+
+  EventLines events_;
+  std::mt19937 random_;
+  std::map<std::int64_t, Model> open_;
+  std::vector<std::string> answered_;
+};
+
+TEST(InFlight, EveryIdEndsOnceWhateverHappens) {
+  const Level2 level;
+  for (const unsigned seed : {1u, 2u}) RandomRun(seed, 50000);
+}
+
+TEST(InFlight, NothingIsTakenForASuffixThatIsNone) {
+  const Level2 level;
+  const std::string typed = tag_of_request("resolve:ann#7.1");
+  EXPECT_EQ(typed, "resolve:ann#7.1#0.0");
+  open_command(7, "open");
+  std::string request;
+  as_command(7, [&] { request = tag_of_request("resolve:ann#7.1"); });
+  for (std::string tag : {typed, request}) {
+    (void)take_request(tag);
+    EXPECT_EQ(tag, "resolve:ann#7.1");
+  }
+  for (const char* tag : {"#", "#.", "#1.", "#.1", "1.1", "a#1.x", "a#x.1", "a#1.1 "}) {
+    std::string taken = tag;
+    EXPECT_EQ(take_request(taken).command, 0);
+    EXPECT_EQ(taken, tag);
+  }
+  close_all_commands();
+}
+
+TEST(InFlight, VeryManyOpenIdsEnd) {
+  const Level2 level;
+  std::vector<std::string> tags;
+  for (std::int64_t id = 1; id <= 200000; ++id) {
+    open_command(id, "open");
+    as_command(id, [&] { tags.push_back(tag_of_request("getChat:5")); });
+    end_of_line(id);
+  }
+  EXPECT_EQ(open_commands(), 200000u);
+  for (std::string& tag : tags) end_of_answer(take_request(tag));
+  EXPECT_EQ(open_commands(), 0u);
+}
+
+// A full disk, a FIFO without a reader: here a descriptor that cannot be written to.
+TEST(Numbers, WhatIsLostIsCountedAndLeavesAGapOfThatSize) {
+  const Level2 level;
+  EventLines events;
+  emit("user");
+  const int fd = g_events_fd.exchange(open("/dev/full", O_WRONLY));
+  for (int i = 0; i < 3; ++i) emit("user");
+  close(g_events_fd.exchange(fd));
+  emit("file");
+  const std::vector<std::string> lines = events.take();
+  ASSERT_EQ(lines.size(), 3u);
+  const auto number = [](const std::string& line) {
+    return std::stoll(line.substr(line.rfind(':') + 1));
+  };
+  EXPECT_EQ(without_number(lines[1]), "{\"type\":\"events_lost\",\"count\":3");
+  EXPECT_EQ(number(lines[1]), number(lines[0]) + 4);
+  EXPECT_EQ(number(lines[2]), number(lines[1]) + 1);
+  EXPECT_TRUE(contains(lines[2], "{\"type\":\"file\",\"seq\":"));
+}
+
+}  // namespace
