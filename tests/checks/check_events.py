@@ -59,7 +59,8 @@ def main():
             seen.add(name)
             for error in validators[name].iter_errors(event):
                 errors.add(f"{name}: {error.message}: {line[:300]}")
-            order = [key for key in schema["$defs"][name]["properties"] if key in event]
+            members = [*schema["$defs"][name]["properties"], *schema["$defs"]["event"]["properties"]]
+            order = [key for key in dict.fromkeys(members) if key in event]
             if list(event) != order:
                 errors.add(f"{name}: order is {list(event)}, not {order}")
     errors |= {f"{name} is not in the protocol document" for name in seen - documented}
