@@ -1,14 +1,18 @@
 // Level 2 of the protocol: what closes every event, what ends every command with an id.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <fstream>
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "frame/version.h"
 #include "tests/support/backend_run.h"
+#include "tests/support/recorder.h"
 
 namespace {
 
@@ -109,6 +113,57 @@ TEST(Level2Run, OnlyTheNumberTwoAsksForIt) {
     ASSERT_EQ(events.size(), 2u) << other;
     EXPECT_EQ(events[1], R"({"type":"backend_ready","client_id":1})");
   }
+}
+
+// A pipe that gets its reader late and is full later on.
+TEST(Level2Run, WhatIsLostIsCountedAndLeavesAGapOfThatSize) {
+  BackendRun run;
+  run.do_not_record();
+  const std::string pipe = run.dir() / "events.fifo";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  run.set_env("BACKEND_EVENTS_FILE", pipe);
+  run.set_env("BACKEND_PROTOCOL", "2");
+  run.start();
+  for (int i = 0; i < 3; ++i) run.send_line("state");
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  std::string text;
+  const auto read_pipe = [&] {
+    std::string all(1 << 20, '\0');
+    all.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, &all[0], all.size()), 0)));
+    text += all;
+  };
+  run.send_line("#1 ping");
+  read_pipe();
+  const std::string big =
+      R"({"@type":"error","code":1,"message":")" + std::string(9000, 'x') + "\"}";
+  for (int i = 0; i < 10; ++i) run.deliver(big);
+  read_pipe();
+  EXPECT_EQ(text.back(), 'x');
+  run.send_line("#2 ping");
+  EXPECT_EQ(run.quit(), 0);
+  read_pipe();
+  close(reader);
+
+  Lines types;
+  long long last = 0;
+  long long lost = 0;
+  for (std::size_t begin = 0, end = 0; (end = text.find('\n', begin)) != std::string::npos;
+       begin = end + 1) {
+    const std::string line = text.substr(begin, end - begin);
+    if (line.back() != '}') continue;  // the torn one, alone on its line
+    const std::string type = line.substr(9, line.find('"', 9) - 9);
+    const long long number = std::stoll(line.substr(line.rfind(':') + 1));
+    const bool tells_loss = type == "events_lost";
+    const long long count = tells_loss ? std::stoll(line.substr(line.find("count") + 7)) : 0;
+    EXPECT_EQ(number, last + count + 1) << line;
+    last = number;
+    lost += count;
+    if (types.empty() || types.back() != type) types.push_back(type);
+    if (tells_loss) record_event_line(line);
+  }
+  EXPECT_EQ(types, (Lines{"hello", "backend_run", "events_lost", "command_end", "td_error",
+                          "events_lost", "command_end", "goodbye"}));
+  EXPECT_GT(lost, 4) << "backend_ready, three states, and what the pipe did not hold";
 }
 
 TEST_F(Level2, ARequestsAnswerCarriesTheIdAndEndsIt) {
