@@ -238,7 +238,7 @@ TEST_F(Level2, ALoadIsOpenUntilNothingRepeatsIt) {
   run.answer(kNoMessages, tag_of(requests[0]));
   EXPECT_EQ(events().back(),
             R"({"type":"history_end","chat_id":5,"gen":1,"clear":true,"from_message_id":0,)"
-            R"("limit":30,"total_count":0,"cmd":30})");
+            R"("limit":30,"total_count":0,"has_more":false,"cmd":30})");
   // Closing drops the repetition that is scheduled.
   EXPECT_EQ(events_of("#31 close 5"),
             Lines{R"({"type":"command_end","cmd":30,"command":"history","ok":false,"code":404,)"
