@@ -241,8 +241,7 @@ TEST_F(Level2, ALoadIsOpenUntilNothingRepeatsIt) {
             R"("limit":30,"total_count":0,"has_more":false,"cmd":30})");
   // Closing drops the repetition that is scheduled.
   EXPECT_EQ(events_of("#31 close 5"),
-            Lines{R"({"type":"command_end","cmd":30,"command":"history","ok":false,"code":404,)"
-                  R"("error":"none"})"});
+            Lines{R"({"type":"command_end","cmd":30,"command":"history","ok":true})"});
   run.answer(R"({"@type":"ok"})", only_tag());
   EXPECT_EQ(events(), Lines{R"({"type":"command_end","cmd":31,"command":"close","ok":true})"});
 }
