@@ -55,18 +55,20 @@ bool make_directory(Backend& backend) {
 }
 
 void open_events(Backend& backend) {
-  if (backend.events >= 0) return;
+  if (backend.events >= 0 && !backend.reopen) return;
   const int fd = open(events_path(backend).c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat facts {};
-  if (fd < 0 || fstat(fd, &facts) != 0) return;
-  // The line that announces a new file comes before it: the path may still name the old one.
-  if (backend.reopen && facts.st_ino == backend.events_inode) {
+  struct stat now {};
+  struct stat before {};
+  if (fd < 0 || fstat(fd, &now) != 0) return;
+  // The line that announces a new file comes before it: the path may still name the old one,
+  // which stays open until then, so that its number is nobody else's.
+  if (backend.reopen && fstat(backend.events, &before) == 0 && now.st_ino == before.st_ino) {
     close(fd);
     return;
   }
+  close_fd(backend.events);
   backend.reopen = false;
   backend.events = fd;
-  backend.events_inode = facts.st_ino;
 }
 
 // Reads what is there now, at most 1 MiB, and hands over the whole lines of it. False at the end
@@ -94,7 +96,7 @@ bool drain(int fd, std::string& part, const std::function<bool(std::string_view)
 bool read_events(Backend& backend, const OnLine& on_event) {
   open_events(backend);
   backend.more = false;
-  if (backend.events < 0) return false;
+  if (backend.events < 0 || backend.reopen) return false;
   bool any = false;
   backend.more = drain(backend.events, backend.events_part, [&](std::string_view line) {
     any = true;
@@ -102,10 +104,7 @@ bool read_events(Backend& backend, const OnLine& on_event) {
     backend.reopen = line.substr(0, 24) == R"({"type":"events_rotated")";
     return !backend.reopen;
   });
-  if (backend.reopen) {
-    close_fd(backend.events);
-    backend.more = true;
-  }
+  if (backend.reopen) backend.more = true;
   return any;
 }
 

@@ -18,7 +18,6 @@ struct Backend {
   std::string events_part;
   bool reopen = false;  // the events file was renamed; the next one is awaited
   bool more = false;    // there are events that were not read yet
-  ino_t events_inode = 0;
 };
 
 using OnLine = std::function<void(std::string_view line)>;

@@ -37,6 +37,7 @@ void mark_read(Client& c) {
 // Every number is used once: what does not follow the last one says that lines were lost.
 void check_order(Client& c, const Event& e) {
   const std::int64_t seq = e.num("seq");
+  if (seq <= 0) return;
   const bool lost = (c.last_seq != 0 && seq != c.last_seq + 1) || e.str("type") == "events_lost";
   c.last_seq = seq;
   if (!lost) return;
