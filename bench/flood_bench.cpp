@@ -241,6 +241,9 @@ int main(int argc, char** argv) {
   bench.measure("files, interaction", objects_of(file_or_info), part);
   const Lines all = objects_of(mixed);
   bench.measure("mixed", all, count);
+  setenv("BACKEND_PROTOCOL", "2", 1);
+  bench.measure("mixed, level 2", all, count);
+  unsetenv("BACKEND_PROTOCOL");
   bench.measure_ping();
   fs::remove_all(bench.dir);
 }
