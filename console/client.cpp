@@ -34,6 +34,11 @@ void mark_read(Client& c) {
   }
 }
 
+void begin_resync(Client& c) {
+  c.resync_losses = c.losses;
+  c.resync = say(c, "resync");
+}
+
 // Every number is used once: what does not follow the last one says that lines were lost.
 void check_order(Client& c, const Event& e) {
   const std::int64_t seq = e.num("seq");
@@ -43,7 +48,7 @@ void check_order(Client& c, const Event& e) {
   if (!lost) return;
   ++c.losses;
   note(c, "Events were lost; asking for the state again", true);
-  if (c.resync == 0) c.resync = say(c, "resync");
+  if (c.resync == 0) begin_resync(c);
 }
 
 void on_command_end(Client& c, const Event& e) {
@@ -56,6 +61,8 @@ void on_command_end(Client& c, const Event& e) {
   c.open_commands.erase(id);
   if (c.resync != id) return;
   c.resync = 0;
+  // What was lost meanwhile may have been a part of it.
+  if (c.losses != c.resync_losses) return begin_resync(c);
   if (c.model.open_chat != 0) open_chat(c, c.model.open_chat);
 }
 

@@ -27,9 +27,10 @@ struct Client {
   std::int64_t resync = 0;     // the command that repairs a loss; 0: none
   std::int64_t told_read = 0;  // how far the open chat was marked as read
   std::int64_t losses = 0;
-  std::deque<RawLine> raw;     // the newest
-  std::int64_t raw_count = 0;  // how many there were
-  std::string note;            // the last thing worth telling, such as a refusal
+  std::int64_t resync_losses = 0;  // when it was asked for
+  std::deque<RawLine> raw;         // the newest
+  std::int64_t raw_count = 0;      // how many there were
+  std::string note;                // the last thing worth telling, such as a refusal
   bool note_is_error = false;
   bool quitting = false;
   bool ended = false;  // no process runs any more
