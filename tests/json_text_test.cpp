@@ -88,6 +88,33 @@ TEST(JsonText, Base64) {
   }
 }
 
+TEST(JsonText, Utf8) {
+  const struct {
+    std::string text;
+    const char* repaired;  // null: it is UTF-8
+  } cases[] = {
+      {"", nullptr},
+      {std::string("a\0\x7f", 3), nullptr},
+      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80", nullptr},
+      {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", nullptr},
+      {"caf\xE9", "caf\uFFFD"},
+      {"\x80z", "\uFFFDz"},
+      {"ab\xC3", "ab\uFFFD"},
+      {"\xE2\x82", "\uFFFD\uFFFD"},
+      {"\xF0\x9F\x98z", "\uFFFD\uFFFD\uFFFDz"},
+      {"\xC1\xBF", "\uFFFD\uFFFD"},  // overlong, as the next two
+      {"\xE0\x9F\xBF", "\uFFFD\uFFFD\uFFFD"},
+      {"\xF0\x8F\xBF\xBF", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // a surrogate
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF, as the next
+      {"\xF5\x80\xC3\xA9", "\uFFFD\uFFFD\u00E9"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(is_utf8(c.text), c.repaired == nullptr) << c.text;
+    EXPECT_EQ(with_valid_utf8(c.text), c.repaired == nullptr ? c.text : c.repaired);
+  }
+}
+
 TEST(JsonText, ParseI64) {
   struct Case {
     std::string text;
