@@ -98,6 +98,8 @@ void make_chats() {
     } else {
       roll_chat(chat, mix(w.settings.seed, 0xC0000000u + static_cast<unsigned>(n)));
     }
+    chat.first_standing = chat.standing;
+    chat.first_members = chat.members;
     const bool group = is_group(chat);
     chat.peer = group ? 5000 + n : kMe + 1 + n;
     chat.id = chat_id_of(chat.kind, chat.kind == K::kSecret ? 7000 + n : chat.peer);

@@ -104,23 +104,29 @@ bool has_bad_string(const Json& json) {
   return false;
 }
 
-void answer(const Json& request) {
-  const Json extra = request["@extra"];
-  const Fault* fault = next_fault(request.type());
-  if (fault != nullptr && fault->kind == Fault::kLose) return;
-  if (fault != nullptr && fault->kind == Fault::kError) {
-    put_answer(error_text(fault->code, fault->message), extra);
-    return;
-  }
+// The answer as it is now, so that one that comes late says nothing outdated.
+void answer_now(const Json& request, const Json& extra, bool twice) {
   std::string text = answer_login(request);
   if (text.empty()) text = answer_request(request);
-  if (text.empty()) return;  // the answer comes later
-  if (fault != nullptr && fault->kind == Fault::kLate) {
-    later(fault->seconds, [text = std::move(text), extra] { put_answer(text, extra); });
+  if (twice) put_answer(text, extra);
+  put_answer(std::move(text), extra);
+}
+
+void answer(const Json& request) {
+  const Json& extra = request["@extra"];
+  const Fault* fault = next_fault(request.type());
+  if (fault == nullptr) {
+    answer_now(request, extra, false);
     return;
   }
-  if (fault != nullptr && fault->kind == Fault::kTwice) put_answer(text, extra);
-  put_answer(std::move(text), extra);
+  switch (fault->kind) {
+    case Fault::kLose: break;
+    case Fault::kError: put_answer(error_text(fault->code, fault->message), extra); break;
+    case Fault::kTwice: answer_now(request, extra, true); break;
+    case Fault::kLate:
+      later(fault->seconds, [request] { answer_now(request, request["@extra"], false); });
+      break;
+  }
 }
 
 void take_request(int client_id, const char* text) {
@@ -170,7 +176,7 @@ bool happen() {
     const std::size_t number =
         mix(g_world.settings.seed, static_cast<std::uint64_t>(g_flood)) % chats.size();
     Chat& chat = g_world.chats[number];
-    if (can_write(chat) || is_channel(chat)) receive_next(chat);
+    if (chat.order != 0 && chat.kind != ChatKind::kDeleted) receive_next(chat);
     return true;
   }
   if (moment_due() > now()) return false;

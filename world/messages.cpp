@@ -37,12 +37,13 @@ static Id date_of(const Chat& chat, Id index) {
 
 static Id random_sender(const Chat& chat, std::uint64_t dice) {
   if (is_channel(chat)) return chat.id;
-  const bool mine =
-      (dice & 7) == 0 && chat.standing != Standing::kLeft && chat.standing != Standing::kBanned;
+  const bool mine = (dice & 7) == 0 && chat.first_standing != Standing::kLeft &&
+                    chat.first_standing != Standing::kBanned;
   if (!is_group(chat)) return (dice & 7) < 3 ? kMe : chat.peer;
   if (mine) return kMe;
   return kMe + 2 +
-         static_cast<Id>((dice >> 3) % static_cast<unsigned>(std::clamp(chat.members, 2, 30)));
+         static_cast<Id>((dice >> 3) %
+                         static_cast<unsigned>(std::clamp(chat.first_members, 2, 30)));
 }
 
 static bool has_role_trait(const Chat& chat, std::string_view trait) {
@@ -86,7 +87,8 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
 
 // A channel's post, as it stands at the head of its thread in the discussion group.
 static void forward_post(const Chat& chat, Id index, Message& m) {
-  if (!has_role_trait(chat, "linked") || index % kThreadLength != 0) return;
+  const bool head = index % kThreadLength == 0 && index < chat.first_messages;
+  if (!head || !has_role_trait(chat, "linked")) return;
   const Chat& channel = g_world.chats[static_cast<std::size_t>(chat.number - 1)];
   const Message post = find_message(channel, message_id(index / kThreadLength));
   if (post.id == 0) return;
@@ -110,7 +112,8 @@ static Message roll_message(const Chat& chat, Id index) {
   m.dice = dice;
   m.date = date_of(chat, index);
   m.sender = random_sender(chat, dice);
-  m.outgoing = m.sender == kMe || (is_channel(chat) && chat.standing == Standing::kAdministrator);
+  m.outgoing =
+      m.sender == kMe || (is_channel(chat) && chat.first_standing == Standing::kAdministrator);
   m.content = has_role_trait(chat, "gallery") ? static_cast<int>(index % content_count())
                                               : random_content(dice >> 8);
   if (content_is_service(m.content) && !is_group(chat)) m.content = 0;

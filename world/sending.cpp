@@ -156,7 +156,8 @@ static void finish(Chat& chat, Id id) {
 // The message as it stands before the service has it; it goes its way from here.
 static Id begin_send(Chat& chat, Message m) {
   static const Shape acknowledged("updateMessageSendAcknowledged", "chat_id message_id");
-  m.id = message_id(std::max<Id>(message_index(last_id(chat)), -1)) + ++chat.local_ids;
+  const Id sent = chat.first_messages + static_cast<Id>(chat.dates.size());
+  m.id = message_id(sent - 1) + ++chat.local_ids;
   m.chat = chat.id;
   m.sender = is_channel(chat) ? chat.id : kMe;
   m.outgoing = true;

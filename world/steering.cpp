@@ -72,6 +72,9 @@ static std::string say(Words& words) {
   const std::string_view text = words.all();
   if (chat == nullptr) return "There is no " + std::string(name) + " here.";
   if (text.empty()) return "say <name> <text>";
+  if (chat->standing == Standing::kLeft || chat->standing == Standing::kBanned) {
+    return "You would not hear it.";
+  }
   receive_message(*chat,
                   is_channel(*chat) ? chat->id
                   : is_group(*chat) ? kMe + 2
@@ -257,9 +260,10 @@ static std::string store(Words& words) {
     std::fprintf(
         file,
         "chat %lld order=%lld unread=%d inbox=%lld outbox=%lld last=%lld standing=%d mute=%d\n",
-        static_cast<long long>(chat.id), static_cast<long long>(chat.order), chat.unread,
-        static_cast<long long>(chat.last_read_inbox), static_cast<long long>(chat.last_read_outbox),
-        static_cast<long long>(last_id(chat)), static_cast<int>(chat.standing), chat.mute_for);
+        static_cast<long long>(chat.id), static_cast<long long>(chat.archived ? 0 : chat.order),
+        chat.unread, static_cast<long long>(chat.last_read_inbox),
+        static_cast<long long>(chat.last_read_outbox), static_cast<long long>(last_id(chat)),
+        static_cast<int>(chat.standing), chat.mute_for);
     int left = 30;
     for (Id id = last_id(chat); id != 0 && left > 0; id = previous_id(chat, id), --left) {
       const Message m = find_message(chat, id);

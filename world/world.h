@@ -101,6 +101,8 @@ struct Chat {
   Id peer = 0;                 // the person, or the group's own id
   Standing standing = Standing::kMember;
   int members = 0;
+  Standing first_standing = Standing::kMember;  // these decide who wrote what there is
+  int first_members = 0;
   int first_messages = 0;           // how many there were at the beginning
   std::vector<std::int32_t> dates;  // of those that came since
   Id last_read_inbox = 0;
