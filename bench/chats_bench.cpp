@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/chat_texts.h"
 #include "state/chat_rows.h"
-#include "tests/support/chat_texts.h"
 
 namespace {
 

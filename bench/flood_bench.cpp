@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/corpus.h"
+#include "bench/corpus.h"
 
 namespace fs = std::filesystem;
 

@@ -6,12 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "bench/corpus.h"
 #include "json/kernels.h"
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/text.h"
 #include "json/walk.h"
-#include "tests/corpus.h"
 
 namespace {
 

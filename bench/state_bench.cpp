@@ -11,13 +11,13 @@
 #include <string>
 #include <unordered_map>
 
+#include "bench/corpus.h"
 #include "frame/channels.h"
 #include "state/chat_rows.h"
 #include "state/learn_user.h"
 #include "state/message.h"
 #include "state/service_messages.h"
 #include "state/users.h"
-#include "tests/corpus.h"
 
 namespace {
 

@@ -1,8 +1,11 @@
 #include "tests/objects.h"
 
+#include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -94,4 +97,21 @@ std::string expand_objects(std::string_view text) {
     at = end;
   }
   return out;
+}
+
+std::vector<std::string> longest_objects(std::size_t count) {
+  std::set<std::string> objects;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(TD_BACKEND_SOURCE_DIR "/tests/flows")) {
+    std::ifstream file(entry.path());
+    for (std::string line; std::getline(file, line);) {
+      const bool given = line.compare(0, 3, "td ") == 0 || line.compare(0, 3, "td:") == 0;
+      if (given) objects.insert(expand_objects(std::string_view(line).substr(line.find(' ') + 1)));
+    }
+  }
+  std::vector<std::string> longest(objects.begin(), objects.end());
+  std::stable_sort(longest.begin(), longest.end(),
+                   [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+  longest.resize(std::min(count, longest.size()));
+  return longest;
 }

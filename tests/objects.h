@@ -8,6 +8,10 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 // `text` with every object in the place of its name; other texts behind a '$' stay.
 std::string expand_objects(std::string_view text);
+
+// The `count` longest of what TDLib gives in all transcripts, longest first.
+std::vector<std::string> longest_objects(std::size_t count);

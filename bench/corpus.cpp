@@ -1,4 +1,4 @@
-#include "tests/corpus.h"
+#include "bench/corpus.h"
 
 #include <cstdint>
 #include <cstdio>

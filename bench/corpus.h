@@ -1,6 +1,6 @@
 // Texts as TDLib 1.8.61 writes them, built by code and the same in every run: members in the
 // schema's order, int64 quoted, absent members left out, non-ASCII as \uXXXX, "@extra" and then
-// "@client_id" last. Tests cut and search them; benches measure over them.
+// "@client_id" last.
 #pragma once
 
 #include <string>
