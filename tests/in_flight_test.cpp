@@ -112,7 +112,9 @@ class RandomRun {
       for (std::size_t i = 0; i < it->second.tags.size(); ++i) waiting.emplace_back(it->first, i);
     }
     if (waiting.empty()) return;
-    const auto [id, index] = waiting[below(waiting.size())];
+    const auto chosen = waiting[below(waiting.size())];
+    const std::int64_t id = chosen.first;
+    const std::size_t index = chosen.second;
     Model& model = open_[id];
     std::string tag = model.tags[index];
     answered_.push_back(tag);

@@ -242,7 +242,7 @@ TEST(Channels, FifosWithoutAReader) {
   EXPECT_NE(read_file(run.dir() / "mirror.log").find(waits), std::string::npos);
   const auto read_pipe = [](const std::string& path, int reader) {
     std::string all(1 << 16, '\0');
-    const ssize_t got = read(reader, &all[0], all.size());
+    const ssize_t got = read(reader, all.data(), all.size());
     EXPECT_GT(got, 0) << path;
     return all.substr(0, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
   };
@@ -319,7 +319,8 @@ TEST(Channels, TornLinesStandAlone) {
   const int reader = open(events.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   const auto read_pipe = [&] {
     std::string all(1 << 20, '\0');
-    all.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, &all[0], all.size()), 0)));
+    all.resize(
+        static_cast<std::size_t>(std::max<ssize_t>(read(reader, all.data(), all.size()), 0)));
     return all;
   };
   run.set_env("BACKEND_EVENTS_FILE", events);

@@ -129,7 +129,8 @@ TEST(Level2Run, WhatIsLostIsCountedAndLeavesAGapOfThatSize) {
   std::string text;
   const auto read_pipe = [&] {
     std::string all(1 << 20, '\0');
-    all.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, &all[0], all.size()), 0)));
+    all.resize(
+        static_cast<std::size_t>(std::max<ssize_t>(read(reader, all.data(), all.size()), 0)));
     text += all;
   };
   run.send_line("#1 ping");
