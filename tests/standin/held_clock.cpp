@@ -45,5 +45,9 @@ extern "C" int clock_gettime(clockid_t id, timespec* ts) noexcept {
   if (g_clock != nullptr && id == CLOCK_REALTIME) {
     return give(g_clock->wall_ns, g_clock->fail_wall, ts);
   }
+#if defined(SYS_clock_gettime64)
+  return static_cast<int>(syscall(SYS_clock_gettime64, id, ts));
+#else
   return static_cast<int>(syscall(SYS_clock_gettime, id, ts));
+#endif
 }

@@ -261,7 +261,7 @@ TD_STANDIN_AS_WRITTEN static void write_to_bad_address() {
   *static_cast<volatile int*>(g_bad_address) = 1;
 }
 
-TD_STANDIN_AS_WRITTEN static int divide_by_zero() { return 100 / g_zero; }
+[[maybe_unused]] TD_STANDIN_AS_WRITTEN static int divide_by_zero() { return 100 / g_zero; }
 
 TD_STANDIN_AS_WRITTEN static void call_null() { g_no_function(); }
 
