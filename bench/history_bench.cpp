@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "bench/corpus.h"
-#include "tests/event_lines.h"
 #include "bench/yardsticks.h"
 #include "frame/channels.h"
 #include "state/message.h"
 #include "state/message_events.h"
+#include "tests/event_lines.h"
 
 namespace {
 
