@@ -96,7 +96,7 @@ void write_line_best_effort(int fd, const char* prefix, const char* msg) {
   char line[2048];
   constexpr std::size_t kTextMax = sizeof line - 1;  // the last byte is the NUL's
   const std::size_t prefix_len = std::min(std::strlen(prefix), kTextMax);
-  std::memcpy(line, prefix, prefix_len);
+  std::copy_n(prefix, prefix_len, line);
   // One byte beyond what fits is enough to know that the line is too long.
   const std::size_t msg_len = strnlen(msg, kTextMax - prefix_len + 1);
   const bool fits = prefix_len + msg_len + 1 <= kTextMax;

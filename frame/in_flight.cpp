@@ -105,6 +105,7 @@ void emit_refused_end(std::int64_t id, std::string_view word, std::string_view r
 void close_all_commands() {
   // In the order of their ids, so that equal runs end alike.
   std::vector<std::int64_t> ids;
+  ids.reserve(g_in_flight.size());
   for (const auto& [id, command] : g_in_flight) ids.push_back(id);
   std::sort(ids.begin(), ids.end());
   for (const std::int64_t id : ids) emit_refused_end(id, find(id)->word, "closed");
