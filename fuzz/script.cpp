@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -34,9 +34,9 @@ void check_request(int /*client_id*/, const char* request) {
 // The events file of all inputs, and a place without files for what commands name.
 int open_channels() {
   const int events = memfd_create("events", MFD_CLOEXEC);
-  char folder[] = "/tmp/fuzz-script-XXXXXX";
-  must(events >= 0 && mkdtemp(folder) != nullptr && chdir(folder) == 0, "a place to run in");
-  rmdir(folder);
+  std::string folder = std::filesystem::temp_directory_path() / "fuzz-script-XXXXXX";
+  must(events >= 0 && mkdtemp(folder.data()) != nullptr && chdir(folder.c_str()) == 0, "a place");
+  rmdir(folder.c_str());
   dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
   return events;
 }
