@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "auth/auth_requests.h"
 #include "frame/channels.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -30,14 +31,6 @@ std::string make_set_network_type(std::string_view type) {
   std::string request = "{\"@type\":\"setNetworkType\",\"type\":{\"@type\":\"";
   request += type;
   request += "\"}}";
-  return request;
-}
-
-std::string make_set_online(bool online) {
-  std::string request =
-      "{\"@type\":\"setOption\",\"name\":\"online\",\"value\":{\"@type\":\"optionValueBoolean\"";
-  append_bool_member(request, "value", online);
-  request += "}}";
   return request;
 }
 
@@ -73,7 +66,7 @@ void run_network(CommandCall& call, const TdClient& td) {
 void run_active(CommandCall& call, const TdClient& td) {
   const std::string_view flag = next_arg(call);
   if (flag != "0" && flag != "1") return refuse_usage(call);
-  td_request(td, make_set_online(flag == "1"), "active");
+  td_request(td, make_set_option_bool("online", flag == "1"), "active");
   reply_ok(call, "SEND setOption online");
 }
 
