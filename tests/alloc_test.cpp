@@ -291,7 +291,7 @@ TEST_F(AllocTest, ReportNamesTheCallerTheMapAndTheStatistics) {
   ASSERT_NE(start, std::string::npos) << child.err;
   const std::string report =
       "td_backend: OOM \\(operator new\\) size=" + std::to_string(g_too_much) +
-      " pid=[0-9]+ errno=12 ra0=0x[0-9a-f]+ obj=[^ ]*unit_tests off=0x[0-9a-f]+ sym=[^ ]+"
+      " pid=[0-9]+ errno=12 ra0=0x[0-9a-f]+ obj=[^ ]*(unit|thread)_tests off=0x[0-9a-f]+ sym=[^ ]+"
       " ra1=\\(nil\\) obj=\\? off=0 sym=\\?\n"
       "td_backend: /proc/self/pmap summary \\(OOM\\) stacks=[1-9][0-9]* bytes=[1-9][0-9]*"
       " heaps=[1-9][0-9]* bytes=[1-9][0-9]*\n"
