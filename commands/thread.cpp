@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::int64_t kMaxLimit = 100;
+constexpr std::int64_t kMaxThreadLimit = 100;  // of one load
 constexpr std::int64_t kDefaultOpenLimit = 60;
 
 constexpr ErrorEvent kThreadOpenError{"thread_open_error",
@@ -46,7 +46,7 @@ void run_thread_open(CommandCall& call, HistoryLoads& loads, const TdClient& td)
   if (!arg_id(call, chat_id) || !arg_positive(call, message_id) || !arg_optional_i64(call, limit)) {
     return refuse_usage(call);
   }
-  limit = clamp_i64(limit, 1, kMaxLimit);
+  limit = clamp_i64(limit, 1, kMaxThreadLimit);
   if (!gate_open(call)) return;
   std::string tag = make_tag("threadOpen", chat_id, message_id, begin_series(loads.series));
   tag += ':';
@@ -103,7 +103,7 @@ void run_thread_more(CommandCall& call, HistoryLoads& loads, const TdClient& td)
       !arg_optional_i64(call, limit)) {
     return refuse_usage(call);
   }
-  limit = clamp_i64(limit, 1, kMaxLimit);
+  limit = clamp_i64(limit, 1, kMaxThreadLimit);
   if (!gate_open(call)) return;
   drop_silent_questions(loads, chat_id);
   const HistoryLoad load{chat_id, begin_series(loads.series), false, from, limit};

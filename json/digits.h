@@ -9,6 +9,12 @@
 inline bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
+// The library writes no spaces, so mostly the first comparison decides.
+inline std::size_t skip_spaces(std::string_view text, std::size_t pos) {
+  while (pos < text.size() && text[pos] <= ' ' && is_space(text[pos])) ++pos;
+  return pos;
+}
+
 // Reads the digits from `pos` on behind those that `value` holds, wrapping in 64 bits; gives the
 // offset of the first byte that is none. Ids are long, so eight digits are tried at once: they
 // are checked together, then pairs, fours and all eight are joined by one multiplication each.

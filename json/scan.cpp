@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::size_t kStringArrayLimit = 16;
 
-std::size_t skip_spaces(std::string_view text, std::size_t pos) {
-  while (pos < text.size() && is_space(text[pos])) ++pos;
-  return pos;
-}
-
 // Offset just past the first "key": in the text, or just past "key":[ when `tail` is ":[".
 // A key that fits is put between its quotes on the stack; a longer one is compared in place.
 std::size_t find_past_key(std::string_view text, std::string_view key, std::string_view tail) {

@@ -17,12 +17,6 @@
 
 namespace {
 
-// The library writes no spaces, so mostly the first comparison decides.
-inline std::size_t skip_spaces(std::string_view text, std::size_t pos) {
-  while (pos < text.size() && text[pos] <= ' ' && is_space(text[pos])) ++pos;
-  return pos;
-}
-
 #if defined(__SSE2__)
 
 // Bit i is set where byte i of the 16 at `at` passes the test.

@@ -8,7 +8,7 @@
 constexpr std::string_view kStatusPrefix = "chatMemberStatus";
 
 // "Left", "Member" and so on.
-static std::string_view status_word(std::string_view status_json) {
+static std::string_view membership_word(std::string_view status_json) {
   const std::string_view type = object_type(status_json);
   return json_starts_with(type, kStatusPrefix) ? type.substr(kStatusPrefix.size())
                                                : std::string_view();
@@ -20,14 +20,14 @@ static bool is_outside(std::string_view status_json) {
 }
 
 bool chat_member_status_is_member(std::string_view status_json) {
-  const std::string_view word = status_word(status_json);
+  const std::string_view word = membership_word(status_json);
   if (word == "Left" || word == "Banned") return false;
   if (word == "Restricted" || word == "Creator") return !is_outside(status_json);
   return true;
 }
 
 std::string chat_member_status_kind(std::string_view status_json) {
-  const std::string_view word = status_word(status_json);
+  const std::string_view word = membership_word(status_json);
   if (word == "Restricted" && is_outside(status_json)) return "restricted_non_member";
   for (const std::string_view known :
        {"Creator", "Administrator", "Member", "Restricted", "Left", "Banned"}) {

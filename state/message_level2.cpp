@@ -134,12 +134,12 @@ constexpr Row<MediaObject> kStickerRows[] = {
     {"sticker", object_into<&MediaObject::file>},
 };
 
-struct MediaRow {
+struct MediaFileRow {
   std::string_view content_type;
   std::string_view media_type;  // also the content's member
   void (*read)(std::string_view object, MediaObject& media);
 };
-constexpr MediaRow kMediaRows[] = {
+constexpr MediaFileRow kMediaFileRows[] = {
     {"messageAudio", "audio", read_members<kAudioRows>},
     {"messageAnimation", "animation", read_members<kAnimationRows>},
     {"messageSticker", "sticker", read_members<kStickerRows>},
@@ -198,7 +198,7 @@ std::string level2_content_words(std::string_view content) {
 }
 
 void take_level2_media(std::string_view content, MessagePreview& out) {
-  for (const MediaRow& row : kMediaRows) {
+  for (const MediaFileRow& row : kMediaFileRows) {
     if (row.content_type != out.content_type) continue;
     MediaObject media;
     row.read(member_object(content, row.media_type), media);

@@ -215,7 +215,8 @@ std::string group_text(const Chat& chat) {
 // A channel and its discussion group stand beside each other in the table.
 Id linked_chat_id(const Chat& chat) {
   if (!has_trait(chat, "linked")) return 0;
-  return g_world.chats[static_cast<std::size_t>(chat.number + (is_channel(chat) ? 1 : -1))].id;
+  const int linked = chat.number + (is_channel(chat) ? 1 : -1);
+  return g_world.chats[static_cast<std::size_t>(linked)].id;
 }
 
 static std::string members_text(const Chat& chat) {

@@ -15,12 +15,6 @@ std::string no_message_text() { return error_text(400, "Message not found"); }
 
 static bool can_read(const Chat& chat) { return chat.standing != Standing::kBanned; }
 
-// The chat of a request; null when it is unknown, as it is to the library until it was told.
-static Chat* asked_chat(const Json& request) {
-  Chat* chat = find_chat(request.number("chat_id"));
-  return chat != nullptr && chat->told ? chat : nullptr;
-}
-
 // Walks from `from` as TDLib does: `offset` below 0 begins with that many newer ones.
 template <class Next, class Previous>
 static std::vector<Id> walk(Id from, Id offset, Id limit, Next next, Previous previous) {

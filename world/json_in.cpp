@@ -289,7 +289,7 @@ void append_json(std::string& out, const Json& json) {
     case Json::kArray:
       out += '[';
       for (const Json& item : json.items) {
-        if (&item != &json.items[0]) out += ',';
+        if (&item != json.items.data()) out += ',';
         append_json(out, item);
       }
       out += ']';
@@ -297,7 +297,7 @@ void append_json(std::string& out, const Json& json) {
     case Json::kObject:
       out += '{';
       for (const auto& member : json.members) {
-        if (&member != &json.members[0]) out += ',';
+        if (&member != json.members.data()) out += ',';
         append_string(out, member.first);
         out += ':';
         append_json(out, member.second);

@@ -236,7 +236,7 @@ static std::string check_password(const Json& request) {
 
 static std::string set_email(const Json& request) {
   const std::string_view email = request.string("email_address");
-  if (email.find('@') == email.npos) return error_text(400, "EMAIL_INVALID");
+  if (email.find('@') == std::string_view::npos) return error_text(400, "EMAIL_INVALID");
   g_email_pattern =
       std::string(email.substr(0, 1)) + "***" + std::string(email.substr(email.find('@')));
   enter(Stage::kEmailCode);

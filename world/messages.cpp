@@ -2,6 +2,7 @@
 // been changed or written since is kept with the chat.
 #include <algorithm>
 
+#include "world/requests.h"
 #include "world/schema.h"
 #include "world/world.h"
 
@@ -236,7 +237,7 @@ bool thread_head(const Chat& chat, const Message& m, Chat*& where, Id& root) {
   where = find_chat(chat.id);
   root = m.id;
   if (is_channel(chat) && has_role_trait(chat, "linked")) {
-    where = &g_world.chats[static_cast<std::size_t>(chat.number + 1)];
+    where = &g_world.chats[static_cast<std::size_t>(chat.number) + 1];
     root = message_id(message_index(m.id) * kThreadLength);
     return find_message(*where, root).forward_message == m.id;
   }

@@ -20,7 +20,7 @@ static std::string proxy_object(const Json& proxy) {
 }
 
 static bool is_hex(std::string_view text) {
-  return text.find_first_not_of("0123456789abcdefABCDEF") == text.npos;
+  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
 static std::string check_proxy(const Json& proxy) {

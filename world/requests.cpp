@@ -7,7 +7,7 @@
 
 namespace world {
 
-static Chat* asked_chat(const Json& request) {
+Chat* asked_chat(const Json& request) {
   Chat* chat = find_chat(request.number("chat_id"));
   return chat != nullptr && chat->told ? chat : nullptr;
 }
@@ -208,13 +208,13 @@ static std::string get_current_state(const Json&) {
 
 namespace {
 
-struct Row {
+struct RequestRow {
   std::string_view request;
   std::string (*answer)(const Json&);
 };
 
 // clang-format off
-constexpr Row kRows[] = {
+constexpr RequestRow kRequestRows[] = {
     {"getChats", get_chats},
     {"loadChats", load_chats},
     {"getChat", get_chat},
@@ -279,7 +279,7 @@ constexpr Row kRows[] = {
 
 std::string answer_request(const Json& request) {
   const std::string_view type = request.type();
-  for (const Row& row : kRows) {
+  for (const RequestRow& row : kRequestRows) {
     if (row.request == type) return row.answer(request);
   }
   return error_text(400, "The method is not part of this world");

@@ -8,6 +8,9 @@
 
 namespace world {
 
+// The chat of a request; null when it is unknown, as it is to the library until it was told.
+Chat* asked_chat(const Json& request);
+
 // history.cpp
 std::string get_chat_history(const Json& request);
 std::string get_message(const Json& request);

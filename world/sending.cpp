@@ -14,11 +14,6 @@ static constexpr Id kSlowSeconds = 30;
 static constexpr double kAcknowledgeSeconds = 0.1;
 static constexpr double kSendSeconds = 0.4;
 
-static Chat* asked_chat(const Json& request) {
-  Chat* chat = find_chat(request.number("chat_id"));
-  return chat != nullptr && chat->told ? chat : nullptr;
-}
-
 static bool is_slow(const Chat& chat) {
   return chat.role != nullptr &&
          std::string_view(chat.role->traits).find("slow") != std::string_view::npos;
@@ -51,7 +46,7 @@ static constexpr Input kInputs[] = {
 
 static std::string_view trim(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(" \n\t\r");
-  if (begin == text.npos) return {};
+  if (begin == std::string_view::npos) return {};
   return text.substr(begin, text.find_last_not_of(" \n\t\r") + 1 - begin);
 }
 
@@ -204,6 +199,7 @@ std::string resend_messages(const Json& request) {
   }
   if (failed.empty()) return error_text(400, "There are no messages to resend");
   std::vector<Message> again;
+  again.reserve(failed.size());
   for (const Id id : failed) again.push_back(find_message(*chat, id));
   delete_messages(*chat, failed);
   for (Message& m : again) {
@@ -327,7 +323,7 @@ static std::string change_reaction(const Json& request, bool add) {
   const auto found = std::find_if(reactions.begin(), reactions.end(),
                                   [&](const Reaction& r) { return r.emoji == emoji; });
   const bool chosen = found != reactions.end() && found->chosen;
-  if (chosen == add) return add ? ok_text() : ok_text();
+  if (chosen == add) return ok_text();
   if (!add) {
     found->chosen = false;
     if (--found->count == 0) reactions.erase(found);

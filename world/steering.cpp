@@ -213,7 +213,8 @@ static std::string error(Words& words) {
   std::string_view message = words.all();
   // A number at the end is how often.
   const std::size_t blank = message.rfind(' ');
-  if (blank != message.npos && message.find_first_not_of("0123456789", blank + 1) == message.npos &&
+  if (blank != std::string_view::npos &&
+      message.find_first_not_of("0123456789", blank + 1) == std::string_view::npos &&
       blank + 1 < message.size()) {
     fault.times = std::atoi(std::string(message.substr(blank + 1)).c_str());
     message = message.substr(0, blank);
@@ -289,14 +290,14 @@ static std::string crash(Words&) {
 
 namespace {
 
-struct Row {
+struct SteeringRow {
   std::string_view word;
   Steer run;
   const char* usage;
 };
 
 // clang-format off
-constexpr Row kRows[] = {
+constexpr SteeringRow kSteeringRows[] = {
     {"help",    help,           "help"},
     {"call",    call,           "call"},
     {"say",     say,            "say <name> <text>"},
@@ -323,7 +324,7 @@ constexpr Row kRows[] = {
 
 static std::string help(Words&) {
   std::string text;
-  for (const Row& row : kRows) (text += row.usage) += '\n';
+  for (const SteeringRow& row : kSteeringRows) (text += row.usage) += '\n';
   text.pop_back();
   return text;
 }
@@ -331,7 +332,7 @@ static std::string help(Words&) {
 std::string steer(std::string_view text) {
   Words words{text};
   const std::string_view word = words.next();
-  for (const Row& row : kRows) {
+  for (const SteeringRow& row : kSteeringRows) {
     if (row.word == word) return row.run(words);
   }
   return "I do not understand; write help.";

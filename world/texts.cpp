@@ -56,7 +56,8 @@ std::string some_text(std::uint64_t dice) {
 }
 
 std::string some_answer(std::uint64_t dice, std::string_view to) {
-  if (to.find("hello") != to.npos || to.find("Hello") != to.npos) return "Hello! Good to hear you.";
+  if (to.find("hello") != std::string_view::npos || to.find("Hello") != std::string_view::npos)
+    return "Hello! Good to hear you.";
   return std::string(pick(kAnswers, dice));
 }
 
@@ -74,15 +75,16 @@ static const char* entity_type(std::string_view word) {
   if (word.size() > 1 && word[0] == '#') return "textEntityTypeHashtag";
   if (word.size() > 1 && word[0] == '@') return "textEntityTypeMention";
   if (word.size() > 1 && word[0] == '/') return "textEntityTypeBotCommand";
-  return word.find('@') != word.npos && word.find('.') != word.npos ? "textEntityTypeEmailAddress"
-                                                                    : nullptr;
+  return word.find('@') != std::string_view::npos && word.find('.') != std::string_view::npos
+             ? "textEntityTypeEmailAddress"
+             : nullptr;
 }
 
 std::string formatted_text(std::string_view text) {
   static const Shape shape("formattedText", "text entities");
   static const Shape entity("textEntity", "offset length type");
   std::string entities;
-  if (text.find_first_of("@#/") != text.npos) {
+  if (text.find_first_of("@#/") != std::string_view::npos) {
     for (std::size_t begin = 0; begin < text.size();) {
       const std::size_t end = std::min(text.find_first_of(" \n\t", begin), text.size());
       const std::string_view word = text.substr(begin, end - begin);

@@ -322,8 +322,8 @@ struct Fault {
 // What goes wrong with this request; null when nothing does.
 const Fault* next_fault(std::string_view request);
 void add_fault(Fault fault);
-// Does what the words say and returns what it did.
-std::string steer(std::string_view words);
+// Does what the words of the text say and returns what it did.
+std::string steer(std::string_view text);
 void live_one_moment(std::uint64_t moment);
 void be_answered(Chat& chat, Id message);  // somebody answers what was written
 void begin_life();
