@@ -12,6 +12,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(target_lib /usr/${TD_BACKEND_TRIPLET}/lib)
+# The older kind of rpath, which holds for what libraries need, too.
+set(TD_BACKEND_RPATH "-Wl,--disable-new-dtags,-rpath,${target_lib}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-    "-Wl,--dynamic-linker=${target_lib}/${TD_BACKEND_LOADER} -Wl,-rpath,${target_lib}")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath,${target_lib}")
+    "-Wl,--dynamic-linker=${target_lib}/${TD_BACKEND_LOADER} ${TD_BACKEND_RPATH}")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "${TD_BACKEND_RPATH}")

@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "frame/channels.h"
+#include "frame/ui_running.h"
 #include "tests/forked_child.h"
 
 // A library thread that is about to write a log line holds no more than the number.
@@ -35,4 +38,17 @@ TEST(Files, StandardDescriptorsGetTheirModeBack) {
                                                                                              : 1);
   });
   EXPECT_EQ(child.exit_status, 0);
+}
+
+TEST(Files, DatedAfter2037AreThere) {
+  char path[] = "/tmp/td_backend_late_XXXXXX";
+  const int fd = mkstemp(path);
+  const timespec late[2] = {{2177452800, 0}, {2177452800, 0}};  // 2039
+  ASSERT_EQ(futimens(fd, late), 0);
+  g_ui_running_marker_path = path;
+  g_ui_running_last_check_mono_ms = 0;
+  EXPECT_TRUE(is_ui_running_active());
+  g_ui_running_marker_path.clear();
+  close(fd);
+  unlink(path);
 }
