@@ -17,7 +17,10 @@ std::string trimmed(const std::string& text) {
                                     : text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
 }
 
-// The same rules, told by another hand. The environment ends a text at its first NUL.
+// The environment ends a text at its first NUL.
+std::string up_to_nul(const std::string& text) { return text.substr(0, text.find('\0')); }
+
+// The same rules, told by another hand.
 std::map<std::string, std::string> expected(const std::string& text) {
   std::map<std::string, std::string> variables;
   for (std::size_t at = 0; at < text.size();) {
@@ -26,8 +29,8 @@ std::map<std::string, std::string> expected(const std::string& text) {
     at = end + 1;
     const std::size_t equals = line.find('=');
     if (line.empty() || line[0] == '#' || equals == std::string::npos) continue;
-    const std::string name = trimmed(line.substr(0, equals)).c_str();
-    if (!name.empty()) variables[name] = trimmed(line.substr(equals + 1)).c_str();
+    const std::string name = up_to_nul(trimmed(line.substr(0, equals)));
+    if (!name.empty()) variables[name] = up_to_nul(trimmed(line.substr(equals + 1)));
   }
   return variables;
 }
@@ -37,6 +40,7 @@ std::map<std::string, std::string> expected(const std::string& text) {
 void fuzz_env(std::string_view input) {
   static const int file = memfd_create("env", MFD_CLOEXEC);
   static const std::string path = "/proc/self/fd/" + std::to_string(file);
+  be_quiet();
   must(ftruncate(file, 0) == 0 &&
            pwrite(file, input.data(), input.size(), 0) == static_cast<ssize_t>(input.size()),
        "write");

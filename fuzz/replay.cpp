@@ -1,5 +1,5 @@
-// Runs the seeds of every target once.
-// usage: fuzz_replay DIRECTORY    with a directory of files for each target
+// Runs every file of a directory once.
+// usage: fuzz_replay TARGET DIRECTORY
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,10 +9,10 @@
 #include "fuzz/targets.h"
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
-  const std::filesystem::path seeds = std::filesystem::absolute(argv[1]);
+  if (argc != 3) return 2;
+  const std::string_view name = argv[1];
   const struct {
-    const char* name;
+    std::string_view name;
     void (*run)(std::string_view);
   } kTargets[] = {{"text", fuzz_text},
                   {"script", fuzz_script},
@@ -20,18 +20,21 @@ int main(int argc, char** argv) {
                   {"env", fuzz_env},
                   {"numbers", fuzz_numbers}};
   for (const auto& target : kTargets) {
+    if (target.name != name) continue;
     int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(seeds / target.name)) {
+    const std::filesystem::path files = std::filesystem::absolute(argv[2]);
+    for (const auto& entry : std::filesystem::directory_iterator(files)) {
       std::ifstream file(entry.path(), std::ios::binary);
       const std::string text((std::istreambuf_iterator<char>(file)), {});
       // A copy that ends where its memory ends.
       const std::unique_ptr<char[]> exact(new char[text.size()]);
       text.copy(exact.get(), text.size());
-      std::fprintf(stderr, "%s\n", entry.path().c_str());
+      dprintf(STDERR_FILENO, "%s\n", entry.path().c_str());
       target.run({exact.get(), text.size()});
       ++count;
     }
-    must(count > 0, "a target without seeds", target.name);
+    must(count > 0, "a target without files", name);
+    return 0;
   }
-  return 0;
+  return 2;
 }

@@ -2,6 +2,8 @@
 // sanitizers see the rest. One process runs them one after another on its main thread.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -15,6 +17,12 @@ void fuzz_numbers(std::string_view input);  // numbers, escapes and tags
 // Says what was to hold, and ends.
 inline void must(bool holds, const char* what, std::string_view text = "") {
   if (holds) return;
-  std::fprintf(stderr, "fuzz: %s: %.*s\n", what, static_cast<int>(text.size()), text.data());
+  dprintf(STDERR_FILENO, "fuzz: %s: %.*s\n", what, static_cast<int>(text.size()), text.data());
   std::abort();
+}
+
+// The program's own words about its input are not looked at; the sanitizers' have another way.
+inline void be_quiet() {
+  static FILE* const nowhere = std::fopen("/dev/null", "w");
+  stderr = nowhere;
 }

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "fuzz/strict_json.h"
 #include "fuzz/targets.h"
 #include "json/kernels.h"
 #include "json/scan.h"
@@ -32,48 +32,49 @@ void compare_kernels(std::string_view text, std::size_t pos) {
   }
 }
 
-// The outermost object's keys as an independent parser reads them.
-struct OuterKeys : nlohmann::json_sax<nlohmann::json> {
-  int depth = 0;
-  std::vector<std::string> keys;
-
-  bool null() override { return true; }
-  bool boolean(bool) override { return true; }
-  bool number_integer(number_integer_t) override { return true; }
-  bool number_unsigned(number_unsigned_t) override { return true; }
-  bool number_float(number_float_t, const string_t&) override { return true; }
-  bool string(string_t&) override { return true; }
-  bool binary(binary_t&) override { return true; }
-  bool start_object(std::size_t) override { return ++depth > 0; }
-  bool key(string_t& text) override {
-    if (depth == 1) keys.push_back(text);
-    return true;
-  }
-  bool end_object() override { return --depth >= 0; }
-  bool start_array(std::size_t) override { return ++depth > 0; }
-  bool end_array() override { return --depth >= 0; }
-  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override {
-    return false;
-  }
-};
-
-void compare_walk(std::string_view text) {
-  if (text.empty() || text.front() != '{') return;
-  std::vector<std::string> keys;
-  std::vector<std::string_view> values;
+// A walk beside the strict reader: of a sound object it gives the same members.
+void compare_walk(std::string_view text, const std::vector<Member>& members) {
   ObjectWalk walk{text};
-  for (std::string_view key; next_key(walk, key);) {
+  std::size_t count = 0;
+  std::string_view key;
+  for (; next_key(walk, key); ++count) {
     const std::string_view value = take_value(walk);
-    if (value.empty()) break;
-    keys.push_back(json_unescape(key));
-    values.push_back(value);
+    if (members.empty()) continue;
+    must(count < members.size() && key == members[count].key && value == members[count].value,
+         "the walk's members are the strict reader's", text);
   }
-  OuterKeys parsed;
-  if (!nlohmann::json::sax_parse(text.begin(), text.end(), &parsed)) return;
-  must(walk.stage == WalkStage::kClosed, "a sound object is walked to its end", text);
-  must(keys == parsed.keys, "the walk's keys are the parser's", text);
-  for (const std::string_view value : values) {
-    must(nlohmann::json::accept(value.begin(), value.end()), "a walked value is sound", value);
+  if (members.empty()) return;
+  must(walk.stage == WalkStage::kClosed && count == members.size(), "a walk to the end", text);
+}
+
+// The scanners take the first occurrence of a key anywhere: where it occurs once, they must find
+// what the strict reader finds.
+void compare_scanners(std::string_view text, const std::vector<Member>& members) {
+  for (const Member& member : members) {
+    const std::string quoted = '"' + std::string(member.key) + '"';
+    const std::size_t at = text.find(quoted);
+    if (member.key.empty() || text.find(quoted, at + 1) != std::string_view::npos ||
+        member.value.data() != text.data() + at + quoted.size() + 1 ||
+        text.compare(at + quoted.size(), 1, ":") != 0) {
+      continue;
+    }
+    const std::string_view value = member.value;
+    if (value.front() == '{') {
+      must(extract_json_object_field_raw(text, member.key) == value, "the scanner's object", text);
+    } else if (value.front() == '"') {
+      must(extract_json_string_field(text, member.key) ==
+               json_unescape(value.substr(1, value.size() - 2)),
+           "the scanner's string", text);
+    } else if (value == "true" || value == "false") {
+      bool flag = value == "false";
+      must(extract_json_bool_field(text, member.key, flag) && flag == (value == "true"),
+           "the scanner's boolean", text);
+    } else if (std::int64_t number = 0;
+               value.find_first_not_of("-0123456789") == std::string_view::npos &&
+               parse_i64(value, number)) {
+      must(extract_json_int_field(text, member.key) == number, "the scanner's number", text);
+      must(member_int(text, member.key, number - 1) == number, "the walk's number", text);
+    }
   }
 }
 
@@ -109,7 +110,9 @@ void scan(std::string_view text, std::string_view key) {
 void fuzz_text(std::string_view input) {
   compare_kernels(input, 0);
   compare_kernels(input, input.size() / 3);
-  compare_walk(input);
+  const std::vector<Member> members = members_of(input);
+  compare_walk(input, members);
+  compare_scanners(input, members);
   // A key of the text, so that the scanners find one now and then.
   const std::size_t quote = std::min(input.find('"', input.size() / 4), input.size());
   const std::size_t begin = std::min(quote + 1, input.size());
