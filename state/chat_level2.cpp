@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "frame/channels.h"
+#include "frame/protocol.h"
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
@@ -51,8 +52,19 @@ void append_chat_details(std::string& event, const ChatDetails& details) {
   if (!details.draft.empty()) append_string_member(event, "draft", details.draft);
 }
 
+void amend_waiting_rows(ChatTable& table, std::int64_t chat_id,
+                        const std::function<void(ChatDescription&)>& amend) {
+  if (!at_level2()) return;
+  for (auto& checks : table.member_checks) {
+    const auto found = checks.find(chat_id);
+    if (found != checks.end()) amend(found->second.chat);
+  }
+}
+
 void note_chat_place(ChatTable& table, std::int64_t chat_id, std::int64_t order) {
-  if (chat_id != 0) chat_record(table, chat_id).in_main_list = order != 0;
+  if (chat_id == 0) return;
+  chat_record(table, chat_id).in_main_list = order != 0;
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.order = order; });
 }
 
 void tell_lost_place(ChatTable& table, std::int64_t chat_id, std::string_view update) {
@@ -68,18 +80,21 @@ static std::int64_t told_chat(const ChatTable& table, std::string_view text) {
   return chat_filtered(table, chat_id) ? 0 : chat_id;
 }
 
-void on_chat_mentions(const ChatTable& table, std::string_view text) {
+void on_chat_mentions(ChatTable& table, std::string_view text) {
   const std::int64_t chat_id = told_chat(table, text);
   const std::int64_t count = member_int(text, "unread_mention_count");
   if (chat_id == 0 || count < 0) return;
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.details.unread_mention_count = count; });
   emit_chat_number_event("chat_mentions", chat_id, "unread_mention_count", count);
 }
 
-void on_chat_marked(const ChatTable& table, std::string_view text) {
+void on_chat_marked(ChatTable& table, std::string_view text) {
   const std::int64_t chat_id = told_chat(table, text);
   if (chat_id == 0) return;
+  const bool marked = member_true(text, "is_marked_as_unread");
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.details.marked_as_unread = marked; });
   std::string event = begin_chat_event("chat_marked", chat_id);
-  append_bool_member(event, "marked_as_unread", member_true(text, "is_marked_as_unread"));
+  append_bool_member(event, "marked_as_unread", marked);
   end_event(event);
 }
 
@@ -109,13 +124,16 @@ void on_chat_action(const ChatTable& table, std::string_view text) {
   end_event(event);
 }
 
-void emit_chat_draft(std::int64_t chat_id, std::string_view update) {
+void emit_chat_draft(ChatTable& table, std::int64_t chat_id, std::string_view update) {
+  const std::string draft = draft_text(member_object(update, "draft_message"));
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.details.draft = draft; });
   std::string event = begin_chat_event("chat_draft", chat_id);
-  append_string_member(event, "text", draft_text(member_object(update, "draft_message")));
+  append_string_member(event, "text", draft);
   end_event(event);
 }
 
-void emit_chat_photo(std::int64_t chat_id, std::string_view update) {
-  emit_chat_number_event("chat_photo", chat_id, "photo_small_id",
-                         extract_chat_photo_small_file_id(update));
+void emit_chat_photo(ChatTable& table, std::int64_t chat_id, std::string_view update) {
+  const std::int64_t photo = extract_chat_photo_small_file_id(update);
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.photo_small_id = photo; });
+  emit_chat_number_event("chat_photo", chat_id, "photo_small_id", photo);
 }

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
+struct ChatDescription;
 struct ChatObject;
 struct ChatTable;
 
@@ -22,15 +24,20 @@ ChatDetails read_chat_details(const ChatObject& chat);
 // Behind the members of "chat".
 void append_chat_details(std::string& event, const ChatDetails& details);
 
+// Rows that wait for a membership verdict are written as they stand by then: an update that comes
+// meanwhile goes into them, too. Level 1 writes them as they were when the question was asked.
+void amend_waiting_rows(ChatTable& table, std::int64_t chat_id,
+                        const std::function<void(ChatDescription&)>& amend);
+
 // Notes a place in the main list, 0 for none.
 void note_chat_place(ChatTable& table, std::int64_t chat_id, std::int64_t order);
 // An update whose "positions" hold no place in the main list: "chat_position" with order 0 for a
 // chat that had one.
 void tell_lost_place(ChatTable& table, std::int64_t chat_id, std::string_view update);
 
-void on_chat_mentions(const ChatTable& table, std::string_view text);
-void on_chat_marked(const ChatTable& table, std::string_view text);
+void on_chat_mentions(ChatTable& table, std::string_view text);
+void on_chat_marked(ChatTable& table, std::string_view text);
 void on_chat_action(const ChatTable& table, std::string_view text);
 // "chat_draft" and "chat_photo", for handlers that level 1 has, too.
-void emit_chat_draft(std::int64_t chat_id, std::string_view update);
-void emit_chat_photo(std::int64_t chat_id, std::string_view update);
+void emit_chat_draft(ChatTable& table, std::int64_t chat_id, std::string_view update);
+void emit_chat_photo(ChatTable& table, std::int64_t chat_id, std::string_view update);

@@ -41,6 +41,7 @@ void on_chat_last_message(ChatTable& table, const TdClient& td, std::string_view
   if (chat_id == 0) chat_id = last.chat_id;
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
   ensure_chat_known(table, td, chat_id);
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.last = last; });
   if (parsed) emit_chat_last_message_event(chat_id, last);
   tell_place(table, chat_id, text);
 }
@@ -54,13 +55,14 @@ void on_chat_position(ChatTable& table, std::string_view text) {
   if (!extract_position_main_order(position, order)) return;
   if (at_level2()) note_chat_place(table, chat_id, order);
   const std::string_view pinned = object_member(position, "is_pinned");
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.details.pinned = pinned == "true"; });
   emit_chat_position_event(chat_id, order, pinned == "true" || pinned == "false", pinned == "true");
 }
 
 void on_chat_draft(ChatTable& table, std::string_view text) {
   const std::int64_t chat_id = member_int(text, "chat_id", 0);
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
-  if (at_level2()) emit_chat_draft(chat_id, text);
+  if (at_level2()) emit_chat_draft(table, chat_id, text);
   tell_place(table, chat_id, text);
 }
 
@@ -76,7 +78,7 @@ void on_chat_photo(ChatTable& table, const TdClient& td, std::string_view text) 
   const std::int64_t chat_id = member_int(text, "chat_id", 0);
   const Chat* chat = find_chat(table, chat_id);
   if (chat == nullptr || chat->is_member == false) return;
-  if (at_level2()) return emit_chat_photo(chat_id, text);
+  if (at_level2()) return emit_chat_photo(table, chat_id, text);
   if (!chat->row_written) return;
   forget_chat_row(table, chat_id);
   ensure_chat_known(table, td, chat_id);
@@ -91,6 +93,10 @@ void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view t
   std::string event = begin_chat_event("chat_unread", chat_id);
   append_int_member(event, "unread_count", unread);
   const std::int64_t last_read = member_int(text, "last_read_inbox_message_id", 0);
+  amend_waiting_rows(table, chat_id, [&](auto& row) {
+    row.unread_count = unread;
+    row.details.last_read_inbox_message_id = last_read;
+  });
   if (at_level2()) append_int_member(event, "last_read_inbox_message_id", last_read);
   end_event(event);
   if (at_level2()) withdraw_notification(table, chat_id, last_read);
@@ -105,8 +111,12 @@ static void tell_number(const ChatTable& table, std::string_view text, std::stri
   emit_chat_number_event(type, chat_id, key, value);
 }
 
-void on_chat_read_outbox(const ChatTable& table, std::string_view text) {
+void on_chat_read_outbox(ChatTable& table, std::string_view text) {
   static constexpr std::string_view kMember = "last_read_outbox_message_id";
+  const std::int64_t last_read = member_int(text, kMember);
+  amend_waiting_rows(table, member_int(text, "chat_id", 0), [&](auto& row) {
+    if (last_read >= 0) row.last_read_outbox_message_id = last_read;
+  });
   tell_number(table, text, kMember, "chat_read_outbox", kMember);
 }
 
@@ -120,6 +130,7 @@ void on_chat_title(ChatTable& table, std::string_view text) {
   const std::string_view member = object_member(text, "title");
   if (member.empty()) return;
   std::string title = string_of(member);
+  amend_waiting_rows(table, chat_id, [&](auto& row) { row.title = title; });
   emit_chat_title_event(chat_id, title);
   chat_record(table, chat_id).title = std::move(title);
 }

@@ -16,6 +16,6 @@ void on_chat_removed_from_list(ChatTable& table, std::string_view text);
 // A shown row has the old photo: it is fetched and shown once more.
 void on_chat_photo(ChatTable& table, const TdClient& td, std::string_view text);
 void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view text);
-void on_chat_read_outbox(const ChatTable& table, std::string_view text);
+void on_chat_read_outbox(ChatTable& table, std::string_view text);
 void on_chat_online_member_count(const ChatTable& table, std::string_view text);
 void on_chat_title(ChatTable& table, std::string_view text);

@@ -86,13 +86,15 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
   }
 }
 
-// A channel's post, as it stands at the head of its thread in the discussion group.
+static Message roll_message(const Chat& chat, Id index);
+
+// A channel's post as it was written, at the head of its thread in the discussion group.
 static void forward_post(const Chat& chat, Id index, Message& m) {
   const bool head = index % kThreadLength == 0 && index < chat.first_messages;
   if (!head || !has_role_trait(chat, "linked")) return;
   const Chat& channel = g_world.chats[static_cast<std::size_t>(chat.number - 1)];
-  const Message post = find_message(channel, message_id(index / kThreadLength));
-  if (post.id == 0) return;
+  if (index / kThreadLength >= channel.first_messages) return;
+  const Message post = roll_message(channel, index / kThreadLength);
   m.sender = channel.id;
   m.outgoing = false;
   m.content = post.content;
@@ -345,6 +347,20 @@ static void tell_unread(Chat& chat) {
   tell(shape.text({chat.id, chat.last_read_inbox, chat.unread}));
 }
 
+// Mentions that are not read yet are among what was written since the beginning.
+void tell_mentions(Chat& chat) {
+  static const Shape shape("updateChatUnreadMentionCount", "chat_id unread_mention_count");
+  int count = 0;
+  if (chat.changes != nullptr) {
+    const auto& messages = chat.changes->messages;
+    for (auto i = messages.upper_bound(chat.last_read_inbox); i != messages.end(); ++i)
+      count += i->second.mention;
+  }
+  if (count == chat.mentions) return;
+  chat.mentions = count;
+  tell(shape.text({chat.id, count}));
+}
+
 // The chat has got a last message of its own; places and counts follow.
 static void tell_new(Chat& chat, const Message& m) {
   static const Shape shape("updateNewMessage", "message");
@@ -352,6 +368,7 @@ static void tell_new(Chat& chat, const Message& m) {
   if (!m.outgoing) {
     ++chat.unread;
     tell_unread(chat);
+    if (m.mention) tell_mentions(chat);
   }
   place_chat(chat, false);
   tell_last_message(chat);
@@ -395,7 +412,7 @@ Id receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to) {
   m.text = text;
   m.reply_to = reply_to;
   m.outgoing = sender == kMe;
-  m.mention = text.find("@robin_reed") != std::string_view::npos;
+  m.mention = sender != kMe && text.find("@robin_reed") != std::string_view::npos;
   const Id id = append_message(chat, std::move(m));
   tell_new(chat, find_message(chat, id));
   return id;
@@ -430,6 +447,7 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
   if (list.size() == 1 || !chat.told) return;
   tell(shape.text({chat.id, list + "]"}));
   if (unread) tell_unread(chat);
+  tell_mentions(chat);
   if (last_gone) {
     place_chat(chat, false);
     tell_last_message(chat);
@@ -457,6 +475,7 @@ void read_inbox(Chat& chat, Id up_to) {
   chat.last_read_inbox = up_to;
   chat.unread = count_unread(chat);
   tell_unread(chat);
+  tell_mentions(chat);
 }
 
 void read_outbox(Chat& chat, Id up_to) {

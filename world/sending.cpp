@@ -299,6 +299,7 @@ std::string delete_history(const Json& request) {
   static const Shape deleted("updateDeleteMessages", "chat_id message_ids is_permanent=true");
   if (!last.empty()) tell(deleted.text({chat->id, list + "]"}));
   tell(shape.text({chat->id, chat->last_read_inbox}));
+  tell_mentions(*chat);
   place_chat(*chat, true);
   static const Shape nothing("updateChatLastMessage", "chat_id positions");
   tell(nothing.text({chat->id, positions_text(*chat)}));

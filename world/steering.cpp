@@ -250,34 +250,52 @@ static std::string close(Words&) {
   return "Closing.";
 }
 
-// For tests: what is true of every chat that the client knows, one line each, and of its newest
-// messages, in a file.
+static void append_flag(std::string& out, const char* name, Id value) {
+  out += ",\"";
+  out += name;
+  out += "\":";
+  append_number(out, value);
+}
+
+// For tests: what is true of every chat that the client knows, and of its newest messages, in a
+// file, an object a line.
 static std::string store(Words& words) {
   const std::string path(words.all());
   std::FILE* file = path.empty() ? nullptr : std::fopen(path.c_str(), "w");
   if (file == nullptr) return "store <path>";
   for (Chat& chat : g_world.chats) {
     if (!chat.told) continue;
-    std::fprintf(
-        file,
-        "chat %lld order=%lld unread=%d inbox=%lld outbox=%lld last=%lld standing=%d mute=%d\n",
-        static_cast<long long>(chat.id), static_cast<long long>(chat.archived ? 0 : chat.order),
-        chat.unread, static_cast<long long>(chat.last_read_inbox),
-        static_cast<long long>(chat.last_read_outbox), static_cast<long long>(last_id(chat)),
-        static_cast<int>(chat.standing), chat.mute_for);
+    std::string line = "{\"chat\":";
+    append_number(line, chat.id);
+    append_flag(line, "order", chat.archived ? 0 : chat.order);
+    append_flag(line, "unread", chat.unread);
+    append_flag(line, "mentions", chat.mentions);
+    append_flag(line, "inbox", chat.last_read_inbox);
+    append_flag(line, "outbox", chat.last_read_outbox);
+    append_flag(line, "last", last_id(chat));
+    append_flag(line, "muted", chat.mute_for > 0);
+    append_flag(line, "outside",
+                chat.standing == Standing::kLeft || chat.standing == Standing::kBanned);
+    line += ",\"title\":";
+    append_string(line, chat_title(chat));
     int left = 30;
     for (Id id = last_id(chat); id != 0 && left > 0; id = previous_id(chat, id), --left) {
       const Message m = find_message(chat, id);
-      std::string line;
+      line += "}\n{\"message\":";
+      append_number(line, id);
+      append_flag(line, "chat", chat.id);
+      append_flag(line, "outgoing", m.outgoing);
+      append_flag(line, "pinned", chat.changes != nullptr && chat.changes->pins.count(id) != 0);
+      append_flag(line, "is_text", content_type(m.content) == "messageText");
+      line += ",\"text\":";
       append_string(line, m.text);
+      line += ",\"reactions\":\"";
       for (const Reaction& r : m.reactions) {
-        line += " " + r.emoji + std::to_string(r.count) + (r.chosen ? "*" : "");
+        line += r.emoji + std::to_string(r.count) + (r.chosen ? "* " : " ");
       }
-      const bool pinned = chat.changes != nullptr && chat.changes->pins.count(id) != 0;
-      std::fprintf(file, "message %lld %lld state=%d pinned=%d %s %s\n",
-                   static_cast<long long>(chat.id), static_cast<long long>(id), m.state, pinned,
-                   std::string(content_type(m.content)).c_str(), line.c_str());
+      line += '"';
     }
+    std::fputs((line + "}\n").c_str(), file);
   }
   std::fclose(file);
   return "Stored.";

@@ -262,6 +262,7 @@ void tell_interaction(Chat& chat, Id id);
 void read_inbox(Chat& chat, Id up_to);
 void read_outbox(Chat& chat, Id up_to);
 int count_unread(const Chat& chat);
+void tell_mentions(Chat& chat);  // when their number has changed
 void tell_message_update(const char* shape, Chat& chat, Id id);
 
 // ---- contents.cpp
