@@ -384,6 +384,8 @@ static Id order_of(const Chat& chat) {
 void place_chat(Chat& chat, bool tell_it) {
   static const Shape update("updateChatPosition", "chat_id position");
   static const Shape position("chatPosition", "list order is_pinned");
+  static const Shape removed("updateChatRemovedFromList", "chat_id chat_list");
+  static const Shape added("updateChatAddedToList", "chat_id chat_list");
   auto& list = chat.archived ? g_world.archive : g_world.list;
   const Id order = order_of(chat);
   if (chat.order != 0) {
@@ -391,6 +393,8 @@ void place_chat(Chat& chat, bool tell_it) {
     g_world.archive.erase({-chat.order, chat.id});
   }
   const bool moved = order != chat.order;
+  if (chat.told && (order == 0) != (chat.order == 0))
+    tell((order == 0 ? removed : added).text({chat.id, list_text(chat)}));
   chat.order = order;
   if (order != 0) list.insert({-order, chat.id});
   if (tell_it && moved && chat.told) {

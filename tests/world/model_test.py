@@ -220,6 +220,7 @@ def play(program, world, seed, commands):
                 if not wrong:
                     break
                 if not run.level2:  # there, a row that waited for a verdict is written as it was
+                    run.told.chats.clear()
                     run.say("chats 100")
             if wrong:
                 print(f"seed {seed}, level {1 + run.level2}, {'hub' if run.hub else 'ui'}:", *wrong[:8], "commands:",
