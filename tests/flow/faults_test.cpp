@@ -65,7 +65,7 @@ Day live(FaultKind fault, int at, int error = 0) {
   play(run);
   day.status = run.running() ? run.quit() : run.wait_exit();
   day.lines = run.events();
-  day.lines.erase(day.lines.begin(), day.lines.begin() + std::min<long>(1, day.lines.size()));
+  if (!day.lines.empty()) day.lines.erase(day.lines.begin());  // the process and the time
   day.writes = faults.writes;
   day.allocations = faults.allocations;
   munmap(page, sizeof(Faults));

@@ -40,7 +40,8 @@ static bool memory_fails() {
   return true;
 }
 
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): libc's are reserved names
+// libc's names are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,readability-identifier-naming)
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
@@ -75,4 +76,4 @@ ssize_t writev(int fd, const iovec* parts, int count) {
 }
 
 }  // extern "C"
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+// NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-identifier-naming)
