@@ -57,8 +57,10 @@ static void change(Chat& chat, std::uint64_t dice) {
   const Id id =
       previous_id(chat, message_id(message_index(last_id(chat)) - static_cast<Id>(dice & 3)));
   const Message m = find_message(chat, id);
-  if (m.id == 0 || content_is_service(m.content) || !chat.told || chat.kind == ChatKind::kSecret)
+  if (m.id == 0 || m.state != Message::kSent || content_is_service(m.content) || !chat.told ||
+      chat.kind == ChatKind::kSecret) {
     return;
+  }
   if ((dice >> 4 & 1) == 0 && !m.outgoing && content_type(m.content) == "messageText") {
     edit_message(chat, id, some_text(dice >> 8));
     return;

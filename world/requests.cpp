@@ -150,11 +150,9 @@ static std::string get_user_full(const Json& request) {
 }
 
 static Chat* group_of(Id peer, bool super) {
-  for (const Id id : {super ? -1000000000000 - peer : -peer}) {
-    Chat* chat = find_chat(id);
-    if (chat != nullptr && chat->told && is_super(*chat) == super) return chat;
-  }
-  return nullptr;
+  if (peer < 1 || peer >= 1000000000000) return nullptr;
+  Chat* chat = find_chat(super ? -1000000000000 - peer : -peer);
+  return chat != nullptr && chat->told ? chat : nullptr;
 }
 
 static std::string get_group(const Json& request) {

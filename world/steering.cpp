@@ -150,7 +150,8 @@ static std::string remove(Words&) {
 static std::string react(Words&) {
   Chat& chat = some_chat();
   const Id id = last_id(chat);
-  if (id == 0 || content_is_service(find_message(chat, id).content))
+  const Message last = find_message(chat, id);
+  if (last.id == 0 || last.state != Message::kSent || content_is_service(last.content))
     return "There is nothing to react to.";
   tell_chat(chat);
   auto& reactions = change_message(chat, id).reactions;
