@@ -2,6 +2,7 @@
 real library's.
 usage: texts_test.py schema TYPES WORLD TEXTS   at least TEXTS texts of four seeds are valid
        texts_test.py real REAL WORLD            the same requests, the same answers
+       texts_test.py nonsense TYPES WORLD       requests of any shape from many threads
 """
 import ctypes
 import json
@@ -11,6 +12,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import threading
 
 
 class Schema:
@@ -162,6 +164,64 @@ def live(schema, world, seed, texts):
     assert not missing
 
 
+def texts(world):
+    library, found = Library(world), []
+    with tempfile.TemporaryDirectory() as directory:
+        for request in (parameters(directory), {"@type": "getChats", "limit": 99}):
+            found += library.ask(request)
+        for chat in json.loads(found[-1])["chat_ids"]:
+            found += library.ask({"@type": "getChatHistory", "chat_id": chat, "limit": 50})
+    return found
+
+
+# Every request of four threads has one answer, whatever its shape, and two receive them; the same
+# seed gives the same texts.
+def nonsense(schema, world):
+    def value(dice, depth=0):
+        kind = dice.choice(list(schema.members))
+        return dice.choice([
+            dice.choice([0, -1, 1.5, 1 << 20, 2**31, -(2**63), 2**64, 10**30, True, None, "", "\ud800", "a" * 5000]),
+            dice.choice([1002, 1003, -5010, -1000000005012, -1000000005017, -1999999992992]),
+            [value(dice, depth + 1) for _ in range(dice.randrange(4 - depth))] if depth < 4 else 5,
+            {"@type": kind, **{m[0]: value(dice, depth + 1) for m in schema.members[kind]}} if depth < 4 else 7])
+
+    def ask(thread):
+        dice = random.Random(thread)
+        for i in range(200):
+            kind = dice.choice(asked if i % 2 else kinds)
+            words = " ".join(dice.choice(["say", "error", "late", "kick", "flood", "nan", "-1", "Ann"]) for _ in range(3))
+            steer = {"@type": "sendMessage", "chat_id": 1002, "input_message_content": text_content(words)}
+            shape = {"@type": kind, **{m[0]: value(dice) for m in schema.members[kind]}}
+            request = json.dumps({**(shape if i % 9 else steer), "@extra": 200 * thread + i})
+            library.send(request.encode(errors="surrogatepass"))
+
+    def hear():
+        while True:
+            done = not any(thread.is_alive() for thread in threads[:4])
+            text = library.receive(0.1)
+            if text is None and done:
+                return
+            answers.append(json.loads(text or "{}").get("@extra"))
+
+    os.environ.update(WORLD_LOGIN="ready", WORLD_RATE="0")
+    same = [subprocess.check_output([sys.executable, __file__, "texts", world]) for _ in range(2)]
+    assert same[0] == same[1] and len(same[0]) > 100000, "the same seed, other texts"
+    kinds = [kind for kind in schema.members if kind not in ("close", "destroy", "logOut")]
+    asked = [kind for kind in re.findall(r'"@type":"([a-z]\w+)"', REQUESTS) if kind in schema.members]
+    library, answers = Library(world), []
+    with tempfile.TemporaryDirectory() as directory:
+        list(library.ask(parameters(directory)))
+        threads = [threading.Thread(target=ask, args=(n,)) for n in range(4)]
+        threads += [threading.Thread(target=hear) for _ in range(2)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        assert '"@type":"ok"' in list(library.ask({"@type": "close"}))[-1]
+        assert '"code":500' in list(library.ask({"@type": "getMe"}))[-1]
+    assert sorted(one for one in answers if one is not None) == list(range(800))
+
+
 # What the program can send before it is logged in, rightly and wrongly formed.
 REQUESTS = r"""
 nonsense
@@ -263,6 +323,10 @@ def main():
                 live(schema, sys.argv[3], seed, int(sys.argv[4]) // 4)
                 os._exit(0)
             assert os.waitpid(child, 0)[1] == 0
+    elif sys.argv[1] == "nonsense":
+        nonsense(Schema(sys.argv[2]), sys.argv[3])
+    elif sys.argv[1] == "texts":
+        print(*texts(sys.argv[2]), sep="\n")
     elif sys.argv[1] == "real":
         both = []
         for path in sys.argv[2:4]:
