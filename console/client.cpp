@@ -54,10 +54,7 @@ void check_order(Client& c, const Event& e) {
 void on_command_end(Client& c, const Event& e) {
   const std::int64_t id = e.num("cmd");
   if (c.paging == id) c.paging = 0;
-  // A chat that has no pinned message answers the question for it with an error.
-  const bool none_pinned = e.str("command") == "open" && e.num("code") == 404;
-  if (!e.on("ok") && c.resync != id && !none_pinned)
-    note(c, e.str("command") + ": " + e.str("error"), true);
+  if (!e.on("ok") && c.resync != id) note(c, e.str("command") + ": " + e.str("error"), true);
   c.open_commands.erase(id);
   if (c.resync != id) return;
   c.resync = 0;
