@@ -2,8 +2,6 @@
 
 #include <iterator>
 
-#include <algorithm>
-
 void begin_public_search(Searches& searches, std::int64_t req, unsigned limit) {
   PublicSearch& search = searches.in_public[req];
   if (search.waiting) ++search.superseded;
@@ -40,7 +38,7 @@ bool finish_public_search(Searches& searches, std::int64_t req) {
 
 void begin_chat_search(Searches& searches, std::int64_t req, std::int64_t chat_id) {
   ChatSearch& search = searches.in_chat[req];
-  if (search.chat_id != 0) search.superseded.push_back(search.chat_id);
+  if (search.chat_id != 0) ++search.superseded[search.chat_id];
   search.chat_id = chat_id;
 }
 
@@ -48,9 +46,9 @@ bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id
   const auto found = searches.in_chat.find(req);
   if (found == searches.in_chat.end()) return false;
   ChatSearch& search = found->second;
-  const auto older = std::find(search.superseded.begin(), search.superseded.end(), chat_id);
+  const auto older = search.superseded.find(chat_id);
   const bool present = older == search.superseded.end() && search.chat_id == chat_id;
-  if (older != search.superseded.end()) search.superseded.erase(older);
+  if (older != search.superseded.end() && --older->second == 0) search.superseded.erase(older);
   if (present) search.chat_id = 0;
   if (search.chat_id == 0 && search.superseded.empty()) searches.in_chat.erase(found);
   return present;
@@ -58,18 +56,21 @@ bool take_chat_answer(Searches& searches, std::int64_t req, std::int64_t chat_id
 
 void begin_shared_series(Searches& searches, std::string_view fields) {
   constexpr std::size_t kRemembered = 1024;
-  if (searches.shared.size() >= kRemembered) {
+  if (searches.shared_over >= kRemembered) {
     for (auto it = searches.shared.begin(); it != searches.shared.end();) {
       it = it->second == 0 ? searches.shared.erase(it) : std::next(it);
     }
+    searches.shared_over = 0;
   }
-  ++searches.shared[std::string(fields)];
+  const auto [series, is_new] = searches.shared.try_emplace(std::string(fields), 0);
+  if (!is_new && series->second == 0) --searches.shared_over;
+  ++series->second;
 }
 
 bool take_shared_answer(Searches& searches, std::string_view fields) {
   const auto found = searches.shared.find(std::string(fields));
   if (found == searches.shared.end()) return true;
   if (found->second == 0) return false;
-  --found->second;
+  if (--found->second == 0) ++searches.shared_over;
   return true;
 }

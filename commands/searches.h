@@ -11,7 +11,6 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 // A search for public chats: one answer with chat ids, then one answer for each chat.
 struct PublicSearch {
@@ -25,14 +24,16 @@ struct PublicSearch {
 
 // A search in one chat: one answer.
 struct ChatSearch {
-  std::int64_t chat_id = 0;              // 0: over, and only older answers are owed
-  std::vector<std::int64_t> superseded;  // the chats of older searches that are owed an answer
+  std::int64_t chat_id = 0;  // 0: over, and only older answers are owed
+  // How many answers are owed to older searches, by their chats.
+  std::unordered_map<std::int64_t, std::uint64_t> superseded;
 };
 
 struct Searches {
   std::unordered_map<std::int64_t, PublicSearch> in_public;
   std::unordered_map<std::int64_t, ChatSearch> in_chat;
   std::unordered_map<std::string, int> shared;  // answers awaited, by the fields of their tags
+  std::size_t shared_over = 0;                  // those of them that await none
 };
 
 void begin_public_search(Searches& searches, std::int64_t req, unsigned limit);
