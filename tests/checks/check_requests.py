@@ -4,7 +4,8 @@
 usage: check_requests.py SCHEMA.d.ts REQUEST_LINES_DIR [SOURCE_DIR]
 
 The library ignores members that it does not know, so a misspelt one would go unnoticed there.
-With SOURCE_DIR it also fails when the sources hold a request that no test has sent.
+With SOURCE_DIR it also fails when the sources hold a request that no test has sent, or when
+docs/updates.md does not decide each of the schema's updates as the table of updates does.
 """
 import json
 import pathlib
@@ -78,6 +79,17 @@ class Checker:
                 self.value(f"{name}.{key}", self.objects[name][key], member)
 
 
+def check_updates(checker, source):
+    table = pathlib.Path(source, "tables/update_table.cpp").read_text()
+    decided = re.findall(r"^\| `(update\w+)` \| (both|level 2|no) \| ",
+                         pathlib.Path(source, "docs/updates.md").read_text(), flags=re.M)
+    followed = {name: "level 2" if level else "both"
+                for name, level in re.findall(r'\{"(update\w+)", [^}]*?(, 2)?\}', table)}
+    updates = {name for name in checker.names_of("Update") if name != "Update"}
+    for name, decision in sorted({(n, followed.get(n, "no")) for n in updates} ^ set(decided)):
+        checker.errors.append(f"docs/updates.md and the table of updates differ: {name} {decision}")
+
+
 def main():
     schema_path, lines_dir = sys.argv[1:3]
     checker = Checker(schema_path)
@@ -95,6 +107,8 @@ def main():
             built |= set(re.findall(r'\{\\"@type\\":\\"(\w+)\\"', text))
             built |= set(re.findall(r'make_id_request\("(\w+)"', text))
     built &= checker.functions
+    if len(sys.argv) > 3:
+        check_updates(checker, sys.argv[3])
     for error in sorted(set(checker.errors)):
         print(error)
     for name in sorted(built - sent):
