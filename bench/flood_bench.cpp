@@ -153,7 +153,7 @@ struct Bench {
 
   void measure(const char* name, const Lines& objects, long long count) const {
     write_lines(dir / "flood", objects);
-    setenv("TD_STANDIN_FLOOD_COUNT", number(count).c_str(), 1);
+    setenv("TD_FLOOD_COUNT", number(count).c_str(), 1);
     const std::string lines = dir / "events.jsonl";
     run({dir / "td_backend"});
     const Figures ours = read_report();
@@ -170,7 +170,7 @@ struct Bench {
 
   // Time from the write of "ping" to the arrival of "PONG" while the flood runs.
   void measure_ping() const {
-    setenv("TD_STANDIN_FLOOD_COUNT", "1000000000", 1);
+    setenv("TD_FLOOD_COUNT", "1000000000", 1);
     unsetenv("BACKEND_EVENTS_FILE");
     int input[2];
     int output[2];
@@ -223,13 +223,13 @@ int main(int argc, char** argv) {
   const Bench bench{dir};
   fs::copy_file(TD_BACKEND_PROGRAM, bench.dir / "td_backend");
   fs::copy_file(TD_NULL_PROGRAM, bench.dir / "null_program");
-  fs::copy_file(TD_STANDIN_LIBRARY, bench.dir / "libtdjson.so.1.8.61");
+  fs::copy_file(TD_FLOOD_LIBRARY, bench.dir / "libtdjson.so.1.8.61");
   write_lines(bench.dir / "prelude",
               {R"({"@type":"updateAuthorizationState","authorization_state":)"
                R"({"@type":"authorizationStateReady"},"@client_id":1})"});
-  setenv("TD_STANDIN_FLOOD", (bench.dir / "flood").c_str(), 1);
-  setenv("TD_STANDIN_FLOOD_PRELUDE", (bench.dir / "prelude").c_str(), 1);
-  setenv("TD_STANDIN_FLOOD_REPORT", (bench.dir / "report").c_str(), 1);
+  setenv("TD_FLOOD", (bench.dir / "flood").c_str(), 1);
+  setenv("TD_FLOOD_PRELUDE", (bench.dir / "prelude").c_str(), 1);
+  setenv("TD_FLOOD_REPORT", (bench.dir / "report").c_str(), 1);
   setenv("TDLIB_DB_DIR", (bench.dir / "db").c_str(), 1);
   setenv("TDLIB_FILES_DIR", (bench.dir / "files").c_str(), 1);
   setenv("BACKEND_EVENTS_FILE", (bench.dir / "events.jsonl").c_str(), 1);

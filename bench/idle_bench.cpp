@@ -54,7 +54,7 @@ void start(Program& program, const fs::path& dir, const char* library, bool real
     dup2(output[1], 1);
     dup2(open("/dev/null", O_WRONLY), 2);
     setenv("BACKEND_WAKE_ON_INPUT", wakes ? "1" : "0", 1);
-    setenv("TD_STANDIN_FLOOD_END", "null", 1);
+    setenv("TD_FLOOD_END", "null", 1);
     execl("./td_backend", "./td_backend", nullptr);
     _exit(127);
   }
@@ -119,10 +119,10 @@ int main(int argc, char** argv) {
     }
     for (const bool wakes : {false, true}) {
       Program program;
-      program.name = std::string(real ? "real library, " : "scripted library, ") +
+      program.name = std::string(real ? "real library, " : "flooding library, ") +
                      (wakes ? "woken by input" : "five looks a second");
       start(program, fs::path(dir) / std::to_string(programs.size()),
-            real ? TD_REAL_LIBRARY : TD_STANDIN_LIBRARY, real, wakes);
+            real ? TD_REAL_LIBRARY : TD_FLOOD_LIBRARY, real, wakes);
       wait_for(program, real ? "NEED phone\n" : "BACKEND_READY");
       programs.push_back(std::move(program));
     }

@@ -13,9 +13,11 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/objects.h"
@@ -33,7 +35,7 @@ struct Step {
 
 bool is_output(const std::string& line) {
   return line.size() >= 2 && line[1] == ' ' &&
-         std::string_view("!*=|EL").find(line[0]) != std::string_view::npos;
+         std::string_view("!*=|ELF").find(line[0]) != std::string_view::npos;
 }
 
 bool begins(std::string_view text, std::string_view begin) {
@@ -118,28 +120,21 @@ std::string escaped(std::string text) {
 class Flow {
  public:
   Flow() { run_.hold_clock(); }
-  // What came with the step, in the order ! = * E |.
+  // What came with the step, in the order L ! = * E F |.
   Lines play(const Step& step);
   void end();
   void abandon() { run_.kill(); }
 
  private:
   Lines said();
-  Lines play_each(std::string text);
-  bool put(const std::string& word, const std::string& rest);
+  Lines play_each(const std::string& text);
   bool set(const std::string& word, const std::string& rest);
   void act(const std::string& word, const std::string& rest);
-  void start();
 
   BackendRun run_;
   bool started_ = false;
-  bool begun_ = false;  // a step was played
+  Lines shown_;  // of files, by the step
 };
-
-void Flow::start() {
-  run_.start();
-  started_ = true;
-}
 
 // The log names each command's own words.
 bool same_but_log(Lines a, Lines b) {
@@ -151,10 +146,11 @@ bool same_but_log(Lines a, Lines b) {
   return a == b;
 }
 
-// What a step puts into the program's directory. False: the step is none of these.
-bool Flow::put(const std::string& word, const std::string& rest) {
+// What is set before the start, and files, which may also come later. False: the step is neither.
+bool Flow::set(const std::string& word, const std::string& rest) {
   const std::size_t blank = rest.find(' ');
-  const std::string path = run_.dir() / unescaped(rest.substr(0, blank));
+  const std::size_t equals = rest.find('=');
+  const std::string path = run_.dir / unescaped(rest.substr(0, blank));
   if (word == "file") {
     write_file(path, unescaped(rest.substr(blank + 1)));
   } else if (word == "fifo") {
@@ -163,33 +159,22 @@ bool Flow::put(const std::string& word, const std::string& rest) {
     std::filesystem::create_directories(path);
   } else if (word == "link") {
     std::filesystem::create_symlink(rest.substr(blank + 1), path);
-  } else {
+  } else if (started_) {
     return false;
-  }
-  return true;
-}
-
-// Options, before the start. False: the step is none.
-bool Flow::set(const std::string& word, const std::string& rest) {
-  const std::size_t equals = rest.find('=');
-  if (word == "env" && begins(rest, "-")) {
-    run_.unset_env(rest.substr(1));
+  } else if (word == "env" && begins(rest, "-")) {
+    run_.env.erase(rest.substr(1));
   } else if (word == "env") {
-    run_.set_env(rest.substr(0, equals), unescaped(rest.substr(equals + 1)));
+    run_.env[rest.substr(0, equals)] = unescaped(rest.substr(equals + 1));
   } else if (word == "hub") {
-    run_.set_env("TD_BACKEND_MODE", "hub");
+    run_.env["TD_BACKEND_MODE"] = "hub";
   } else if (word == "without") {
-    run_.without_events();
-  } else if (word == "tg_api") {
-    run_.set_env_files(unescaped(rest), "");
-  } else if (word == "library") {
-    run_.use_library(rest);
+    run_.env.erase("BACKEND_EVENTS_FILE");
+  } else if (word == "tg_api" || word == "tg_login") {
+    run_.set_env_file(word, unescaped(rest));
   } else if (word == "zlib") {
-    run_.with_zlib();
-  } else if (word == "argv0") {
-    run_.set_argv0(rest);
-  } else if (word == "closed") {
-    run_.close_at_start(std::stoi(rest));
+    run_.zlib = true;
+  } else if (word == "input") {
+    run_.input = rest;
   } else {
     return false;
   }
@@ -201,6 +186,8 @@ void Flow::act(const std::string& word, const std::string& rest) {
     run_.send_line(rest);
   } else if (word == ">>") {
     run_.feed(unescaped(rest));
+  } else if (word == "write") {
+    run_.write_input(unescaped(rest));
   } else if (word == "td") {
     run_.deliver(rest);
   } else if (begins(word, "td:")) {
@@ -211,7 +198,7 @@ void Flow::act(const std::string& word, const std::string& rest) {
     run_.forget();
     run_.deliver(rest);
   } else if (word == "state") {
-    run_.deliver_auth_state("authorizationState" + rest);
+    run_.deliver_auth_state(rest);
   } else if (word == "login") {
     run_.login();
   } else if (word == "idle") {
@@ -222,11 +209,12 @@ void Flow::act(const std::string& word, const std::string& rest) {
   } else if (word == "later") {
     run_.advance_ms(std::stoll(rest));
   } else if (word == "log") {
-    run_.log_from_tdlib(rest[0] - '0', rest.substr(2));
+    run_.log_from_tdlib(0, 1, rest[0] - '0', unescaped(rest.substr(2)));
   } else if (word == "thread_log") {
-    run_.log_from_thread(rest[0] - '0', rest.substr(2));
-  } else if (word == "fault") {
-    run_.fault(rest);
+    run_.log_from_tdlib(1, 1, rest[0] - '0', rest.substr(2));
+  } else if (word == "show") {
+    std::istringstream file(read_file(run_.dir / rest));
+    for (std::string line; std::getline(file, line);) shown_.push_back(line);
   } else if (word == "close_input") {
     run_.close_input();
     run_.idle();
@@ -243,12 +231,12 @@ void Flow::act(const std::string& word, const std::string& rest) {
 }
 
 // A step that stands for several commands, "each a ; b ; c": all must say the same.
-Lines Flow::play_each(std::string text) {
+Lines Flow::play_each(const std::string& text) {
   Lines first;
   for (std::size_t begin = 0; begin != std::string::npos;) {
     const std::size_t end = text.find(" ; ", begin);
     const std::string line = text.substr(begin, end == std::string::npos ? end : end - begin);
-    run_.send_line(line);
+    run_.feed(unescaped(line) + "\n");
     const Lines now = said();
     if (begin == 0) first = now;
     if (!same_but_log(now, first)) throw std::runtime_error("says something else: " + line);
@@ -259,7 +247,7 @@ Lines Flow::play_each(std::string text) {
 
 Lines Flow::play(const Step& step) {
   std::string text = expand_objects(step.text);
-  replace_all(text, "$DIR", run_.dir().path());
+  replace_all(text, "$DIR", run_.dir.path());
   for (std::size_t at = text.find("$64("); at != std::string::npos; at = text.find("$64(")) {
     const std::size_t end = text.find(')', at);
     text.replace(at, end + 1 - at, base64(unescaped(text.substr(at + 4, end - at - 4))));
@@ -267,20 +255,21 @@ Lines Flow::play(const Step& step) {
   const std::size_t blank = text.find(' ');
   const std::string word = text.substr(0, blank);
   const std::string rest = blank == std::string::npos ? "" : text.substr(blank + 1);
-  if (put(word, rest) || (!started_ && set(word, rest))) return {};
-  if (!started_) start();
-  const bool shown = begun_ || word == "start";
-  begun_ = true;
-  if (!shown) run_.forget();
-  if (word == "start") {
-    Lines lines = said();
-    lines.insert(lines.begin(), "L " + run_.loaded());
-    for (const std::string& call : run_.set_up_calls()) lines.push_back("L " + call);
-    return lines;
+  if (set(word, rest)) return {};
+  if (!started_) {
+    started_ = true;
+    run_.start();
+    if (word != "start") run_.forget();
   }
   if (word == "each") return play_each(rest);
-  act(word, rest);
-  return said();
+  if (word != "start") {
+    act(word, rest);
+    return said();
+  }
+  Lines lines;
+  for (const std::string& call : run_.told()) lines.push_back("L " + call);
+  for (const std::string& line : said()) lines.push_back(line);
+  return lines;
 }
 
 void Flow::end() {
@@ -291,17 +280,17 @@ Lines Flow::said() {
   Lines lines;
   const auto take = [&](char mark, const Lines& some) {
     for (std::string line : some) {
-      replace_all(line, run_.dir().path(), "$DIR");
+      replace_all(line, run_.dir.path(), "$DIR");
       replace_all(line, "pid=" + std::to_string(run_.pid()), "pid=$PID");
       replace_all(line, "\"pid\":" + std::to_string(run_.pid()), "\"pid\":$PID");
       lines.push_back(std::string(1, mark) + " " + escaped(line));
     }
   };
-  if (!started_) return lines;
   take('!', run_.requests());
   take('=', run_.replies());
   take('*', run_.events());
   take('E', run_.error_lines());
+  take('F', std::exchange(shown_, {}));
   take('|', run_.log_lines());
   return lines;
 }
@@ -311,7 +300,7 @@ Lines Flow::said() {
 std::string compare(const Lines& expected, Lines& now) {
   Lines kept;
   std::string wrong;
-  for (const char kind : std::string_view("L!=*E")) {
+  for (const char kind : std::string_view("L!=*EF")) {
     Lines want, got;
     for (const std::string& line : expected)
       if (line[0] == kind) want.push_back(line);

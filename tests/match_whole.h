@@ -29,3 +29,7 @@ inline std::vector<std::string> match_whole(const std::string& text,
   regfree(&compiled);
   return groups;
 }
+
+inline bool matches(const std::string& text, const std::string& expression) {
+  return !match_whole(text, expression).empty();
+}

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the client that README.md shows, as it stands, over the scripted library.
+"""Runs the client that README.md shows, as it stands, over a library that floods.
 
 usage: check_readme.py README.md PROGRAM LIBRARY
 """
@@ -28,8 +28,8 @@ def main():
         run = subprocess.run(
             [sys.executable, "-c", client, backend], input="+15550100\n", text=True,
             capture_output=True, timeout=120, check=False,
-            env={**os.environ, "TMPDIR": work, "TD_STANDIN_FLOOD": str(objects),
-                 "TD_STANDIN_FLOOD_END": "null"})
+            env={**os.environ, "TMPDIR": work, "TD_FLOOD": str(objects),
+                 "TD_FLOOD_END": "null"})
     print(run.stdout, run.stderr)
     assert run.returncode == 0, run.returncode
     assert "phone? " in run.stdout and "logged in\n" in run.stdout

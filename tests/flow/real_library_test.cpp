@@ -35,45 +35,11 @@ static Lines login_events(BackendRun& run) {
   return events;
 }
 
-TEST(RealLibrary, StartsAnswersAndStops) {
-  BackendRun first;
-  first.use_real_library(false);
-  first.without_events();
-  first.start();
-  first.wait_for_reply("NEED phone");
-  EXPECT_EQ(first.all_output().substr(0, first.all_output().find("NEED phone")),
-            "BACKEND_READY client_id=1\nAUTH_STATE WaitTdlibParameters\n"
-            "AUTH_STATE WaitPhoneNumber\n");
-  first.write_input("ping\nchats\n");
-  EXPECT_EQ(first.wait_for_reply(""), "PONG");
-  EXPECT_EQ(first.wait_for_reply(""), "ERR not_ready");
-
-  BackendRun second;
-  second.use_real_library(false);
-  second.set_env("TDLIB_DB_DIR", first.dir() / "tdlib-db");
-  second.start();
-  EXPECT_EQ(second.wait_exit(), 9);
-  EXPECT_EQ(second.all_output(), "FATAL tdlib db locked\n");
-
-  first.write_input("ping\n");
-  EXPECT_EQ(first.wait_for_reply(""), "PONG") << "the refused one has disturbed nothing";
-  EXPECT_EQ(first.quit(), 0);
-  EXPECT_EQ(first.wait_for_reply(""), "BYE");
-
-  BackendRun again;
-  again.use_real_library(false);
-  again.set_env("TDLIB_DB_DIR", first.dir() / "tdlib-db");
-  again.set_env("TDLIB_FILES_DIR", first.dir() / "tdlib-files");
-  again.start();
-  again.wait_for_reply("NEED phone");
-  EXPECT_EQ(again.quit(), 0);
-}
-
 // Each object of the library is let through one by one.
 TEST(RealLibrary, OptionsAreWorkedOffWithCommandsBetweenThem) {
   BackendRun run;
-  run.use_real_library(true);
-  run.set_env("TDLIB_LOG_VERBOSITY", "3");
+  run.real = true;
+  run.env["TDLIB_LOG_VERBOSITY"] = "3";
   run.start();
   int options = 0;
   int options_after_ping = 0;
@@ -110,8 +76,9 @@ TEST(RealLibrary, OptionsAreWorkedOffWithCommandsBetweenThem) {
 }
 
 TEST(RealLibrary, HubMode) {
-  BackendRun run(Mode::kHub);
-  run.use_real_library(true);
+  BackendRun run;
+  run.env["TD_BACKEND_MODE"] = "hub";
+  run.real = true;
   run.start();
   Lines log;
   while (!contains(log, "NEED phone") || !contains(log, "TD_OK setParams")) {
@@ -199,21 +166,20 @@ TEST(RealLibrary, LinesOfAnyBytesLeaveItAlive) {
   constexpr int kLines = 10000;
   constexpr int kLinesAtOnce = 1000;
   BackendRun run;
-  run.do_not_record();
-  run.use_real_library(true);
-  run.set_env("BACKEND_PROTOCOL", "2");
+  run.record = false;
+  run.real = true;
+  run.env["BACKEND_PROTOCOL"] = "2";
   run.start();
-  const std::string path = run.dir() / "sent\xC3\xA9";
+  const std::string path = run.dir / "sent\xC3\xA9";
   write_file(path, "x");
   ArgumentMaker maker(path);
   for (int i = 0; i < 20; ++i) run.receive_real();
   std::size_t reached = 0;
   std::size_t answered = 0;
-  const char* const states[] = {"authorizationStateWaitPhoneNumber", "authorizationStateWaitCode",
-                                "authorizationStateWaitPassword"};
+  const char* const states[] = {"WaitPhoneNumber", "WaitCode", "WaitPassword"};
   for (int sent = 0; sent < kLines && run.running(); sent += kLinesAtOnce) {
     const auto step = static_cast<std::size_t>(sent / kLinesAtOnce);
-    run.deliver_auth_state(step < 3 ? states[step] : "authorizationStateReady");
+    run.deliver_auth_state(step < 3 ? states[step] : "Ready");
     std::string lines;
     for (int i = 0; i < kLinesAtOnce; ++i) {
       const Table<Command> table = command_table();

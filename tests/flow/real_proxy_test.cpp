@@ -27,9 +27,9 @@ std::string proxy_state(BackendRun& run) {
 // secret stays out of every line, TDLib's own included.
 TEST(RealLibrary, KnowsProxies) {
   BackendRun run;
-  run.use_real_library(true);
-  run.set_env("TG_API_ID", "1");
-  run.set_env("TG_API_HASH", "0123456789abcdef0123456789abcdef");
+  run.real = true;
+  run.env["TG_API_ID"] = "1";
+  run.env["TG_API_HASH"] = "0123456789abcdef0123456789abcdef";
   run.start();
   wait_for_event(run, R"({"type":"auth_state","state":"WaitPhoneNumber"})");
   ASSERT_EQ(proxy_state(run), R"({"type":"proxy_state","enabled":false,"count":0})");

@@ -8,6 +8,4 @@
 struct HeldClock {
   std::atomic<std::int64_t> mono_ns;
   std::atomic<std::int64_t> wall_ns;
-  std::atomic<std::int32_t> fail_mono;  // not 0: reading CLOCK_MONOTONIC fails
-  std::atomic<std::int32_t> fail_wall;  // not 0: reading CLOCK_REALTIME fails
 };

@@ -7,35 +7,17 @@
 // TD_STANDIN_REAL: path of the real library. The calls then go on to it, and the test decides
 // with each receive call whether the real library is asked or the test's own text is returned.
 //
-// Without a socket, for benchmarks, it floods:
-//   TD_STANDIN_FLOOD          file with one object a line, given again and again
-//   TD_STANDIN_FLOOD_COUNT    how many objects in all (default: each once)
-//   TD_STANDIN_FLOOD_PRELUDE  file with objects that come once before; not counted
-//   TD_STANDIN_FLOOD_END      "close" (default): then the closed state; "null": then nothing
-//   TD_STANDIN_FLOOD_REPORT   file that gets one line of figures when the flood has been handled
-// The flood makes no system call, allocation or copy an object. Where it gives nothing it waits,
-// and answers the request that is sent to wake it.
-//
 // TD_STANDIN_CLIENT_ID: the client id (default 1).
 
 #include <dlfcn.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -59,47 +41,12 @@ static LogCallback g_log_callback = nullptr;
   _exit(98);
 }
 
-static void write_all(const char* data, std::size_t size) {
-  while (size != 0) {
-    const ssize_t n = send(g_fd, data, size, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) give_up("the test does not read");
-    data += n;
-    size -= static_cast<std::size_t>(n);
-  }
-}
-
-static void read_all(char* data, std::size_t size) {
-  while (size != 0) {
-    const ssize_t n = recv(g_fd, data, size, 0);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) give_up("the test is gone");
-    data += n;
-    size -= static_cast<std::size_t>(n);
-  }
-}
-
 // Requests come from two of the program's threads.
 static std::mutex g_report_mutex;
 
 static void report(char kind, const std::string& text) {
-  if (g_fd < 0) return;
   const std::lock_guard<std::mutex> lock(g_report_mutex);
-  std::string frame(5, kind);
-  const auto size = static_cast<std::uint32_t>(text.size());
-  std::memcpy(&frame[1], &size, sizeof size);
-  frame += text;
-  write_all(frame.data(), frame.size());
-}
-
-static char read_order(std::string& text) {
-  char head[5];
-  read_all(head, sizeof head);
-  std::uint32_t size = 0;
-  std::memcpy(&size, head + 1, sizeof size);
-  text.resize(size);
-  read_all(text.data(), size);
-  return head[0];
+  if (!send_frame(g_fd, kind, text)) give_up("the test does not read");
 }
 
 // ---- the real library behind this one
@@ -127,120 +74,6 @@ static void load_real(const char* path) {
   resolve(library, "td_receive", g_real.receive);
   resolve(library, "td_set_log_verbosity_level", g_real.set_log_verbosity_level);
   resolve(library, "td_set_log_message_callback", g_real.set_log_message_callback);
-}
-
-// ---- the flood
-
-struct Flood {
-  std::string bytes;
-  std::string prelude_bytes;
-  std::vector<const char*> objects;
-  std::vector<const char*> prelude;
-  std::size_t next_prelude = 0;
-  bool begun = false;
-  bool ended = false;
-  bool closed = false;
-  timespec begin{};
-  long rss_begin_kib = 0;
-};
-static Flood g_flood;
-static std::uint64_t g_flood_count = 0;
-static std::uint64_t g_flood_left = 0;
-static std::size_t g_flood_next = 0;
-static std::atomic<std::uint64_t> g_flood_sends{0};
-
-static std::vector<const char*> read_objects(const char* path, std::string& bytes) {
-  std::vector<const char*> objects;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) give_up("cannot read the file of the flood");
-  bytes.assign(std::istreambuf_iterator<char>(file), {});
-  std::size_t begin = 0;
-  for (std::size_t end = bytes.find('\n'); end != std::string::npos;
-       end = bytes.find('\n', begin)) {
-    bytes[end] = '\0';
-    if (end != begin) objects.push_back(bytes.data() + begin);
-    begin = end + 1;
-  }
-  if (begin < bytes.size()) objects.push_back(bytes.data() + begin);
-  return objects;
-}
-
-static void prepare_flood() {
-  const char* path = std::getenv("TD_STANDIN_FLOOD");
-  if (path == nullptr) return;
-  g_flood.objects = read_objects(path, g_flood.bytes);
-  if (g_flood.objects.empty()) give_up("the file of the flood is empty");
-  if (const char* prelude = std::getenv("TD_STANDIN_FLOOD_PRELUDE")) {
-    g_flood.prelude = read_objects(prelude, g_flood.prelude_bytes);
-  }
-  const char* count = std::getenv("TD_STANDIN_FLOOD_COUNT");
-  g_flood_count = count != nullptr ? std::strtoull(count, nullptr, 10) : g_flood.objects.size();
-}
-
-static long resident_kib() {
-  std::ifstream statm("/proc/self/statm");
-  long size = 0;
-  long resident = 0;
-  statm >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
-static void report_flood() {
-  timespec end{};
-  clock_gettime(CLOCK_MONOTONIC, &end);
-  const long long ns = (static_cast<long long>(end.tv_sec) - g_flood.begin.tv_sec) * 1000000000 +
-                       (end.tv_nsec - g_flood.begin.tv_nsec);
-  if (const char* path = std::getenv("TD_STANDIN_FLOOD_REPORT")) {
-    std::ofstream(path) << "objects=" << g_flood_count << " ns=" << ns << " sends=" << g_flood_sends
-                        << " rss_begin_kib=" << g_flood.rss_begin_kib
-                        << " rss_end_kib=" << resident_kib() << "\n";
-  }
-}
-
-static std::mutex g_wake_mutex;
-static std::condition_variable g_wake;
-static unsigned g_wakes = 0;
-
-static const char* wait_for_wake(double timeout) {
-  std::unique_lock<std::mutex> lock(g_wake_mutex);
-  if (!g_wake.wait_for(lock, std::chrono::duration<double>(timeout), [] { return g_wakes != 0; })) {
-    return nullptr;
-  }
-  --g_wakes;
-  return R"({"@type":"ok","@extra":"wake","@client_id":1})";
-}
-
-static void answer_wake(const char* request) {
-  if (std::strcmp(request, R"({"@type":"testCallEmpty","@extra":"wake"})") != 0) return;
-  const std::lock_guard<std::mutex> lock(g_wake_mutex);
-  ++g_wakes;
-  g_wake.notify_one();
-}
-
-// What comes before and after the flood itself.
-static const char* around_the_flood(double timeout) {
-  if (g_flood.next_prelude < g_flood.prelude.size()) {
-    return g_flood.prelude[g_flood.next_prelude++];
-  }
-  if (!g_flood.begun && g_flood_count != 0) {
-    g_flood.begun = true;
-    g_flood.rss_begin_kib = resident_kib();
-    g_flood_left = g_flood_count - 1;
-    g_flood_next = 1 % g_flood.objects.size();
-    clock_gettime(CLOCK_MONOTONIC, &g_flood.begin);
-    return g_flood.objects[0];
-  }
-  if (g_flood.begun && !g_flood.ended) {
-    g_flood.ended = true;
-    report_flood();
-  }
-  const char* end = std::getenv("TD_STANDIN_FLOOD_END");
-  if (!g_flood.closed && (end == nullptr || std::strcmp(end, "null") != 0)) {
-    g_flood.closed = true;
-    return R"({"@type":"updateAuthorizationState","authorization_state":)"
-           R"({"@type":"authorizationStateClosed"},"@client_id":1})";
-  }
-  return wait_for_wake(timeout);
 }
 
 // ---- faults that a test can order
@@ -305,57 +138,55 @@ TD_STANDIN_AS_WRITTEN static void crash_inside_malloc() {
 
 static void on_a_thread(void (*function)()) { std::thread(function).join(); }
 
-static void commit_fault(const std::string& name) {
-  if (name == "abort") std::raise(SIGABRT);
-  if (name == "raise_segv") std::raise(SIGSEGV);
-  if (name == "trap") std::raise(SIGTRAP);
-  if (name == "segv") write_to_bad_address();
-  if (name == "bus") touch_beyond_the_file();
-  if (name == "fpe") {
+struct Fault {
+  const char* name;
+  void (*commit)();
+};
+
+static const Fault kFaults[] = {
+    {"abort", [] { std::raise(SIGABRT); }},
+    {"segv", write_to_bad_address},
+    {"bus", touch_beyond_the_file},
 #if defined(__x86_64__) || defined(__i386__)
-    std::exit(divide_by_zero());
+    {"fpe", [] { std::exit(divide_by_zero()); }},
 #else
-    std::raise(SIGFPE);  // a division by zero does not trap there
+    {"fpe", [] { std::raise(SIGFPE); }},  // a division by zero does not trap there
 #endif
+    {"ill", [] { __builtin_trap(); }},
+    {"call_null", call_null},
+    {"stack_overflow", [] { std::exit(use_up_the_stack(0)); }},
+    {"in_malloc", crash_inside_malloc},
+    {"thread_segv", [] { on_a_thread(write_to_bad_address); }},
+    {"thread_throw", [] { on_a_thread([] { throw std::runtime_error("x"); }); }},
+    {"throw_runtime_error", [] { throw std::runtime_error("x"); }},
+    {"throw_bad_alloc", [] { throw std::bad_alloc(); }},
+    {"throw_int", [] { throw 7; }},
+    {"throw_null_what", [] { throw NullWhat(); }},
+};
+
+static void commit_fault(const std::string& name) {
+  for (const Fault& fault : kFaults) {
+    if (name == fault.name) fault.commit();
   }
-  if (name == "ill") __builtin_trap();
-  if (name == "call_null") call_null();
-  if (name == "stack_overflow") std::exit(use_up_the_stack(0));
-  if (name == "in_malloc") crash_inside_malloc();
-  if (name == "thread_segv") on_a_thread(write_to_bad_address);
-  if (name == "thread_abort") on_a_thread([] { std::raise(SIGABRT); });
-  if (name == "thread_throw") on_a_thread([] { throw std::runtime_error("x"); });
-  if (name == "throw_runtime_error") throw std::runtime_error("x");
-  if (name == "throw_bad_alloc") throw std::bad_alloc();
-  if (name == "throw_int") throw 7;
-  if (name == "throw_null_what") throw NullWhat();
-  if (name == "thread_throw_null_what") on_a_thread([] { throw NullWhat(); });
-  if (name == "thread_throw_int") on_a_thread([] { throw 7; });
-  if (name == "terminate") std::terminate();
-  if (name == "exit") std::exit(7);
   give_up("unknown fault, or one that did not happen");
 }
 
-static void flood_the_log(const std::string& order) {
+static void call_log(const std::string& order) {
   int threads = 0;
   int lines = 0;
-  if (std::sscanf(order.c_str(), "%d %d", &threads, &lines) != 2) give_up("bad order");
-  std::vector<std::thread> running;
-  running.reserve(static_cast<std::size_t>(threads));
-  for (int t = 0; t < threads; ++t) {
-    running.emplace_back([t, lines] {
-      for (int i = 0; i < lines; ++i) {
-        g_log_callback(1, ("thread " + std::to_string(t) + " line " + std::to_string(i)).c_str());
-      }
-    });
+  int level = 0;
+  int message = 0;
+  if (std::sscanf(order.c_str(), "%d %d %d %n", &threads, &lines, &level, &message) != 3 ||
+      message == 0 || g_log_callback == nullptr) {
+    give_up("bad order");
   }
+  const auto call = [&] {
+    for (int i = 0; i < lines; ++i) g_log_callback(level, order.c_str() + message);
+  };
+  if (threads == 0) return call();
+  std::vector<std::thread> running;
+  for (int i = 0; i < threads; ++i) running.emplace_back(call);
   for (std::thread& thread : running) thread.join();
-}
-
-static void call_log(const std::string& order) {
-  const std::size_t blank = order.find(' ');
-  if (blank == std::string::npos || g_log_callback == nullptr) give_up("bad order");
-  g_log_callback(std::atoi(order.c_str()), order.c_str() + blank + 1);
 }
 
 // ---- a receive call
@@ -370,38 +201,14 @@ static const char* give(const std::string& text) {
   return g_given.get();
 }
 
-static const char* receive_by_order(double timeout) {
-  g_given.reset();
-  report(kAsk, std::to_string(timeout));
-  std::string text;
-  for (;;) {
-    switch (read_order(text)) {
-      case kObject: return give(text);
-      case kNothing: return nullptr;
-      case kAskReal: {
-        if (g_real.receive == nullptr) give_up("there is no real library");
-        const char* object = g_real.receive(timeout);
-        report(object != nullptr ? kReal : kRealNone, object != nullptr ? object : "");
-        return object;
-      }
-      case kLog: call_log(text); break;
-      case kLogThread: std::thread(call_log, text).join(); break;
-      case kLogFlood: flood_the_log(text); break;
-      case kFault: commit_fault(text); break;
-      default: give_up("unknown order");
-    }
-    report(kOrderDone, "");
-  }
-}
-
 __attribute__((constructor)) static void loaded() {
   const char* fd = std::getenv("TD_STANDIN_FD");
-  if (fd == nullptr) return;
+  if (fd == nullptr) give_up("no test");
   g_fd = std::atoi(fd);
   const char* armcap = std::getenv("OPENSSL_armcap");
   const bool zlib = dlsym(RTLD_DEFAULT, "standin_zlib_mark") != nullptr;
-  report(kLoaded, std::string("armcap=") + (armcap != nullptr ? armcap : "(unset)") +
-                      (zlib ? " zlib=1" : " zlib=0"));
+  report(kTold, std::string("armcap=") + (armcap != nullptr ? armcap : "(unset)") +
+                    (zlib ? " zlib=1" : " zlib=0"));
   if (const char* real = std::getenv("TD_STANDIN_REAL")) load_real(real);
 }
 
@@ -411,30 +218,40 @@ __attribute__((constructor)) static void loaded() {
 extern "C" {
 
 int td_create_client_id() {
-  // Not when the library is loaded: its own tables are made only after that.
-  if (g_fd < 0) prepare_flood();
   const char* id = std::getenv("TD_STANDIN_CLIENT_ID");
   int client_id = id != nullptr ? std::atoi(id) : 1;
   if (g_real.create_client_id != nullptr) client_id = g_real.create_client_id();
-  report(kCreated, std::to_string(client_id));
+  report(kTold, "create " + std::to_string(client_id));
   return client_id;
 }
 
 void td_send(int client_id, const char* request) {
-  ++g_flood_sends;
-  if (g_fd < 0) return answer_wake(request);
   report(kSent, std::to_string(client_id) + " " + request);
   if (g_real.send != nullptr) g_real.send(client_id, request);
 }
 
 const char* td_receive(double timeout) {
-  if (g_flood_left != 0) {
-    --g_flood_left;
-    const char* object = g_flood.objects[g_flood_next];
-    if (++g_flood_next == g_flood.objects.size()) g_flood_next = 0;
-    return object;
+  g_given.reset();
+  report(kAsk, std::to_string(timeout));
+  for (;;) {
+    char kind = 0;
+    std::string text;
+    if (!receive_frame(g_fd, kind, text)) give_up("the test is gone");
+    switch (kind) {
+      case kObject: return give(text);
+      case kNothing: return nullptr;
+      case kAskReal: {
+        if (g_real.receive == nullptr) give_up("there is no real library");
+        const char* object = g_real.receive(timeout);
+        report(kReal, object != nullptr ? object : "");
+        return object;
+      }
+      case kLog: call_log(text); break;
+      case kFault: commit_fault(text); break;
+      default: give_up("unknown order");
+    }
+    report(kOrderDone, "");
   }
-  return g_fd >= 0 ? receive_by_order(timeout) : around_the_flood(timeout);
 }
 
 const char* td_execute(const char*) {
@@ -450,13 +267,13 @@ int td_set_log_file_path(const char*) {
 void td_set_log_max_file_size(long long) { report(kUnwanted, "td_set_log_max_file_size"); }
 
 void td_set_log_verbosity_level(int level) {
-  report(kVerbosity, std::to_string(level));
+  report(kTold, "verbosity " + std::to_string(level));
   if (g_real.set_log_verbosity_level != nullptr) g_real.set_log_verbosity_level(level);
 }
 
 void td_set_log_message_callback(int max_level, LogCallback callback) {
   g_log_callback = callback;
-  report(kLogCallback, callback != nullptr ? std::to_string(max_level) : "null");
+  report(kTold, "callback " + (callback != nullptr ? std::to_string(max_level) : "null"));
   if (g_real.set_log_message_callback != nullptr) {
     g_real.set_log_message_callback(max_level, callback);
   }

@@ -4,22 +4,19 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <filesystem>
+#include <utility>
 
 #include "tests/standin/wire.h"
 #include "tests/support/recorder.h"
 
+using Clock = std::chrono::steady_clock;
 constexpr auto kPatience = std::chrono::seconds(30);
 
 static void close_fd(int& fd) {
@@ -27,30 +24,23 @@ static void close_fd(int& fd) {
   fd = -1;
 }
 
-BackendRun::BackendRun(Mode mode) {
-  argv0_ = dir_ / "td_backend";
-  env_["TDLIB_LOG_FILE"] = dir_ / "backend.log";
-  env_["BACKEND_EVENTS_FILE"] = dir_ / "events.jsonl";
-  if (mode == Mode::kHub) env_["TD_BACKEND_MODE"] = "hub";
+BackendRun::BackendRun() : argv0(dir / "td_backend") {
+  env["TDLIB_LOG_FILE"] = dir / "backend.log";
+  env["BACKEND_EVENTS_FILE"] = dir / "events.jsonl";
 }
 
 BackendRun::~BackendRun() {
   try {
     if (running() && std::uncaught_exceptions() == 0) {
-      const int status = quit();
-      if (status != 0) ADD_FAILURE() << "the program ended with " << status << "\n" << all_errors();
-    } else if (ended_ && !collected_ && status_ != 0) {
-      ADD_FAILURE() << "the program ended unasked, with " << status_ << "\n" << all_errors();
+      EXPECT_EQ(quit(), 0) << stderr_.all;
+    } else if (ended_ && !collected_) {
+      EXPECT_EQ(status_, 0) << "ended unasked\n" << stderr_.all;
     }
   } catch (const std::exception& error) {
     ADD_FAILURE() << error.what();
   }
   kill();
-  close_fd(socket_);
-  close_fd(input_);
-  close_fd(stdout_.fd);
-  close_fd(stderr_.fd);
-  close_fd(stalled_fd_);
+  for (int* fd : {&socket_, &input_, &stdout_.fd, &stderr_.fd, &stalled_fd_}) close_fd(*fd);
   if (clock_ != nullptr) munmap(clock_, sizeof(HeldClock));
 }
 
@@ -59,40 +49,27 @@ BackendRun::~BackendRun() {
 [[noreturn]] void BackendRun::fail(const std::string& why) const {
   std::string log;  // unless it is a pipe, which would be waited for
   if (std::filesystem::is_regular_file(log_path())) log = read_file(log_path());
-  std::string text = why;
-  if (ended_) text += "\nThe program has ended with " + std::to_string(status_) + ".";
-  text += "\n--- standard output\n" + stdout_.all + "\n--- standard error\n" + stderr_.all +
-          "\n--- log\n" + log + "\n--- last requests\n";
-  const std::size_t first = all_requests_.size() > 5 ? all_requests_.size() - 5 : 0;
-  for (std::size_t i = first; i < all_requests_.size(); ++i) text += all_requests_[i] + "\n";
-  throw BackendError(text);
+  const std::string end = ended_ ? "\nThe program has ended with " + std::to_string(status_) : "";
+  throw BackendError(why + end + "\n--- standard output\n" + stdout_.all +
+                     "\n--- standard error\n" + stderr_.all + "\n--- log\n" + log);
 }
 
-// Reads what is there. True when something was.
-bool BackendRun::drain(Stream& stream) {
-  bool some = false;
+void BackendRun::drain(Stream& stream) {
   char buffer[65536];
   while (stream.fd >= 0) {
     const ssize_t n = read(stream.fd, buffer, sizeof buffer);
-    if (n <= 0) {
-      if (n == 0) close_fd(stream.fd);
-      return some;
-    }
+    if (n == 0) close_fd(stream.fd);
+    if (n <= 0) return;
     stream.all.append(buffer, static_cast<std::size_t>(n));
-    some = true;
   }
-  return some;
 }
 
-void BackendRun::drain_output() {
-  drain(stdout_);
-  drain(stderr_);
-}
-
-// Waits until there is a frame (true), or the program has ended or has written (false).
-bool BackendRun::wait_for_event(bool want_frame, Clock::time_point deadline,
-                                const std::string& what) {
-  for (;;) {
+// Takes the library's next report, and its kind. False: the program has ended.
+bool BackendRun::next_report(char& kind, const std::string& what) {
+  const Clock::time_point deadline = Clock::now() + kPatience;
+  std::string text;
+  for (bool received = false; !received;) {
+    if (ended_) return false;
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     if (left <= 0) fail("nothing happened for 30 seconds after: " + what);
@@ -102,19 +79,37 @@ bool BackendRun::wait_for_event(bool want_frame, Clock::time_point deadline,
                     {stdout_.fd, POLLIN, 0},
                     {stderr_.fd, POLLIN, 0}};
     if (poll(fds, 4, static_cast<int>(left)) <= 0) continue;
-    const bool replied = drain(stdout_);
-    const bool written = drain(stderr_) || replied;
-    if ((fds[0].revents & POLLIN) != 0) {
-      char byte = 0;
-      if (recv(socket_, &byte, 1, MSG_PEEK) == 1) return true;
-    }
-    if (fds[0].revents != 0) close_fd(socket_);
-    if ((fds[1].revents & POLLIN) != 0 && socket_ < 0) {
+    drain(stdout_);
+    drain(stderr_);
+    if (fds[0].revents != 0) {
+      received = receive_frame(socket_, kind, text);
+      if (!received) close_fd(socket_);
+    } else if (fds[1].revents != 0 && socket_ < 0) {
       reap();
-      return false;
     }
-    if (written && !want_frame) return false;
   }
+  if (kind == kTold) told_.push_back(text);
+  if (kind == kTold && text.rfind("create ", 0) == 0) client_id_ = text.substr(7);
+  if (kind == kSent) {
+    const std::size_t blank = text.find(' ');
+    if (client_id_ != text.substr(0, blank)) fail("sent with another client's id: " + text);
+    requests_.push_back(text.substr(blank + 1));
+    if (record) record_request_line(requests_.back());
+  }
+  if (kind == kReal) real_object_ = text;
+  if (kind == kAsk) last_timeout_ = text;
+  if (kind == kUnwanted) fail("the program called " + text);
+  return true;
+}
+
+void BackendRun::wait_for_ask(const std::string& what) {
+  for (char kind = 0; kind != kOrderDone && !asked_;) {
+    if (!next_report(kind, what)) return;
+    asked_ = kind == kAsk;
+  }
+  drain(stdout_);
+  drain(stderr_);
+  record_events();
 }
 
 void BackendRun::reap() {
@@ -125,90 +120,19 @@ void BackendRun::reap() {
   ended_ = true;
   asked_ = false;
   close_fd(pidfd_);
-  drain_output();
-  record_events();
-}
-
-bool BackendRun::read_frame(char& kind, std::string& text) const {
-  char head[5];
-  if (recv(socket_, head, sizeof head, MSG_WAITALL) != sizeof head) return false;
-  std::uint32_t size = 0;
-  std::memcpy(&size, head + 1, sizeof size);
-  text.resize(size);
-  kind = head[0];
-  for (std::size_t got = 0; got < size;) {
-    const ssize_t n = recv(socket_, text.data() + got, size - got, 0);
-    if (n <= 0) return false;
-    got += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
-// True when the report says that the library waits for the test.
-bool BackendRun::handle_report(char kind, std::string text) {
-  switch (kind) {
-    case kLoaded: loaded_ = text; return false;
-    case kCreated:
-      client_id_ = std::atoi(text.c_str());
-      set_up_calls_.push_back("create " + text);
-      return false;
-    case kVerbosity: set_up_calls_.push_back("verbosity " + text); return false;
-    case kLogCallback: set_up_calls_.push_back("callback " + text); return false;
-    case kSent: {
-      const std::size_t blank = text.find(' ');
-      const std::string client = text.substr(0, blank);
-      text.erase(0, blank + 1);
-      if (client_id_ == 0 || client != std::to_string(client_id_)) {
-        fail("sent with client id " + client + ": " + text);
-      }
-      if (record_) record_request_line(text);
-      all_requests_.push_back(text);
-      requests_.push_back(std::move(text));
-      return false;
-    }
-    case kReal: real_object_ = std::move(text); return false;
-    case kRealNone: real_object_.clear(); return false;
-    case kAsk:
-      last_timeout_ = text;
-      asked_ = true;
-      return true;
-    case kOrderDone: return true;
-    default: fail("the program called " + text);
-  }
-}
-
-void BackendRun::wait_for_ask(const std::string& what) {
-  const Clock::time_point deadline = Clock::now() + kPatience;
-  char kind = 0;
-  std::string text;
-  while (!ended_) {
-    if (!wait_for_event(true, deadline, what)) continue;
-    if (!read_frame(kind, text)) continue;
-    if (handle_report(kind, std::move(text))) break;
-  }
-  drain_output();
+  drain(stdout_);
+  drain(stderr_);
   record_events();
 }
 
 // ---- steps
 
-void BackendRun::need_ask(const std::string& what) const {
-  if (!asked_) fail("the program does not wait for TDLib, so not possible: " + what);
-}
-
 void BackendRun::order(char kind, std::string_view text, const std::string& what) {
-  need_ask(what);
-  std::string frame(5, kind);
-  const auto size = static_cast<std::uint32_t>(text.size());
-  std::memcpy(&frame[1], &size, sizeof size);
-  frame += text;
-  if (kind == kObject || kind == kNothing || kind == kAskReal) asked_ = false;
-  for (std::size_t done = 0; done < frame.size();) {
-    const ssize_t n = send(socket_, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
-    if (n <= 0) break;  // it has ended, as the wait finds out
-    done += static_cast<std::size_t>(n);
-  }
+  if (!asked_) fail("the program does not wait for TDLib, so not possible: " + what);
+  asked_ = false;
+  send_frame(socket_, kind, text);  // where it has ended, the wait finds out
   wait_for_ask(what);
+  if (kind == kLog) asked_ = !ended_;
 }
 
 void BackendRun::write_input(std::string_view bytes) {
@@ -219,13 +143,12 @@ void BackendRun::write_input(std::string_view bytes) {
 
 void BackendRun::feed(std::string_view bytes) {
   const std::string what = "input " + std::string(bytes.substr(0, 200));
-  need_ask(what);
-  while (!bytes.empty() && asked_) {
+  do {
     const ssize_t n = write(input_, bytes.data(), bytes.size());
     if (n < 0 && errno != EAGAIN) fail("cannot write standard input");
     if (n > 0) bytes.remove_prefix(static_cast<std::size_t>(n));
     order(kNothing, "", what);
-  }
+  } while (!bytes.empty() && asked_);
 }
 
 void BackendRun::send_line(std::string_view line) { feed(std::string(line) + "\n"); }
@@ -235,20 +158,22 @@ void BackendRun::deliver(std::string_view object) {
 }
 
 void BackendRun::answer(std::string_view object, std::string_view tag) {
-  deliver(tagged(object, tag));
+  deliver(std::string(object.substr(0, object.rfind('}'))) + R"(,"@extra":")" + std::string(tag) +
+          R"(","@client_id":1})");
 }
 
 void BackendRun::idle() { order(kNothing, "", "an empty receive call"); }
 
 void BackendRun::deliver_auth_state(std::string_view state) {
-  deliver(R"({"@type":"updateAuthorizationState","authorization_state":{"@type":")" +
-          std::string(state) + R"("},"@client_id":)" + std::to_string(client_id_) + "}");
+  deliver(R"({"@type":"updateAuthorizationState","authorization_state":)"
+          R"({"@type":"authorizationState)" +
+          std::string(state) + R"("},"@client_id":)" + client_id_ + "}");
 }
 
 void BackendRun::login() {
-  deliver_auth_state("authorizationStateWaitTdlibParameters");
+  deliver_auth_state("WaitTdlibParameters");
   answer(R"({"@type":"ok"})", "setParams");
-  deliver_auth_state("authorizationStateReady");
+  deliver_auth_state("Ready");
   forget();
 }
 
@@ -262,35 +187,17 @@ void BackendRun::fault(std::string_view name) {
   if (!ended_) fail("the program has survived the fault " + std::string(name));
 }
 
-void BackendRun::log_from_tdlib(int level, std::string_view message) {
-  order(kLog, std::to_string(level) + " " + std::string(message), "log line");
-}
-
-void BackendRun::log_from_thread(int level, std::string_view message) {
-  order(kLogThread, std::to_string(level) + " " + std::string(message), "log line of a thread");
-}
-
-void BackendRun::flood_log(int threads, int lines) {
-  order(kLogFlood, std::to_string(threads) + " " + std::to_string(lines), "log lines of threads");
+void BackendRun::log_from_tdlib(int threads, int times, int level, std::string_view message) {
+  std::string text;
+  for (const int number : {threads, times, level}) text += std::to_string(number) + " ";
+  order(kLog, text.append(message), "log line");
 }
 
 // ---- what came
 
-Lines BackendRun::take_lines(Stream& stream) {
-  drain_output();
+// The whole lines of `all` behind `taken`, which moves behind them.
+static Lines whole_lines(const std::string& all, std::size_t& taken) {
   Lines lines;
-  for (std::size_t end = stream.all.find('\n', stream.taken); end != std::string::npos;
-       end = stream.all.find('\n', stream.taken)) {
-    lines.push_back(stream.all.substr(stream.taken, end - stream.taken));
-    stream.taken = end + 1;
-  }
-  return lines;
-}
-
-Lines BackendRun::take_file_lines(const std::string& path, std::size_t& taken) const {
-  Lines lines;
-  if (!std::filesystem::is_regular_file(path)) return lines;
-  const std::string all = read_file(path);
   for (std::size_t end = all.find('\n', taken); end != std::string::npos;
        end = all.find('\n', taken)) {
     lines.push_back(all.substr(taken, end - taken));
@@ -299,19 +206,24 @@ Lines BackendRun::take_file_lines(const std::string& path, std::size_t& taken) c
   return lines;
 }
 
+Lines BackendRun::take_lines(Stream& stream) {
+  drain(stream);
+  return whole_lines(stream.all, stream.taken);
+}
+
+Lines BackendRun::take_file_lines(const std::string& path, std::size_t& taken) const {
+  if (!std::filesystem::is_regular_file(path)) return {};
+  return whole_lines(read_file(path), taken);
+}
+
 void BackendRun::record_events() {
-  if (!record_) return;
+  if (!record) return;
   for (const std::string& line : take_file_lines(events_path(), events_recorded_)) {
     record_event_line(line);
   }
 }
 
-Lines BackendRun::requests() {
-  Lines lines;
-  lines.swap(requests_);
-  return lines;
-}
-
+Lines BackendRun::requests() { return std::exchange(requests_, {}); }
 Lines BackendRun::events() { return take_file_lines(events_path(), events_taken_); }
 Lines BackendRun::log_lines() { return take_file_lines(log_path(), log_taken_); }
 Lines BackendRun::replies() { return take_lines(stdout_); }
@@ -334,73 +246,39 @@ void BackendRun::forget() {
   error_lines();
 }
 
-std::string BackendRun::wait_for_line(Stream& stream, std::string_view begin) {
-  const Clock::time_point deadline = Clock::now() + kPatience;
-  for (;;) {
-    std::size_t end = stream.all.find('\n', stream.taken);
-    for (; end != std::string::npos; end = stream.all.find('\n', stream.taken)) {
-      std::string line = stream.all.substr(stream.taken, end - stream.taken);
-      stream.taken = end + 1;
-      if (line.compare(0, begin.size(), begin) == 0) return line;
-    }
-    if (ended_) fail("the program has ended without the line " + std::string(begin));
-    wait_for_event(false, deadline, "waiting for the line " + std::string(begin));
-  }
-}
-
-std::string BackendRun::wait_for_reply(std::string_view begin) {
-  return wait_for_line(stdout_, begin);
-}
-
 std::string BackendRun::wait_for_request() {
-  const Clock::time_point deadline = Clock::now() + kPatience;
-  char kind = 0;
-  std::string text;
-  while (requests_.empty() && !ended_) {
-    if (!wait_for_event(true, deadline, "waiting for a request")) continue;
-    if (read_frame(kind, text)) handle_report(kind, std::move(text));
+  for (char kind = 0; requests_.empty();) {
+    if (!next_report(kind, "waiting for a request")) fail("no request");
   }
-  if (requests_.empty()) fail("the program has ended without a request");
   std::string request = requests_.front();
   requests_.erase(requests_.begin());
   return request;
 }
 
-std::string BackendRun::wait_for_error_line(std::string_view begin) {
-  return wait_for_line(stderr_, begin);
-}
-
-static std::string path_from(const TempDir& dir, const std::map<std::string, std::string>& env,
-                             const char* name) {
+std::string BackendRun::path_of(const char* name) const {
   const auto found = env.find(name);
   if (found == env.end() || found->second.empty()) return "";
   return found->second[0] == '/' ? found->second : dir / found->second;
 }
-
-std::string BackendRun::events_path() const { return path_from(dir_, env_, "BACKEND_EVENTS_FILE"); }
-std::string BackendRun::log_path() const { return path_from(dir_, env_, "TDLIB_LOG_FILE"); }
 
 // ---- the ends
 
 void BackendRun::close_input() { close_fd(input_); }
 
 void BackendRun::close_output() {
-  drain_output();
+  drain(stdout_);
   close_fd(stdout_.fd);
 }
 
 void BackendRun::stall_output() {
-  drain_output();
+  drain(stdout_);
   const std::string path = "/proc/self/fd/" + std::to_string(stdout_.fd);
   const int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   const std::string filler(4096, '#');
-  while (write(fd, filler.data(), filler.size()) > 0) {
-  }
-  while (write(fd, filler.data(), 1) > 0) {
+  while (write(fd, filler.data(), filler.size()) > 0 || write(fd, filler.data(), 1) > 0) {
   }
   close(fd);
-  stalled_fd_ = stdout_.fd;  // kept open, never read
-  stdout_.fd = -1;
+  stalled_fd_ = std::exchange(stdout_.fd, -1);  // kept open, never read
 }
 
 int BackendRun::quit() {
@@ -411,8 +289,8 @@ int BackendRun::quit() {
 int BackendRun::wait_exit() {
   for (int asks = 0; asked_ && asks < 3; ++asks) idle();
   if (asked_) fail("the program should have ended, and still waits for TDLib");
-  const Clock::time_point deadline = Clock::now() + kPatience;
-  while (!ended_) wait_for_event(false, deadline, "waiting for the program's end");
+  for (char kind = 0; next_report(kind, "waiting for the program's end");) {
+  }
   collected_ = true;
   for (const char* report :
        {"AddressSanitizer", "LeakSanitizer", "ThreadSanitizer", "runtime error:"}) {
@@ -427,14 +305,6 @@ void BackendRun::kill() {
     reap();
   }
   collected_ = true;
-}
-
-std::string tagged(std::string_view object, std::string_view tag) {
-  std::string text(object.substr(0, object.rfind('}')));
-  text += R"(,"@extra":")";
-  text += tag;
-  text += R"(","@client_id":1})";
-  return text;
 }
 
 std::string tag_of(std::string_view request) {

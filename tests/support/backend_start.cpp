@@ -26,13 +26,8 @@ constexpr int kPipeBytes = 1 << 20;
 
 static void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
-void BackendRun::use_real_library(bool stepped) {
-  real_ = true;
-  stepped_ = stepped;
-}
-
 void BackendRun::hold_clock() {
-  const std::string path = dir_ / "clock";
+  const std::string path = dir / "clock";
   write_file(path, std::string(sizeof(HeldClock), '\0'));
   const int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
   void* page = mmap(nullptr, sizeof(HeldClock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -41,44 +36,37 @@ void BackendRun::hold_clock() {
   clock_ = static_cast<HeldClock*>(page);
   clock_->mono_ns = 1'000'000LL * 1'000'000;
   clock_->wall_ns = 1'700'000'000LL * 1'000'000'000;
-  env_["TD_HELD_CLOCK"] = path;
-  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
+  env["TD_HELD_CLOCK"] = path;
+  env["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
 }
 
-void BackendRun::set_env_files(std::string_view tg_api, std::string_view tg_login) {
-  const std::string folder = dir_ / "accounts/1000/shared/misc/lumo";
+void BackendRun::set_env_file(const std::string& name, std::string_view text) {
+  const std::string folder = dir / "accounts/1000/shared/misc/lumo";
   std::filesystem::create_directories(folder);
-  write_file(folder + "/tg_api.env", tg_api);
-  write_file(folder + "/tg_login.env", tg_login);
-  env_["TD_HELD_ACCOUNTS"] = dir_ / "accounts";
-  env_["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
+  write_file(folder + "/" + name + ".env", text);
+  env["TD_HELD_ACCOUNTS"] = dir / "accounts";
+  env["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so";
 }
 
-void BackendRun::advance_ms(std::int64_t ms) {
-  clock().mono_ns += ms * 1'000'000;
-  clock().wall_ns += ms * 1'000'000;
-}
-
-HeldClock& BackendRun::clock() {
-  if (clock_ == nullptr) throw BackendError("hold_clock() comes first");
-  return *clock_;
+void BackendRun::advance_ms(std::int64_t ms) const {
+  clock_->mono_ns += ms * 1'000'000;
+  clock_->wall_ns += ms * 1'000'000;
 }
 
 void BackendRun::prepare_directory() {
   namespace fs = std::filesystem;
-  const std::string library = dir_ / "libtdjson.so.1.8.61";
   const char* program = std::getenv("TD_BACKEND_PROGRAM");
-  fs::create_symlink(program != nullptr ? program : TD_BACKEND_PROGRAM, dir_ / "td_backend");
-  if (zlib_) fs::create_symlink(TD_STANDIN_DIR "/libz.so.2", dir_ / "libz.so.2");
-  if (real_ && !fs::exists(TD_BACKEND_TDLIB)) {
+  fs::create_symlink(program != nullptr ? program : TD_BACKEND_PROGRAM, dir / "td_backend");
+  if (zlib) fs::create_symlink(TD_STANDIN_DIR "/libz.so.2", dir / "libz.so.2");
+  if (!library.empty()) {
+    const fs::path variant = fs::path(TD_STANDIN_DIR) / library / "libtdjson.so.1.8.61";
+    fs::create_symlink(variant, dir / "libtdjson.so.1.8.61");
+  }
+  if (!real) return;
+  if (!fs::exists(TD_BACKEND_TDLIB)) {
     throw BackendError("the real TDLib is not there: " TD_BACKEND_TDLIB " (tools/tdlib brings it)");
   }
-  if (real_ && stepped_) env_["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
-  if (real_ && !stepped_) {
-    fs::create_symlink(TD_BACKEND_TDLIB, library);
-  } else if (!library_.empty()) {
-    fs::create_symlink(fs::path(TD_STANDIN_DIR) / library_ / "libtdjson.so.1.8.61", library);
-  }
+  env["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
 }
 
 std::vector<std::string> BackendRun::environment() const {
@@ -92,9 +80,9 @@ std::vector<std::string> BackendRun::environment() const {
   // is still at work when the program ends; what its threads hold then is no leak of ours.
   const char* asan = std::getenv("ASAN_OPTIONS");
   all.push_back(std::string("ASAN_OPTIONS=") + (asan != nullptr ? asan : "") +
-                ":verify_asan_link_order=0" + (real_ ? ":detect_leaks=0" : ""));
-  if (stepped_) all.push_back("TD_STANDIN_FD=" + std::to_string(kSocketInProgram));
-  for (const auto& [name, value] : env_) all.push_back(name + "=" + value);
+                ":verify_asan_link_order=0" + (real ? ":detect_leaks=0" : ""));
+  all.push_back("TD_STANDIN_FD=" + std::to_string(kSocketInProgram));
+  for (const auto& [name, value] : env) all.push_back(name + "=" + value);
   return all;
 }
 
@@ -120,27 +108,27 @@ static const char* leave_the_network() {
 void BackendRun::run_child(int in, int out, int err, int socket, int failed) const {
   const char* failure = nullptr;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (real_) failure = leave_the_network();
-  if (failure == nullptr && chdir(dir_.path().c_str()) != 0) failure = "chdir";
-  if (!input_path_.empty()) in = open(input_path_.c_str(), O_RDONLY);
-  if (address_space_ != 0) {
-    const rlimit limit = {static_cast<rlim_t>(address_space_), static_cast<rlim_t>(address_space_)};
+  if (real) failure = leave_the_network();
+  if (failure == nullptr && chdir(dir.path().c_str()) != 0) failure = "chdir";
+  if (!input.empty()) in = open(input.c_str(), O_RDONLY);
+  if (address_space != 0) {
+    const rlimit limit = {static_cast<rlim_t>(address_space), static_cast<rlim_t>(address_space)};
     if (setrlimit(RLIMIT_AS, &limit) != 0) failure = "setrlimit";
   }
   if (failure == nullptr && (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0 ||
-                             (stepped_ && dup2(socket, kSocketInProgram) < 0))) {
+                             dup2(socket, kSocketInProgram) < 0)) {
     failure = "dup2";
   }
   if (failure == nullptr) {
-    for (const int fd : closed_) close(fd);
-    const std::string program = dir_ / "td_backend";
+    for (const int fd : closed) close(fd);
+    const std::string program = dir / "td_backend";
     std::vector<std::string> variables = environment();
     std::vector<char*> envp;
     envp.reserve(variables.size() + 1);
     for (std::string& variable : variables) envp.push_back(variable.data());
     envp.push_back(nullptr);
-    std::string argv0 = argv0_;
-    char* argv[] = {argv0.data(), nullptr};
+    std::string name = argv0;
+    char* argv[] = {name.data(), nullptr};
     execve(program.c_str(), argv, envp.data());
     failure = "execve";
   }
@@ -149,7 +137,12 @@ void BackendRun::run_child(int in, int out, int err, int socket, int failed) con
   _exit(127);
 }
 
-void BackendRun::start_process() {
+void BackendRun::start() {
+  prepare_directory();
+  const auto append = env.find("BACKEND_EVENTS_APPEND");
+  if (append != env.end() && append->second == "1") {
+    events_recorded_ = read_file(events_path()).size();  // those lines are not this run's
+  }
   int in[2], out[2], err[2], failed[2], sockets[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 ||
       pipe2(failed, O_CLOEXEC) != 0 ||
@@ -164,8 +157,7 @@ void BackendRun::start_process() {
   stdout_.fd = out[0];
   stderr_.fd = err[0];
   for (const int fd : {input_, stdout_.fd, stderr_.fd}) set_nonblocking(fd);
-  socket_ = stepped_ ? sockets[0] : -1;
-  if (!stepped_) close(sockets[0]);
+  socket_ = sockets[0];
   char text[256];
   const ssize_t size = pid_ > 0 ? read(failed[0], text, sizeof text) : -1;
   close(failed[0]);
@@ -176,14 +168,5 @@ void BackendRun::start_process() {
     throw BackendError("cannot start the program: " +
                        std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
   }
-}
-
-void BackendRun::start() {
-  prepare_directory();
-  const auto append = env_.find("BACKEND_EVENTS_APPEND");
-  if (append != env_.end() && append->second == "1") {
-    events_recorded_ = read_file(events_path()).size();  // those lines are not this run's
-  }
-  start_process();
-  if (stepped_) wait_for_ask("start");
+  wait_for_ask("start");
 }
