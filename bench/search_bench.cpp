@@ -115,7 +115,21 @@ void add_over(const char* name, const char* text, Function function) {
       [text, function](benchmark::State& state) { run_over(state, corpus_text(text), function); });
 }
 
+// Both chosen bytes match at every place and the needle's end never does: a search that stays
+// linear passes as many bytes a second with the long needle as with the short one.
+void add_near_matches() {
+  static const std::string text(std::size_t{1} << 20, 'a');
+  for (const std::size_t length : {1000, 100000}) {
+    for (const Searcher& searcher : kSearchers) {
+      add("near_matches/" + std::to_string(length) + '/' + searcher.name,
+          [&searcher, needle = std::string(length, 'a') + 'b' + std::string(40, 'a')](
+              benchmark::State& state) { run_search(state, searcher, text, needle); });
+    }
+  }
+}
+
 bool register_all() {
+  add_near_matches();
   for (const CorpusText& entry : corpus()) {
     for (const Needle& needle : needles_for(entry.text)) {
       for (const Searcher& searcher : kSearchers) {

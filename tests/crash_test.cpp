@@ -204,18 +204,6 @@ TEST(CrashHandler, WritesExactlyWhatIsKnown) {
   }
 }
 
-TEST(CrashHandler, WithoutFilesOnlyStandardErrorIsWritten) {
-  const ChildResult child = run_in_child([] {
-    g_log_fd = -1;
-    g_log_mirror_fd = -1;
-    g_events_fd = -1;
-    fatal_signal_handler(SIGABRT, nullptr, nullptr);
-  });
-  EXPECT_EQ(child.exit_status, 134);
-  EXPECT_EQ(child.err, "FATAL signal=6 (SIGABRT)\n");
-  EXPECT_EQ(child.log + child.mirror + child.events + child.out, "");
-}
-
 // A child that installs the handlers and then faults for real.
 ChildResult crash(const std::function<void()>& fault) {
   return run_in_child([&fault] {
@@ -255,27 +243,6 @@ void read_address_16() {
   static_cast<void>(*bad);
 }
 
-TEST(CrashReport, RealFaultsOfEveryKind) {
-  ChildResult child = crash(read_address_16);
-  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
-  EXPECT_EQ(child.err, child.log);
-  child = crash([] { std::abort(); });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 \\(SIGABRT\\) code=-6 addr=0x[0-9a-f]+");
-  EXPECT_EQ(child.err, child.log);
-  const struct {
-    int sig;
-    const char* name;
-  } kRaised[] = {{SIGBUS, "SIGBUS"}, {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"}, {SIGTRAP, "SIGTRAP"}};
-  for (const auto& c : kRaised) {
-    SCOPED_TRACE(c.name);
-    child = crash([&c] { raise(c.sig); });
-    expect_whole_report(
-        child, c.sig,
-        "FATAL signal=" + std::to_string(c.sig) + " \\(" + c.name + "\\) code=-6 addr=0x[0-9a-f]+");
-    EXPECT_EQ(child.err, child.log);
-  }
-}
-
 // Each frame touches its own 16 KiB; the sanitizers' own bookkeeping is kept out of it.
 __attribute__((noinline, no_sanitize("address", "thread", "undefined"))) int overflow(int depth) {
   volatile char frame[16 * 1024];
@@ -285,27 +252,54 @@ __attribute__((noinline, no_sanitize("address", "thread", "undefined"))) int ove
   return deeper + frame[0] + frame[sizeof frame - 1];
 }
 
-TEST(CrashReport, StackOverflow) {
-  const ChildResult child = crash([] { overflow(0); });
-  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x[0-9a-f]+");
-}
-
-TEST(CrashReport, OnASecondThread) {
-  const ChildResult child = crash([] { std::thread(read_address_16).join(); });
-  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
-}
-
-TEST(CrashReport, InsideAnotherSignalsHandler) {
-  const ChildResult child = crash([] {
-    signal(SIGUSR1, [](int) {
-      sigset_t none;
-      sigemptyset(&none);
-      sigprocmask(SIG_SETMASK, &none, nullptr);  // the thread sanitizer has blocked them all
-      read_address_16();
-    });
-    raise(SIGUSR1);
+void fault_in_a_signal_handler() {
+  signal(SIGUSR1, [](int) {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);  // the thread sanitizer has blocked them all
+    read_address_16();
   });
-  expect_whole_report(child, SIGSEGV, "FATAL signal=11 \\(SIGSEGV\\) code=1 addr=0x10");
+  raise(SIGUSR1);
+}
+
+// The C library finds its heap damaged, and aborts from inside malloc with the arena locked. Where
+// a sanitizer's allocator stands in its place, only the program's own lock is held.
+void abort_with_the_allocators_locks_held() {
+  g_mmap_alloc_lock = 1;
+#if !defined(TD_SANITIZED_ALLOCATOR)
+  std::thread([] { pause(); }).detach();  // with one thread alone malloc takes no lock
+  constexpr std::size_t kBlockBytes = 100 * 1024;
+  for (int i = 0; i < 64; ++i) {  // sooner or later a block borders on the unused top
+    char* volatile block = static_cast<char*>(std::malloc(kBlockBytes));
+    std::memset(block + kBlockBytes, 0xff, 2 * sizeof(std::size_t));
+  }
+#endif
+  std::abort();
+}
+
+TEST(CrashReport, RealFaultsOfEveryKind) {
+  const struct {
+    int sig;
+    const char* name;
+    const char* rest;
+    std::function<void()> fault;
+  } kFaults[] = {
+      {SIGSEGV, "SIGSEGV", "1 addr=0x10", read_address_16},
+      {SIGSEGV, "SIGSEGV", "1 addr=0x10", [] { std::thread(read_address_16).join(); }},
+      {SIGSEGV, "SIGSEGV", "1 addr=0x10", fault_in_a_signal_handler},
+      {SIGSEGV, "SIGSEGV", "1 addr=0x[0-9a-f]+", [] { overflow(0); }},
+      {SIGABRT, "SIGABRT", "-6 addr=0x[0-9a-f]+", abort_with_the_allocators_locks_held},
+      {SIGBUS, "SIGBUS", "-6 addr=0x[0-9a-f]+", [] { raise(SIGBUS); }},
+      {SIGFPE, "SIGFPE", "-6 addr=0x[0-9a-f]+", [] { raise(SIGFPE); }},
+      {SIGILL, "SIGILL", "-6 addr=0x[0-9a-f]+", [] { raise(SIGILL); }},
+      {SIGTRAP, "SIGTRAP", "-6 addr=0x[0-9a-f]+", [] { raise(SIGTRAP); }},
+  };
+  for (const auto& c : kFaults) {
+    SCOPED_TRACE(c.name);
+    expect_whole_report(
+        crash(c.fault), c.sig,
+        "FATAL signal=" + std::to_string(c.sig) + " \\(" + c.name + "\\) code=" + c.rest);
+  }
 }
 
 TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
@@ -317,63 +311,33 @@ TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
   EXPECT_EQ(child.err + child.log + child.mirror + child.events, "");
 }
 
-TEST(CrashReport, WithTheAllocatorsLocksHeld) {
-  ChildResult child = crash([] {
-    g_mmap_alloc_lock = 1;
-    std::abort();
-  });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
-#if !defined(TD_SANITIZED_ALLOCATOR)
-  // The C library finds its heap damaged, and aborts from inside malloc with the arena locked.
-  child = crash([] {
-    std::thread([] { pause(); }).detach();  // with one thread alone malloc takes no lock
-    constexpr std::size_t kBlockBytes = 100 * 1024;
-    for (int i = 0; i < 64; ++i) {  // sooner or later a block borders on the unused top
-      char* volatile block = static_cast<char*>(std::malloc(kBlockBytes));
-      std::memset(block + kBlockBytes, 0xff, 2 * sizeof(std::size_t));
-    }
-  });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
-#endif
-}
-
 // Channels that take nothing must neither stop the report nor keep it from the others.
 TEST(CrashReport, OverBrokenChannels) {
-  ChildResult child = crash([] {
-    close(STDERR_FILENO);
-    std::abort();
-  });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
-
-  child = crash([] {
-    int ends[2];
-    if (pipe(ends) != 0) _exit(1);
-    close(ends[0]);
-    dup2(ends[1], STDERR_FILENO);  // its reader has gone away
-    std::abort();
-  });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
-
-  child = crash([] {
-    int ends[2];
-    if (pipe(ends) != 0) _exit(1);
-    fcntl(ends[1], F_SETFL, O_NONBLOCK);
-    const std::string chunk(4096, 'x');
-    while (write(ends[1], chunk.data(), chunk.size()) > 0) {
-    }
-    dup2(ends[1], STDERR_FILENO);  // its reader has stalled
-    std::abort();
-  });
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
-
-  child = crash([] {
-    g_log_fd = open("/dev/full", O_WRONLY);
-    std::abort();
-  });
-  EXPECT_EQ(child.log, "");
-  child.log = child.mirror;
-  EXPECT_EQ(child.err, child.log);
-  expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+  const std::function<void()> kBreakers[] = {
+      [] { close(STDERR_FILENO); },
+      [] {
+        int ends[2];
+        if (pipe(ends) != 0) _exit(1);
+        close(ends[0]);
+        dup2(ends[1], STDERR_FILENO);  // its reader has gone away
+      },
+      [] {
+        int ends[2];
+        if (pipe(ends) != 0) _exit(1);
+        fcntl(ends[1], F_SETFL, O_NONBLOCK);
+        const std::string chunk(4096, 'x');
+        while (write(ends[1], chunk.data(), chunk.size()) > 0) {
+        }
+        dup2(ends[1], STDERR_FILENO);  // its reader has stalled
+      },
+  };
+  for (const auto& break_channel : kBreakers) {
+    const ChildResult child = crash([&] {
+      break_channel();
+      std::abort();
+    });
+    expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+  }
 }
 
 struct NullWhat : std::exception {
@@ -388,7 +352,6 @@ void escape(const Exception& exception) noexcept {  // NOLINT(bugprone-exception
 
 TEST(CrashTerminate, NamesTheException) {
   const std::string kEvent = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
-  ASSERT_EQ(kEvent.size(), 44u);
   const std::string long_text(600, 'w');
   const struct {
     const char* what;
@@ -396,7 +359,6 @@ TEST(CrashTerminate, NamesTheException) {
     std::string text;
   } kCases[] = {
       {"none", [] { std::terminate(); }, "FATAL terminate: no current exception\n"},
-      {"standard", [] { escape(std::runtime_error("x %s")); }, "FATAL terminate: x %s\n"},
       {"other", [] { escape(7); }, "FATAL terminate: non-std exception\n"},
       {"null text", [] { escape(NullWhat()); }, "FATAL terminate: (null)\n"},
       {"being handled",
@@ -408,8 +370,6 @@ TEST(CrashTerminate, NamesTheException) {
          }
        },
        "FATAL terminate: handled\n"},
-      {"on a thread", [] { std::thread([] { throw std::runtime_error("thread"); }).join(); },
-       "FATAL terminate: thread\n"},
       {"too long", [&long_text] { escape(std::runtime_error(long_text)); },
        ("FATAL terminate: " + long_text).substr(0, 511) + '\0'},
   };
@@ -422,53 +382,6 @@ TEST(CrashTerminate, NamesTheException) {
     EXPECT_EQ(child.mirror, c.text);
     EXPECT_EQ(child.events, kEvent);
   }
-}
-
-TEST(CrashMain, TurnsWhatEscapesIntoALineAndAStatus) {
-  const struct {
-    const char* text;
-    int status;
-    int (*body)(int, char**);
-  } kCases[] = {
-      {"", 9, [](int, char**) { return 9; }},
-      {"FATAL bad_alloc: std::bad_alloc\n", 42, [](int, char**) -> int { throw std::bad_alloc(); }},
-      {"FATAL exception: x\n", 43, [](int, char**) -> int { throw std::runtime_error("x"); }},
-      {"FATAL exception: (null)\n", 43, [](int, char**) -> int { throw NullWhat(); }},
-      {"FATAL unknown exception\n", 44, [](int, char**) -> int { throw 1; }},
-  };
-  for (const auto& c : kCases) {
-    const ChildResult child = run_in_child([&c] {
-      install_crash_handlers();
-      _exit(run_main(c.body, 0, nullptr));
-    });
-    EXPECT_EQ(child.exit_status, c.status);
-    EXPECT_EQ(child.err, c.text);
-    EXPECT_EQ(child.log + child.mirror + child.events, "");
-  }
-  char name[] = "name";
-  char* arguments[] = {name, nullptr};
-  const int passed_on = run_main(
-      [](int argc, char** argv) { return argc == 1 && argv[0][0] == 'n' ? 3 : 4; }, 1, arguments);
-  EXPECT_EQ(passed_on, 3);
-}
-
-TEST(CrashInstall, SetsSixSignalsWithAnEmptyMask) {
-  const ChildResult child = run_in_child([] {
-    install_crash_handlers();
-    bool good = std::get_terminate() == backend_terminate_handler;
-    struct sigaction now = {};
-    for (const int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) {
-      sigaction(sig, nullptr, &now);
-      good = good && now.sa_sigaction == fatal_signal_handler && sigisemptyset(&now.sa_mask) != 0;
-      constexpr int kFlags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-      good = good && (now.sa_flags & kFlags) == kFlags &&
-             (static_cast<unsigned>(now.sa_flags) & SA_RESETHAND) == 0;
-    }
-    sigaction(SIGPIPE, nullptr, &now);
-    good = good && now.sa_handler == SIG_IGN;
-    _exit(good ? 7 : 8);
-  });
-  EXPECT_EQ(child.exit_status, 7);
 }
 
 TEST(ProcessName, IsCutAtFifteenBytes) {

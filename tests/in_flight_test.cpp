@@ -1,16 +1,13 @@
 // Commands with ids, from their line to their end: whatever happens in between, each ends once.
 #include "frame/in_flight.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "frame/channels.h"
 #include "frame/protocol.h"
 #include "tests/event_lines.h"
 
@@ -25,10 +22,6 @@ struct Level2 {
   Level2& operator=(const Level2&) = delete;
   ~Level2() { g_protocol = 1; }
 };
-
-bool contains(const std::string& line, const std::string& part) {
-  return line.find(part) != std::string::npos;
-}
 
 std::string without_number(const std::string& line) {
   return line.substr(0, line.rfind(",\"seq\":"));
@@ -221,39 +214,6 @@ TEST(InFlight, NothingIsTakenForASuffixThatIsNone) {
     EXPECT_EQ(taken, tag);
   }
   close_all_commands();
-}
-
-TEST(InFlight, VeryManyOpenIdsEnd) {
-  const Level2 level;
-  std::vector<std::string> tags;
-  for (std::int64_t id = 1; id <= 200000; ++id) {
-    open_command(id, "open");
-    as_command(id, [&] { tags.push_back(tag_of_request("getChat:5")); });
-    end_of_line(id);
-  }
-  EXPECT_EQ(open_commands(), 200000u);
-  for (std::string& tag : tags) end_of_answer(take_request(tag));
-  EXPECT_EQ(open_commands(), 0u);
-}
-
-// A full disk, a FIFO without a reader: here a descriptor that cannot be written to.
-TEST(Numbers, WhatIsLostIsCountedAndLeavesAGapOfThatSize) {
-  const Level2 level;
-  EventLines events;
-  emit("user");
-  const int fd = g_events_fd.exchange(open("/dev/full", O_WRONLY));
-  for (int i = 0; i < 3; ++i) emit("user");
-  close(g_events_fd.exchange(fd));
-  emit("file");
-  const std::vector<std::string> lines = events.take();
-  ASSERT_EQ(lines.size(), 3u);
-  const auto number = [](const std::string& line) {
-    return std::stoll(line.substr(line.rfind(':') + 1));
-  };
-  EXPECT_EQ(without_number(lines[1]), "{\"type\":\"events_lost\",\"count\":3");
-  EXPECT_EQ(number(lines[1]), number(lines[0]) + 4);
-  EXPECT_EQ(number(lines[2]), number(lines[1]) + 1);
-  EXPECT_TRUE(contains(lines[2], "{\"type\":\"file\",\"seq\":"));
 }
 
 }  // namespace

@@ -48,9 +48,9 @@ void play(BackendRun& run) {
 
 Day live(FaultKind fault, int at, int error = 0) {
   BackendRun run;
-  run.do_not_record();
+  run.record = false;
   run.hold_clock();
-  const std::string path = run.dir() / "faults";
+  const std::string path = run.dir / "faults";
   write_file(path, std::string(sizeof(Faults), '\0'));
   const int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
   void* page = mmap(nullptr, sizeof(Faults), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -59,8 +59,8 @@ Day live(FaultKind fault, int at, int error = 0) {
   faults.fault = fault;
   faults.at = at;
   faults.error = error;
-  run.set_env("TD_FAULTS", path);
-  run.set_env("LD_PRELOAD", TD_STANDIN_DIR "/held.so:" TD_STANDIN_DIR "/faults.so");
+  run.env["TD_FAULTS"] = path;
+  run.env["LD_PRELOAD"] = TD_STANDIN_DIR "/held.so:" TD_STANDIN_DIR "/faults.so";
   Day day;
   play(run);
   day.status = run.running() ? run.quit() : run.wait_exit();

@@ -74,10 +74,11 @@ static long resident_kib(int pid) {
   return std::atol(status.c_str() + status.find("VmRSS:") + 6);
 }
 
-TEST(Loop, EndlessLine) {
+TEST(Loop, EndlessLineAndObjects) {
   BackendRun run;
   start_without_events(run);
   const long before = resident_kib(run.pid());
+  for (const char c : {'{', '[', '"'}) run.deliver(std::string(1 << 20, c));
   run.feed(std::string(64 << 20, 'x'));
   EXPECT_EQ(run.replies(), Lines{});
   run.feed("\nping\n");
