@@ -1,4 +1,6 @@
 // Calls: ringing, answered, ended. Nothing is said in them.
+#include <algorithm>
+
 #include "world/requests.h"
 #include "world/schema.h"
 
@@ -47,14 +49,19 @@ static void enter(Call& call, const char* state) {
 }
 
 static void end(Call& call, const char* reason) {
-  static const Shape note("updateNewMessage", "message");
   call.reason = reason;
   enter(call, "discarded");
   Chat* chat = find_chat(call.user);
-  const Id seconds = call.since != 0 ? date_now() - call.since : 0;
+  Message note;
+  note.sender = call.outgoing ? kMe : call.user;
+  note.outgoing = call.outgoing;
+  note.content = content_row("messageCall");
+  note.seconds = call.since != 0 ? std::max<Id>(date_now() - call.since, 0) : 0;
+  note.text = reason;
   g_world.calls.erase(call.id);
-  if (chat == nullptr || seconds < 0) return;
+  if (chat == nullptr) return;
   tell_chat(*chat);
+  tell_new_message(*chat, append_message(*chat, note));
 }
 
 static void connect(Id id) {

@@ -17,7 +17,8 @@ struct Row {
 };
 
 // %a text or caption, %b the file, %c a thumbnail, %d a person, %e an older message, %f plain
-// text, %g sizes of a photo, %h a sender, %i a list of people, %j a length in seconds.
+// text, %g sizes of a photo, %h a sender, %i a list of people, %j a length in seconds, %k why a
+// call ended.
 // clang-format off
 constexpr Row kRows[] = {
     {"messageText", 740, false, "text=%a"},
@@ -35,7 +36,7 @@ constexpr Row kRows[] = {
     {"messagePoll", 6, false, "poll.id=88001 poll.question.text='Where shall we meet?' poll.options=[{'@type':'pollOption','text':{'@type':'formattedText','text':'Here','entities':[]},'voter_count':2,'vote_percentage':100,'is_chosen':false,'is_being_chosen':false},{'@type':'pollOption','text':{'@type':'formattedText','text':'There','entities':[]},'voter_count':0,'vote_percentage':0,'is_chosen':false,'is_being_chosen':false}] poll.total_voter_count=2 poll.is_anonymous=true poll.type=@pollTypeRegular"},
     {"messageDice", 4, false, "emoji='🎲' value=4 success_animation_frame_number=0"},
     {"messageAnimatedEmoji", 5, false, "animated_emoji.sticker_width=512 animated_emoji.sticker_height=512 emoji='👍'"},
-    {"messageCall", 3, false, "discard_reason=@callDiscardReasonHungUp duration=%j"},
+    {"messageCall", 3, false, "discard_reason=%k duration=%j"},
     {"messageGame", 0, false, "game.id=91 game.short_name='snake' game.title='Snake' game.description='Do not bite' game.photo.sizes=%g"},
     {"messagePaidMedia", 0, false, "star_count=5 caption=%a"},
     {"messageStakeDice", 0, false, "value=3 stake_toncoin_amount=100000000"},
@@ -175,7 +176,7 @@ void append_content(std::string& out, Chat& chat, const Message& m) {
   const Row& row = kRows[m.content];
   const Id key = static_cast<Id>(chat.number) << 40 | message_index(m.id) << 3 | 5;
   std::string texts[7];
-  Value values[10];
+  Value values[11];
   const auto fill = [&](char slot, auto make) {
     if (!uses(row, slot)) return;
     std::string& text = texts[static_cast<std::size_t>(slot == 'i'   ? 4
@@ -201,7 +202,10 @@ void append_content(std::string& out, Chat& chat, const Message& m) {
   }
   values['e' - 'a'] = message_id(message_index(m.id) / 2);
   values['f' - 'a'] = m.content == 0 ? std::string_view() : std::string_view("Harbour & Garden");
-  values['j' - 'a'] = static_cast<Id>(3 + m.dice % 200);
+  values['j' - 'a'] = m.seconds >= 0 ? m.seconds : static_cast<Id>(3 + m.dice % 200);
+  const std::string reason =
+      "{\"@type\":\"" + (m.seconds >= 0 ? m.text : "callDiscardReasonHungUp") + "\"}";
+  values['k' - 'a'] = reason;
   shape_of(m.content).append(out, values);
 }
 

@@ -54,6 +54,7 @@ struct Message {
   Id thread = 0;  // id of the message that the thread begins with
   int topic = 0;  // of a forum
   int file = 0;   // id of the main file; 0: none, or not yet named
+  Id seconds = -1;  // of a call that was made, whose text is why it ended; below 0: none was
   std::vector<Reaction> reactions;
   State state = kSent;
   int error_code = 0;
