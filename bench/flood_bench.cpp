@@ -2,6 +2,7 @@
 // reads and writes and does nothing else. Then the answer to "ping" in the middle of it.
 //
 // usage: flood_bench [objects of the mixed flood, default 1000000]
+//        flood_bench --objects FILE    writes the mixed flood's objects and does nothing else
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -217,6 +218,10 @@ Lines objects_of(std::string (*make)(int)) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 3 && std::string(argv[1]) == "--objects") {
+    write_lines(argv[2], objects_of(mixed));
+    return 0;
+  }
   const long long count = argc > 1 && argv[1][0] != '-' ? std::atoll(argv[1]) : 1000000;
   std::string dir = fs::temp_directory_path() / "td_flood_XXXXXX";
   if (mkdtemp(dir.data()) == nullptr) return 1;
