@@ -33,7 +33,7 @@ TEST(Loop, SignalsEndTheRun) {
   for (const int sig : {SIGTERM, SIGINT, SIGHUP}) {
     BackendRun run;
     start_without_events(run);
-    ::kill(run.pid(), sig);
+    run.signal(sig);
     run.deliver_auth_state("WaitPhoneNumber");
     EXPECT_EQ(run.wait_exit(), 0) << sig;
     EXPECT_EQ(run.replies(), (Lines{"AUTH_STATE WaitPhoneNumber", "NEED phone"}));
@@ -42,14 +42,14 @@ TEST(Loop, SignalsEndTheRun) {
   BackendRun run;
   run.start();
   const std::string status = "/proc/" + std::to_string(run.pid()) + "/status";
-  ::kill(run.pid(), SIGHUP);
+  run.signal(SIGHUP);
   // Its handler has run when SIGTERM is no longer caught.
   std::uint64_t caught = 1u << (SIGTERM - 1);
   while ((caught & 1u << (SIGTERM - 1)) != 0) {
     const std::string text = read_file(status);
     caught = std::stoull(text.substr(text.find("SigCgt:") + 7), nullptr, 16);
   }
-  ::kill(run.pid(), SIGTERM);
+  run.signal(SIGTERM);
   EXPECT_EQ(run.wait_exit(), -SIGTERM);
 #endif
 }
@@ -142,7 +142,7 @@ TEST(Loop, InputAndSignalsWake) {
             Lines{R"(TD_ERROR {"@type":"error","code":500,"@extra":"wake","@client_id":1})"})
       << "one answer a wake";
   run.forget();
-  ::kill(run.pid(), SIGTERM);
+  run.signal(SIGTERM);
   EXPECT_EQ(run.wait_for_request(), wake);
   run.answer(R"({"@type":"ok"})", "wake");
   EXPECT_EQ(run.wait_exit(), 0);
@@ -182,7 +182,7 @@ TEST(Loop, EveryEndSaysGoodbye) {
   } kEnds[] = {
       {"quit", [](BackendRun& run) { run.write_input("#3 quit\n"); }},
       {"input_ended", [](BackendRun& run) { run.close_input(); }},
-      {"signal", [](BackendRun& run) { ::kill(run.pid(), SIGTERM); }},
+      {"signal", [](BackendRun& run) { run.signal(SIGTERM); }},
       {"closed", [](BackendRun& run) { run.deliver_auth_state("Closed"); }},
   };
   for (const auto& [reason, end] : kEnds) {

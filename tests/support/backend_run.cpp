@@ -299,6 +299,11 @@ int BackendRun::wait_exit() {
   return status_;
 }
 
+void BackendRun::signal(int sig) const {
+  if (!running()) fail("the program has ended, and cannot be sent a signal");
+  ::kill(pid_, sig);
+}
+
 void BackendRun::kill() {
   if (pid_ > 0) {
     ::kill(pid_, SIGKILL);

@@ -127,6 +127,8 @@ class BackendRun {
   // Waits for the end, with empty receive calls if the program asks again (three at most). The
   // exit status; minus the signal's number when a signal ended it.
   int wait_exit();
+  // Throws when the program has ended: kill(2) would then reach every process there is.
+  void signal(int sig) const;
   // Ends it the hard way, and nothing is expected of it any more.
   void kill();
 
