@@ -53,7 +53,7 @@ std::string_view shown_word(std::string_view word) {
   constexpr std::size_t kMostBytes = 64;
   if (word.size() <= kMostBytes) return word;
   std::size_t end = kMostBytes;
-  while (end > 0 && (static_cast<unsigned char>(word[end]) & 0xC0) == 0x80) --end;
+  while (end > kMostBytes - 3 && (static_cast<unsigned char>(word[end]) & 0xC0) == 0x80) --end;
   return word.substr(0, end);
 }
 

@@ -51,9 +51,9 @@ struct Message {
   std::string quote;
   Id forward_from = 0;  // a person, or a chat when below 0; 0: not forwarded
   Id forward_message = 0;
-  Id thread = 0;  // id of the message that the thread begins with
-  int topic = 0;  // of a forum
-  int file = 0;   // id of the main file; 0: none, or not yet named
+  Id thread = 0;    // id of the message that the thread begins with
+  int topic = 0;    // of a forum
+  int file = 0;     // id of the main file; 0: none, or not yet named
   Id seconds = -1;  // of a call that was made, whose text is why it ended; below 0: none was
   std::vector<Reaction> reactions;
   State state = kSent;
