@@ -5,6 +5,7 @@
 // orders until one of them answers the receive call.
 #pragma once
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -47,6 +48,9 @@ inline bool send_frame(int fd, char kind, std::string_view text) {
 
 inline bool receive_bytes(int fd, char* bytes, std::size_t size) {
   while (size != 0) {
+    // The thread sanitizer runs a signal's handler during poll, but only after a recv.
+    pollfd readable = {fd, POLLIN, 0};
+    if (poll(&readable, 1, -1) < 0) continue;
     const ssize_t n = recv(fd, bytes, size, 0);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
