@@ -64,6 +64,46 @@ std::vector<Step> read_steps(const std::string& path) {
   return steps;
 }
 
+Lines split(const std::string& text, const std::string& separator) {
+  Lines parts;
+  for (std::size_t begin = 0; begin != std::string::npos;) {
+    const std::size_t end = text.find(separator, begin);
+    parts.push_back(text.substr(begin, end == std::string::npos ? end : end - begin));
+    begin = end == std::string::npos ? end : end + separator.size();
+  }
+  return parts;
+}
+
+// The value of the member, as far as a word goes; "" is no member or a value of another kind.
+std::string word_of(const std::string& line, const std::string& member) {
+  std::size_t at = line.find("\"" + member + "\":");
+  if (at == std::string::npos) return "";
+  at += member.size() + 3;
+  if (line[at] == '"') ++at;
+  const std::size_t end = std::min(line.find_first_of("\",}", at), line.size());
+  const std::string word = line.substr(at, end - at);
+  return word.find_first_of(" []{\\") == std::string::npos ? word : "";
+}
+
+// A request by its tag, an event by its type, its id or first member, and its generation:
+// "open:5", "chat:5", "message:1000:2".
+std::string brief(const std::string& line) {
+  if (begins(line, "! ")) {
+    const std::string tag = word_of(line, "@extra");
+    return tag.empty() ? word_of(line, "@type") : tag;
+  }
+  std::string member = "id";
+  const Lines members = split(line, ",\"");
+  if (word_of(line, member).empty() && members.size() > 1)
+    member = members[1].substr(0, members[1].find('"'));
+  std::string text = word_of(line, "type");
+  for (const std::string& name : {member, std::string(member == "gen" ? "" : "gen")}) {
+    const std::string value = word_of(line, name);
+    if (!value.empty()) text += ":" + value;
+  }
+  return text;
+}
+
 void replace_all(std::string& text, const std::string& what, const std::string& by) {
   for (std::size_t at = text.find(what); at != std::string::npos;
        at = text.find(what, at + by.size())) {
@@ -127,7 +167,7 @@ class Flow {
 
  private:
   Lines said();
-  Lines play_each(const std::string& text);
+  Lines play_parts(const std::string& text, bool same);
   bool set(const std::string& word, const std::string& rest);
   void act(const std::string& word, const std::string& rest);
 
@@ -206,6 +246,10 @@ void Flow::act(const std::string& word, const std::string& rest) {
   } else if (word == "clock") {
     run_.advance_ms(std::stoll(rest));
     run_.idle();
+  } else if (word == "after") {
+    act("clock", std::to_string(std::stoll(rest) - 1));
+    if (!same_but_log(said(), {})) throw std::runtime_error("too early");
+    act("clock", "1");
   } else if (word == "later") {
     run_.advance_ms(std::stoll(rest));
   } else if (word == "log") {
@@ -230,19 +274,24 @@ void Flow::act(const std::string& word, const std::string& rest) {
   }
 }
 
-// A step that stands for several commands, "each a ; b ; c": all must say the same.
-Lines Flow::play_each(const std::string& text) {
-  Lines first;
-  for (std::size_t begin = 0; begin != std::string::npos;) {
-    const std::size_t end = text.find(" ; ", begin);
-    const std::string line = text.substr(begin, end == std::string::npos ? end : end - begin);
-    run_.feed(unescaped(line) + "\n");
+// A step that stands for several, "each a ; b ; td c": all must say the same. With "all" they say
+// it together.
+Lines Flow::play_parts(const std::string& text, bool same) {
+  Lines all;
+  bool first = true;
+  for (const std::string& part : split(text, " ; ")) {
+    const std::size_t blank = part.find(' ');
+    if (begins(part, "td ") || begins(part, "td:")) {
+      act(part.substr(0, blank), part.substr(blank + 1));
+    } else {
+      run_.feed(unescaped(part) + "\n");
+    }
     const Lines now = said();
-    if (begin == 0) first = now;
-    if (!same_but_log(now, first)) throw std::runtime_error("says something else: " + line);
-    begin = end == std::string::npos ? end : end + 3;
+    if (!same || first) all.insert(all.end(), now.begin(), now.end());
+    if (same && !same_but_log(now, all)) throw std::runtime_error("says something else: " + part);
+    first = false;
   }
-  return first;
+  return all;
 }
 
 Lines Flow::play(const Step& step) {
@@ -261,7 +310,7 @@ Lines Flow::play(const Step& step) {
     run_.start();
     if (word != "start") run_.forget();
   }
-  if (word == "each") return play_each(rest);
+  if (word == "each" || word == "all") return play_parts(rest, word == "each");
   if (word != "start") {
     act(word, rest);
     return said();
@@ -295,23 +344,66 @@ Lines Flow::said() {
   return lines;
 }
 
+// A line, or one of several that a line of the file names together.
+struct Item {
+  std::string text;
+  bool brief = false;
+};
+
+// "! a b" are two requests by what brief() says of them, "= a ; b" are two lines of output.
+std::vector<Item> items_of(const Lines& lines, char kind) {
+  std::vector<Item> items;
+  for (const std::string& line : lines) {
+    if (line[0] != kind) continue;
+    const bool brief = (kind == '!' || kind == '*') && line[2] != '{';
+    if (!brief && kind != '=') {
+      items.push_back({line});
+      continue;
+    }
+    for (const std::string& part : split(line.substr(2), brief ? " " : " ; "))
+      items.push_back({brief ? part : "= " + part, brief});
+  }
+  return items;
+}
+
+// What came, in the form that the file has for it; "?" at the end is all that follows.
+Lines in_form(const Lines& got, const std::vector<Item>& form, char kind) {
+  Lines lines;
+  bool joined = false;
+  for (std::size_t i = 0; i < got.size(); ++i) {
+    const Item* item = i < form.size() ? &form[i] : form.empty() ? nullptr : &form.back();
+    const bool is_brief = item != nullptr && item->brief && (i < form.size() || item->text == "?");
+    const bool join = is_brief || kind == '=';
+    const std::string text = is_brief ? brief(got[i]) : got[i].substr(2);
+    if (join && joined) {
+      lines.back() += (is_brief ? " " : " ; ") + text;
+    } else {
+      lines.push_back(std::string(1, kind) + " " + text);
+    }
+    joined = join;
+  }
+  return lines;
+}
+
 // The lines of one kind must be the same, but of the log only those that the step names must be
 // there, in their order. `now` becomes what UPDATE writes. Returns what is wrong.
 std::string compare(const Lines& expected, Lines& now) {
   Lines kept;
   std::string wrong;
   for (const char kind : std::string_view("L!=*EF")) {
-    Lines want, got;
-    for (const std::string& line : expected)
-      if (line[0] == kind) want.push_back(line);
+    const std::vector<Item> want = items_of(expected, kind);
+    Lines got;
     for (const std::string& line : now)
       if (line[0] == kind) got.push_back(line);
     for (std::size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
-      if (i < want.size() && i < got.size() && want[i] == got[i]) continue;
-      if (i < want.size()) wrong += "  expected " + want[i] + "\n";
+      if (i < want.size() && i < got.size() &&
+          want[i].text == (want[i].brief ? brief(got[i]) : got[i]))
+        continue;
+      if (i < want.size()) wrong += "  expected " + want[i].text + "\n";
       if (i < got.size()) wrong += "  got      " + got[i] + "\n";
     }
-    kept.insert(kept.end(), got.begin(), got.end());
+    const Lines shown = in_form(got, want, kind);
+    kept.insert(kept.end(), shown.begin(), shown.end());
   }
   auto at = now.begin();
   for (const std::string& line : expected) {
