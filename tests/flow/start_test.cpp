@@ -99,6 +99,18 @@ TEST(Start, NumbersAndTheApplicationsId) {
   }
 }
 
+TEST(Start, NobodyReads) {
+  for (const int status : {0, 2, 3}) {
+    BackendRun run;
+    run.unread = true;
+    run.env["TD_USE_MESSAGE_DATABASE"] = "yes";
+    if (status == 2) run.env["TG_API_ID"] = "0";
+    if (status == 3) run.library = "";
+    run.start();
+    EXPECT_EQ(status == 0 ? run.quit() : run.wait_exit(), status);
+  }
+}
+
 TEST(Start, BadValuesAreReportedInTheOrderOfReading) {
   BackendRun run;
   run.env["TD_BACKEND_MODE"] = "hub";

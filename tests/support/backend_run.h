@@ -60,6 +60,7 @@ class BackendRun {
   std::string argv0;  // the file that is executed stays dir / "td_backend"
   std::string input;  // the file or directory that is its standard input, if not the test's pipe
   std::vector<int> closed;          // of the descriptors 0, 1 and 2
+  bool unread = false;              // standard output and error are pipes without a reader
   std::uint64_t address_space = 0;  // RLIMIT_AS; sanitizers reserve more than any
   bool record = true;               // false where lines are lost or torn on purpose
   // Both clocks stand still and move by advance_ms() alone. They begin at one million

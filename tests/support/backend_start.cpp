@@ -150,6 +150,9 @@ void BackendRun::start() {
     throw BackendError("no descriptors left");
   }
   for (const int fd : {in[0], out[0], err[0]}) fcntl(fd, F_SETPIPE_SZ, kPipeBytes);
+  if (unread) {
+    for (int* fd : {&out[0], &err[0]}) close(std::exchange(*fd, -1));
+  }
   pid_ = fork();
   if (pid_ == 0) run_child(in[0], out[1], err[1], sockets[1], failed[1]);
   for (int fd : {in[0], out[1], err[1], sockets[1], failed[1]}) close(fd);
