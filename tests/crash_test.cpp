@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -14,12 +12,10 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "frame/alloc.h"
 #include "frame/channels.h"
 #include "frame/tdlib.h"
-#include "platform/crash_context.h"
 #include "platform/process_name.h"
 #include "tests/forked_child.h"
 #include "tests/match_whole.h"
@@ -62,15 +58,11 @@ TEST(CrashAppend, WritesNumbersWithoutSignFillOrPrefix) {
     std::uint64_t value;
     const char* dec;
     const char* hex;
-  } kCases[] = {
-      {0, "0", "0"},
-      {9, "9", "9"},
-      {10, "10", "a"},
-      {255, "255", "ff"},
-      {0x1000, "4096", "1000"},
-      {0x80000000u, "2147483648", "80000000"},
-      {UINT64_MAX, "18446744073709551615", "ffffffffffffffff"},
-  };
+  } kCases[] = {{0, "0", "0"},
+                {10, "10", "a"},
+                {255, "255", "ff"},
+                {0x1000, "4096", "1000"},
+                {UINT64_MAX, "18446744073709551615", "ffffffffffffffff"}};
   for (const auto& c : kCases) {
     char buf[64];
     EXPECT_EQ(std::string(buf, append_u64_dec(buf, sizeof buf, 0, c.value)), c.dec);
@@ -78,13 +70,12 @@ TEST(CrashAppend, WritesNumbersWithoutSignFillOrPrefix) {
   }
   char small[6] = "....!";
   EXPECT_EQ(append_u64_dec(small, 4, 1, 98765), 3u);
-  EXPECT_EQ(std::string(small), ".98.!");
   EXPECT_EQ(append_u64_hex(small, 4, 3, 0xabc), 3u);
   EXPECT_EQ(std::string(small), ".98.!");
 }
 
 // A machine context whose registers hold what a test wants to read back.
-ucontext_t context_with(std::uint64_t pc, std::uint64_t lr, std::uint64_t sp) {
+ucontext_t context_with(std::uint64_t pc, std::uint64_t sp) {
   ucontext_t context = {};
   auto& machine = context.uc_mcontext;
 #if defined(__x86_64__) || defined(__i386__)
@@ -93,20 +84,17 @@ ucontext_t context_with(std::uint64_t pc, std::uint64_t lr, std::uint64_t sp) {
 #else
   constexpr int kWhich[] = {REG_EIP, REG_ESP, REG_EAX, REG_EDX, REG_ECX, REG_EBX};
 #endif
-  static_cast<void>(lr);
   const std::uint64_t values[] = {pc, sp, 0xa0, 0, 0xa2, UINT64_MAX};
   for (int i = 0; i < 6; ++i) machine.gregs[kWhich[i]] = static_cast<greg_t>(values[i]);
 #elif defined(__aarch64__)
   machine.pc = pc;
   machine.sp = sp;
-  machine.regs[30] = lr;
   machine.regs[0] = 0xa0;
   machine.regs[2] = 0xa2;
   machine.regs[3] = UINT64_MAX;
 #elif defined(__arm__)
   machine.arm_pc = static_cast<unsigned long>(pc);
   machine.arm_sp = static_cast<unsigned long>(sp);
-  machine.arm_lr = static_cast<unsigned long>(lr);
   machine.arm_r0 = 0xa0;
   machine.arm_r2 = 0xa2;
   machine.arm_r3 = ~0UL;
@@ -117,21 +105,8 @@ ucontext_t context_with(std::uint64_t pc, std::uint64_t lr, std::uint64_t sp) {
 const std::string kRegisters =
     " r0=0xa0 r1=0x0 r2=0xa2 r3=0x" + std::string(2 * sizeof(void*), 'f') + "\n";
 
-TEST(CrashContext, IsUnknownWithoutAMachineContext) {
-  const CrashContext none = read_crash_context(nullptr);
-  EXPECT_FALSE(none.known);
-  EXPECT_EQ(none.pc | none.lr | none.sp | none.r[0] | none.r[3], 0u);
-  const ucontext_t context = context_with(1, 0, 3);
-  const CrashContext some = read_crash_context(&context);
-  EXPECT_TRUE(some.known);
-  EXPECT_EQ(some.pc, 1u);
-  EXPECT_EQ(some.lr, 0u);
-  EXPECT_EQ(some.sp, 3u);
-}
-
 // One call of the handler by hand, and everything that it must write.
 struct HandCall {
-  const char* what;
   int sig;
   bool info;
   int code;
@@ -140,51 +115,43 @@ struct HandCall {
   std::uint64_t pc, sp;
   std::uintptr_t backend_base, tdjson_base;
   std::string lines;  // to standard error, log and mirror
-  std::string event;
+  std::string event;  // behind its signal
 };
 
 TEST(CrashHandler, WritesExactlyWhatIsKnown) {
-  const std::string kHead = "{\"type\":\"backend_fatal\",\"kind\":\"signal\",\"sig\":";
   const HandCall kCalls[] = {
-      {"everything", SIGSEGV, true, 1, 0xdead0, true, 0x55501234, 0x7ffe10, 0x55500000, 0x55501000,
-       std::string("FATAL signal=11 (SIGSEGV) code=1 addr=0xdead0 pc=0x55501234\n"
-                   "FATAL ctx: pc=0x55501234 sp=0x7ffe10 pc_rel_backend=0x1234"
-                   " pc_rel_tdjson=0x234") +
+      {SIGSEGV, true, 1, 0xdead0, true, 0x55501234, 0x7ffe10, 0x55500000, 0x55501000,
+       "FATAL signal=11 (SIGSEGV) code=1 addr=0xdead0 pc=0x55501234\n"
+       "FATAL ctx: pc=0x55501234 sp=0x7ffe10 pc_rel_backend=0x1234 pc_rel_tdjson=0x234" +
            kRegisters,
-       kHead + "11,\"code\":1,\"addr\":\"0xdead0\",\"pc\":\"0x55501234\",\"sp\":\"0x7ffe10\","
-               "\"backend_base\":\"0x55500000\",\"pc_rel_backend\":\"0x1234\","
-               "\"tdjson_base\":\"0x55501000\",\"pc_rel_tdjson\":\"0x234\"}\n"},
-      {"pc below both bases", SIGBUS, true, -6, 0, true, 0x10, 0, 0x20, 0x30,
-       std::string("FATAL signal=7 (SIGBUS) code=-6 addr=0x0 pc=0x10\n"
-                   "FATAL ctx: pc=0x10 pc_rel_backend=0x0 pc_rel_tdjson=0x0") +
+       R"(,"code":1,"addr":"0xdead0","pc":"0x55501234","sp":"0x7ffe10","backend_base":"0x55500000",)"
+       R"("pc_rel_backend":"0x1234","tdjson_base":"0x55501000","pc_rel_tdjson":"0x234")"},
+      // Below both bases.
+      {SIGBUS, true, -6, 0, true, 0x10, 0, 0x20, 0x30,
+       "FATAL signal=7 (SIGBUS) code=-6 addr=0x0 pc=0x10\n"
+       "FATAL ctx: pc=0x10 pc_rel_backend=0x0 pc_rel_tdjson=0x0" +
            kRegisters,
-       kHead + "7,\"code\":-6,\"addr\":\"0x0\",\"pc\":\"0x10\",\"backend_base\":\"0x20\","
-               "\"pc_rel_backend\":\"0x0\",\"tdjson_base\":\"0x30\",\"pc_rel_tdjson\":\"0x0\"}\n"},
-      {"pc 0, bases known", SIGILL, true, 2, 0, true, 0, 0x99, 0x20, 0x30,
-       std::string("FATAL signal=4 (SIGILL) code=2 addr=0x0\nFATAL ctx: sp=0x99") + kRegisters,
-       kHead + "4,\"code\":2,\"addr\":\"0x0\",\"sp\":\"0x99\",\"backend_base\":\"0x20\","
-               "\"tdjson_base\":\"0x30\"}\n"},
-      {"only the library's base", SIGFPE, false, 0, 0, true, 0x31, 0x99, 0, 0x30,
-       std::string("FATAL signal=8 (SIGFPE) pc=0x31\n"
-                   "FATAL ctx: pc=0x31 sp=0x99 pc_rel_tdjson=0x1") +
+       R"(,"code":-6,"addr":"0x0","pc":"0x10","backend_base":"0x20","pc_rel_backend":"0x0",)"
+       R"("tdjson_base":"0x30","pc_rel_tdjson":"0x0")"},
+      {SIGILL, true, 2, 0, true, 0, 0x99, 0x20, 0x30,
+       "FATAL signal=4 (SIGILL) code=2 addr=0x0\nFATAL ctx: sp=0x99" + kRegisters,
+       R"(,"code":2,"addr":"0x0","sp":"0x99","backend_base":"0x20","tdjson_base":"0x30")"},
+      {SIGFPE, false, 0, 0, true, 0x31, 0x99, 0, 0x30,
+       "FATAL signal=8 (SIGFPE) pc=0x31\nFATAL ctx: pc=0x31 sp=0x99 pc_rel_tdjson=0x1" + kRegisters,
+       R"(,"pc":"0x31","sp":"0x99","tdjson_base":"0x30","pc_rel_tdjson":"0x1")"},
+      {SIGTRAP, false, 0, 0, false, 0, 0, 0, 0x30, "FATAL signal=5 (SIGTRAP)\nFATAL ctx:\n",
+       R"(,"tdjson_base":"0x30")"},
+      {SIGABRT, true, -6, 0x3e8, true, 0x21, 0x99, 0x20, 0,
+       "FATAL signal=6 (SIGABRT) code=-6 addr=0x3e8 pc=0x21\n"
+       "FATAL ctx: pc=0x21 sp=0x99 pc_rel_backend=0x1" +
            kRegisters,
-       kHead + "8,\"pc\":\"0x31\",\"sp\":\"0x99\",\"tdjson_base\":\"0x30\","
-               "\"pc_rel_tdjson\":\"0x1\"}\n"},
-      {"only the library's base, pc 0", SIGTRAP, false, 0, 0, false, 0, 0, 0, 0x30,
-       "FATAL signal=5 (SIGTRAP)\nFATAL ctx:\n", kHead + "5,\"tdjson_base\":\"0x30\"}\n"},
-      {"only the program's base", SIGABRT, true, -6, 0x3e8, true, 0x21, 0x99, 0x20, 0,
-       std::string("FATAL signal=6 (SIGABRT) code=-6 addr=0x3e8 pc=0x21\n"
-                   "FATAL ctx: pc=0x21 sp=0x99 pc_rel_backend=0x1") +
-           kRegisters,
-       kHead + "6,\"code\":-6,\"addr\":\"0x3e8\",\"pc\":\"0x21\",\"sp\":\"0x99\","
-               "\"backend_base\":\"0x20\",\"pc_rel_backend\":\"0x1\"}\n"},
-      {"empty context, no base: no second line", SIGSEGV, true, 1, 8, true, 0, 0, 0, 0,
-       "FATAL signal=11 (SIGSEGV) code=1 addr=0x8\n", kHead + "11,\"code\":1,\"addr\":\"0x8\"}\n"},
-      {"nothing known, another signal", 40, false, 0, 0, false, 0, 0, 0, 0, "FATAL signal=40 (?)\n",
-       kHead + "40}\n"},
-  };
+       R"(,"code":-6,"addr":"0x3e8","pc":"0x21","sp":"0x99","backend_base":"0x20",)"
+       R"("pc_rel_backend":"0x1")"},
+      // Nothing for a second line.
+      {SIGSEGV, true, 1, 8, true, 0, 0, 0, 0, "FATAL signal=11 (SIGSEGV) code=1 addr=0x8\n",
+       R"(,"code":1,"addr":"0x8")"},
+      {40, false, 0, 0, false, 0, 0, 0, 0, "FATAL signal=40 (?)\n", ""}};
   for (const HandCall& c : kCalls) {
-    SCOPED_TRACE(c.what);
     const ChildResult child = run_in_child([&c] {
       g_backend_base = address(c.backend_base);
       g_tdjson_base = address(c.tdjson_base);
@@ -192,14 +159,13 @@ TEST(CrashHandler, WritesExactlyWhatIsKnown) {
       siginfo_t info = {};
       info.si_code = c.code;
       info.si_addr = address(c.addr);
-      ucontext_t context = context_with(c.pc, 0, c.sp);
+      ucontext_t context = context_with(c.pc, c.sp);
       fatal_signal_handler(c.sig, c.info ? &info : nullptr, c.context ? &context : nullptr);
     });
     EXPECT_EQ(child.exit_status, 128 + c.sig);
-    EXPECT_EQ(child.err, c.lines);
-    EXPECT_EQ(child.log, c.lines);
-    EXPECT_EQ(child.mirror, c.lines);
-    EXPECT_EQ(child.events, c.event);
+    for (const std::string& lines : {child.err, child.log, child.mirror}) EXPECT_EQ(lines, c.lines);
+    EXPECT_EQ(child.events, R"({"type":"backend_fatal","kind":"signal","sig":)" +
+                                std::to_string(c.sig) + c.event + "}\n");
     EXPECT_EQ(child.out, "");
   }
 }
@@ -213,29 +179,18 @@ ChildResult crash(const std::function<void()>& fault) {
   });
 }
 
-// The whole report of a real fault: two lines in the log, equal ones in the mirror, one event, and
-// the same pc and sp in all of them.
-void expect_whole_report(const ChildResult& child, int sig, const std::string& first_line) {
+// The report of a real fault: two lines in the log, equal ones in the mirror, one event.
+void expect_report(const ChildResult& child, int sig) {
+  const std::string number = std::to_string(sig);
   EXPECT_EQ(child.exit_status, 128 + sig);
-  const std::vector<std::string> lines =
-      match_whole(child.log, "(" + first_line +
-                                 ") pc=0x([0-9a-f]+)\nFATAL ctx: pc=0x([0-9a-f]+)"
-                                 "( lr=0x[0-9a-f]+)? sp=0x([0-9a-f]+) pc_rel_backend=0x([0-9a-f]+)"
-                                 " r0=0x[0-9a-f]+ r1=0x[0-9a-f]+ r2=0x[0-9a-f]+ r3=0x[0-9a-f]+\n");
-  ASSERT_FALSE(lines.empty()) << child.log;
-  EXPECT_EQ(lines[2], lines[3]);
-  EXPECT_EQ(std::stoull(lines[6], nullptr, 16), std::stoull(lines[2], nullptr, 16) - 0x1000);
+  EXPECT_TRUE(matches(child.log, "FATAL signal=" + number +
+                                     " \\(SIG[A-Z]+\\) code=.* pc=0x[0-9a-f]+\n"
+                                     "FATAL ctx: pc=0x.* pc_rel_backend=0x.* r3=0x[0-9a-f]+\n"))
+      << child.log;
   EXPECT_EQ(child.mirror, child.log);
-  const std::vector<std::string> event = match_whole(
-      child.events,
-      "\\{\"type\":\"backend_fatal\",\"kind\":\"signal\",\"sig\":" + std::to_string(sig) +
-          ",\"code\":-?[0-9]+,\"addr\":\"0x[0-9a-f]+\",\"pc\":\"0x([0-9a-f]+)\","
-          "(\"lr\":\"0x[0-9a-f]+\",)?\"sp\":\"0x([0-9a-f]+)\",\"backend_base\":\"0x1000\","
-          "\"pc_rel_backend\":\"0x([0-9a-f]+)\"\\}\n");
-  ASSERT_FALSE(event.empty()) << child.events;
-  EXPECT_EQ(event[1], lines[2]);
-  EXPECT_EQ(event[3], lines[5]);
-  EXPECT_EQ(event[4], lines[6]);
+  EXPECT_TRUE(
+      matches(child.events, ".*\"sig\":" + number + ",\"code\":.*\"pc_rel_backend\":.*\\}\n"))
+      << child.events;
 }
 
 void read_address_16() {
@@ -278,28 +233,16 @@ void abort_with_the_allocators_locks_held() {
 }
 
 TEST(CrashReport, RealFaultsOfEveryKind) {
-  const struct {
-    int sig;
-    const char* name;
-    const char* rest;
-    std::function<void()> fault;
-  } kFaults[] = {
-      {SIGSEGV, "SIGSEGV", "1 addr=0x10", read_address_16},
-      {SIGSEGV, "SIGSEGV", "1 addr=0x10", [] { std::thread(read_address_16).join(); }},
-      {SIGSEGV, "SIGSEGV", "1 addr=0x10", fault_in_a_signal_handler},
-      {SIGSEGV, "SIGSEGV", "1 addr=0x[0-9a-f]+", [] { overflow(0); }},
-      {SIGABRT, "SIGABRT", "-6 addr=0x[0-9a-f]+", abort_with_the_allocators_locks_held},
-      {SIGBUS, "SIGBUS", "-6 addr=0x[0-9a-f]+", [] { raise(SIGBUS); }},
-      {SIGFPE, "SIGFPE", "-6 addr=0x[0-9a-f]+", [] { raise(SIGFPE); }},
-      {SIGILL, "SIGILL", "-6 addr=0x[0-9a-f]+", [] { raise(SIGILL); }},
-      {SIGTRAP, "SIGTRAP", "-6 addr=0x[0-9a-f]+", [] { raise(SIGTRAP); }},
-  };
-  for (const auto& c : kFaults) {
-    SCOPED_TRACE(c.name);
-    expect_whole_report(
-        crash(c.fault), c.sig,
-        "FATAL signal=" + std::to_string(c.sig) + " \\(" + c.name + "\\) code=" + c.rest);
-  }
+  const std::pair<int, std::function<void()>> kFaults[] = {
+      {SIGSEGV, [] { std::thread(read_address_16).join(); }},
+      {SIGSEGV, fault_in_a_signal_handler},
+      {SIGSEGV, [] { overflow(0); }},
+      {SIGABRT, abort_with_the_allocators_locks_held},
+      {SIGBUS, [] { raise(SIGBUS); }},
+      {SIGFPE, [] { raise(SIGFPE); }},
+      {SIGILL, [] { raise(SIGILL); }},
+      {SIGTRAP, [] { raise(SIGTRAP); }}};
+  for (const auto& [sig, fault] : kFaults) expect_report(crash(fault), sig);
 }
 
 TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
@@ -313,30 +256,19 @@ TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
 
 // Channels that take nothing must neither stop the report nor keep it from the others.
 TEST(CrashReport, OverBrokenChannels) {
-  const std::function<void()> kBreakers[] = {
-      [] { close(STDERR_FILENO); },
-      [] {
-        int ends[2];
-        if (pipe(ends) != 0) _exit(1);
-        close(ends[0]);
-        dup2(ends[1], STDERR_FILENO);  // its reader has gone away
-      },
-      [] {
-        int ends[2];
-        if (pipe(ends) != 0) _exit(1);
-        fcntl(ends[1], F_SETFL, O_NONBLOCK);
-        const std::string chunk(4096, 'x');
-        while (write(ends[1], chunk.data(), chunk.size()) > 0) {
-        }
-        dup2(ends[1], STDERR_FILENO);  // its reader has stalled
-      },
-  };
-  for (const auto& break_channel : kBreakers) {
-    const ChildResult child = crash([&] {
-      break_channel();
+  for (const bool stalls : {false, true}) {
+    const ChildResult child = crash([stalls] {
+      int ends[2];
+      if (pipe(ends) != 0) _exit(1);
+      fcntl(ends[1], F_SETFL, O_NONBLOCK);
+      const std::string chunk(4096, 'x');
+      while (stalls && write(ends[1], chunk.data(), chunk.size()) > 0) {
+      }
+      if (!stalls) close(ends[0]);
+      dup2(ends[1], STDERR_FILENO);  // its reader has stalled, or gone away
       std::abort();
     });
-    expect_whole_report(child, SIGABRT, "FATAL signal=6 .*");
+    expect_report(child, SIGABRT);
   }
 }
 
@@ -351,36 +283,27 @@ void escape(const Exception& exception) noexcept {  // NOLINT(bugprone-exception
 }
 
 TEST(CrashTerminate, NamesTheException) {
-  const std::string kEvent = "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n";
   const std::string long_text(600, 'w');
-  const struct {
-    const char* what;
-    std::function<void()> body;
-    std::string text;
-  } kCases[] = {
-      {"none", [] { std::terminate(); }, "FATAL terminate: no current exception\n"},
-      {"other", [] { escape(7); }, "FATAL terminate: non-std exception\n"},
-      {"null text", [] { escape(NullWhat()); }, "FATAL terminate: (null)\n"},
-      {"being handled",
-       [] {
+  const std::pair<std::function<void()>, std::string> kCases[] = {
+      {[] { std::terminate(); }, "no current exception\n"},
+      {[] { escape(7); }, "non-std exception\n"},
+      {[] { escape(NullWhat()); }, "(null)\n"},
+      {[] {
          try {
            throw std::logic_error("handled");
          } catch (...) {
            std::terminate();
          }
        },
-       "FATAL terminate: handled\n"},
-      {"too long", [&long_text] { escape(std::runtime_error(long_text)); },
-       ("FATAL terminate: " + long_text).substr(0, 511) + '\0'},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.what);
-    const ChildResult child = crash(c.body);
+       "handled\n"},
+      {[&] { escape(std::runtime_error(long_text)); }, long_text.substr(0, 494) + '\0'}};
+  for (const auto& [body, text] : kCases) {
+    const ChildResult child = crash(body);
     EXPECT_EQ(child.exit_status, 45);
-    EXPECT_EQ(child.err, c.text);
-    EXPECT_EQ(child.log, c.text);
-    EXPECT_EQ(child.mirror, c.text);
-    EXPECT_EQ(child.events, kEvent);
+    for (const std::string& line : {child.err, child.log, child.mirror}) {
+      EXPECT_EQ(line, "FATAL terminate: " + text);
+    }
+    EXPECT_EQ(child.events, "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n");
   }
 }
 
