@@ -10,7 +10,6 @@
 #include <string>
 
 #include "tests/support/backend_run.h"
-#include "tests/support/recorder.h"
 
 constexpr char kError[] = R"({"@type":"error","code":500,"message":"no\tidea","@client_id":1})";
 constexpr char kErrorEvent[] = R"({"type":"td_error","json":"{\"@type\":\"error\",\"code\":500,)"

@@ -11,10 +11,11 @@
 #include <csignal>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include "tests/standin/wire.h"
-#include "tests/support/recorder.h"
 
 using Clock = std::chrono::steady_clock;
 constexpr auto kPatience = std::chrono::seconds(30);
@@ -23,6 +24,14 @@ static void close_fd(int& fd) {
   if (fd >= 0) close(fd);
   fd = -1;
 }
+
+static void record_line(const std::string& directory, std::string_view line) {
+  std::filesystem::create_directories(directory);
+  const std::string path = directory + "/" + std::to_string(getpid()) + ".jsonl";
+  std::ofstream(path, std::ios::binary | std::ios::app) << line << '\n';
+}
+
+void record_event_line(std::string_view line) { record_line(EVENT_LINES_DIR, line); }
 
 BackendRun::BackendRun() : argv0(dir / "td_backend") {
   env["TDLIB_LOG_FILE"] = dir / "backend.log";
@@ -50,17 +59,20 @@ BackendRun::~BackendRun() {
   std::string log;  // unless it is a pipe, which would be waited for
   if (std::filesystem::is_regular_file(log_path())) log = read_file(log_path());
   const std::string end = ended_ ? "\nThe program has ended with " + std::to_string(status_) : "";
-  throw BackendError(why + end + "\n--- standard output\n" + stdout_.all +
-                     "\n--- standard error\n" + stderr_.all + "\n--- log\n" + log);
+  throw std::runtime_error(why + end + "\n--- standard output\n" + stdout_.all +
+                           "\n--- standard error\n" + stderr_.all + "\n--- log\n" + log);
 }
 
-void BackendRun::drain(Stream& stream) {
+// Reads what standard output and standard error hold.
+void BackendRun::drain() {
   char buffer[65536];
-  while (stream.fd >= 0) {
-    const ssize_t n = read(stream.fd, buffer, sizeof buffer);
-    if (n == 0) close_fd(stream.fd);
-    if (n <= 0) return;
-    stream.all.append(buffer, static_cast<std::size_t>(n));
+  for (Stream* stream : {&stdout_, &stderr_}) {
+    ssize_t n = 1;
+    while (stream->fd >= 0 && n > 0) {
+      n = read(stream->fd, buffer, sizeof buffer);
+      if (n == 0) close_fd(stream->fd);
+      if (n > 0) stream->all.append(buffer, static_cast<std::size_t>(n));
+    }
   }
 }
 
@@ -79,8 +91,7 @@ bool BackendRun::next_report(char& kind, const std::string& what) {
                     {stdout_.fd, POLLIN, 0},
                     {stderr_.fd, POLLIN, 0}};
     if (poll(fds, 4, static_cast<int>(left)) <= 0) continue;
-    drain(stdout_);
-    drain(stderr_);
+    drain();
     if (fds[0].revents != 0) {
       received = receive_frame(socket_, kind, text);
       if (!received) close_fd(socket_);
@@ -94,7 +105,7 @@ bool BackendRun::next_report(char& kind, const std::string& what) {
     const std::size_t blank = text.find(' ');
     if (client_id_ != text.substr(0, blank)) fail("sent with another client's id: " + text);
     requests_.push_back(text.substr(blank + 1));
-    if (record) record_request_line(requests_.back());
+    if (record) record_line(REQUEST_LINES_DIR, requests_.back());
   }
   if (kind == kReal) real_object_ = text;
   if (kind == kAsk) last_timeout_ = text;
@@ -107,8 +118,7 @@ void BackendRun::wait_for_ask(const std::string& what) {
     if (!next_report(kind, what)) return;
     asked_ = kind == kAsk;
   }
-  drain(stdout_);
-  drain(stderr_);
+  drain();
   record_events();
 }
 
@@ -120,8 +130,7 @@ void BackendRun::reap() {
   ended_ = true;
   asked_ = false;
   close_fd(pidfd_);
-  drain(stdout_);
-  drain(stderr_);
+  drain();
   record_events();
 }
 
@@ -207,25 +216,25 @@ static Lines whole_lines(const std::string& all, std::size_t& taken) {
 }
 
 Lines BackendRun::take_lines(Stream& stream) {
-  drain(stream);
+  drain();
   return whole_lines(stream.all, stream.taken);
 }
 
-Lines BackendRun::take_file_lines(const std::string& path, std::size_t& taken) const {
+static Lines file_lines(const std::string& path, std::size_t& taken) {
   if (!std::filesystem::is_regular_file(path)) return {};
   return whole_lines(read_file(path), taken);
 }
 
 void BackendRun::record_events() {
   if (!record) return;
-  for (const std::string& line : take_file_lines(events_path(), events_recorded_)) {
+  for (const std::string& line : file_lines(events_path(), events_recorded_)) {
     record_event_line(line);
   }
 }
 
 Lines BackendRun::requests() { return std::exchange(requests_, {}); }
-Lines BackendRun::events() { return take_file_lines(events_path(), events_taken_); }
-Lines BackendRun::log_lines() { return take_file_lines(log_path(), log_taken_); }
+Lines BackendRun::events() { return file_lines(events_path(), events_taken_); }
+Lines BackendRun::log_lines() { return file_lines(log_path(), log_taken_); }
 Lines BackendRun::replies() { return take_lines(stdout_); }
 Lines BackendRun::error_lines() { return take_lines(stderr_); }
 
@@ -266,12 +275,12 @@ std::string BackendRun::path_of(const char* name) const {
 void BackendRun::close_input() { close_fd(input_); }
 
 void BackendRun::close_output() {
-  drain(stdout_);
+  drain();
   close_fd(stdout_.fd);
 }
 
 void BackendRun::stall_output() {
-  drain(stdout_);
+  drain();
   const std::string path = "/proc/self/fd/" + std::to_string(stdout_.fd);
   const int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   const std::string filler(4096, '#');
@@ -310,12 +319,4 @@ void BackendRun::kill() {
     reap();
   }
   collected_ = true;
-}
-
-std::string tag_of(std::string_view request) {
-  const std::string_view key = R"("@extra":")";
-  const std::size_t begin = request.rfind(key);
-  if (begin == std::string_view::npos) return "";
-  const std::size_t first = begin + key.size();
-  return std::string(request.substr(first, request.rfind('"') - first));
 }

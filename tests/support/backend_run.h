@@ -13,9 +13,9 @@
 // reported, everything before it is done: its requests are here, its lines are written.
 //
 // Where something takes longer than 30 seconds, or is asked of a program that has ended, these
-// functions throw a BackendError that tells what the program has said. A run that a test leaves
-// alive is told to quit when the value goes, and it fails the test when the program does not end
-// with 0. A sanitizer's report fails it, too.
+// functions throw, and tell what the program has said. A run that a test leaves alive is told to
+// quit when the value goes, and it fails the test when the program does not end with 0. A
+// sanitizer's report fails it, too.
 //
 // Every event line and every request is also written to files in EVENT_LINES_DIR and
 // REQUEST_LINES_DIR, one file per test process, for checks over all of them.
@@ -23,17 +23,12 @@
 
 #include <cstdint>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tests/standin/held_clock.h"
 #include "tests/support/temp_dir.h"
-
-struct BackendError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 using Lines = std::vector<std::string>;
 
@@ -77,7 +72,7 @@ class BackendRun {
   void send_line(std::string_view line);
   // The same with bytes as they are, of any number: also half a line, or thousands of them.
   void feed(std::string_view bytes);
-  // One object from TDLib, as it is.
+  // One object from TDLib.
   void deliver(std::string_view object);
   // The same with ,"@extra":"<tag>","@client_id":1} in the place of its last brace, which is how
   // TDLib answers. The tag is inserted as it is.
@@ -146,14 +141,13 @@ class BackendRun {
 
   void prepare_directory();
   std::vector<std::string> environment() const;
-  [[noreturn]] void run_child(int in, int out, int err, int socket, int failed) const;
+  [[noreturn]] void run_child(int in, int out, int err, int socket) const noexcept;
   std::string path_of(const char* name) const;
-  static void drain(Stream& stream);
+  void drain();
   bool next_report(char& kind, const std::string& what);
   void wait_for_ask(const std::string& what);
   void order(char kind, std::string_view text, const std::string& what);
   Lines take_lines(Stream& stream);
-  Lines take_file_lines(const std::string& path, std::size_t& taken) const;
   void record_events();
   void reap();
   [[noreturn]] void fail(const std::string& why) const;
@@ -180,5 +174,5 @@ class BackendRun {
   HeldClock* clock_ = nullptr;
 };
 
-// The "@extra" of a request; empty when there is none.
-std::string tag_of(std::string_view request);
+// Adds a line to the record of all events, as a run does with its own.
+void record_event_line(std::string_view line);

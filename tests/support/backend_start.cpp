@@ -9,12 +9,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
 
 #include "tests/support/backend_run.h"
@@ -32,7 +31,7 @@ void BackendRun::hold_clock() {
   const int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
   void* page = mmap(nullptr, sizeof(HeldClock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   close(fd);
-  if (page == MAP_FAILED) throw BackendError("cannot map the clock");
+  if (page == MAP_FAILED) throw std::runtime_error("cannot map the clock");
   clock_ = static_cast<HeldClock*>(page);
   clock_->mono_ns = 1'000'000LL * 1'000'000;
   clock_->wall_ns = 1'700'000'000LL * 1'000'000'000;
@@ -62,11 +61,7 @@ void BackendRun::prepare_directory() {
     const fs::path variant = fs::path(TD_STANDIN_DIR) / library / "libtdjson.so.1.8.61";
     fs::create_symlink(variant, dir / "libtdjson.so.1.8.61");
   }
-  if (!real) return;
-  if (!fs::exists(TD_BACKEND_TDLIB)) {
-    throw BackendError("the real TDLib is not there: " TD_BACKEND_TDLIB " (tools/tdlib brings it)");
-  }
-  env["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
+  if (real) env["TD_STANDIN_REAL"] = TD_BACKEND_TDLIB;
 }
 
 std::vector<std::string> BackendRun::environment() const {
@@ -86,55 +81,45 @@ std::vector<std::string> BackendRun::environment() const {
   return all;
 }
 
-// A namespace with a network of its own, which has no way out. Null, or what failed.
-static const char* leave_the_network() {
-  if (unshare(CLONE_NEWNET) == 0) return nullptr;
-  const std::string user = std::to_string(getuid());
-  const std::string group = std::to_string(getgid());
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return "cannot make a network namespace";
-  const std::pair<const char*, std::string> maps[] = {
-      {"/proc/self/setgroups", "deny"},
-      {"/proc/self/uid_map", user + " " + user + " 1"},
-      {"/proc/self/gid_map", group + " " + group + " 1"}};
-  for (const auto& [path, text] : maps) {
-    const int fd = open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0 || write(fd, text.data(), text.size()) < 0) return "cannot map the user";
-    close(fd);
-  }
-  return nullptr;
+[[noreturn]] static void fail_in_child(const char* what) {
+  std::perror(what);
+  _exit(127);
 }
 
-// In the forked child; reports on `failed` when there is no program to become.
-void BackendRun::run_child(int in, int out, int err, int socket, int failed) const {
-  const char* failure = nullptr;
+// Into a namespace with a network of its own, which has no way out.
+static void leave_the_network() {
+  if (unshare(CLONE_NEWNET) == 0) return;
+  const std::string user = std::to_string(getuid());
+  const std::string group = std::to_string(getgid());
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) fail_in_child("unshare");
+  write_file("/proc/self/setgroups", "deny");
+  write_file("/proc/self/uid_map", user + " " + user + " 1");
+  write_file("/proc/self/gid_map", group + " " + group + " 1");
+}
+
+void BackendRun::run_child(int in, int out, int err, int socket) const noexcept {
+  dup2(err, 2);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (real) failure = leave_the_network();
-  if (failure == nullptr && chdir(dir.path().c_str()) != 0) failure = "chdir";
+  if (real) leave_the_network();
+  if (chdir(dir.path().c_str()) != 0) fail_in_child("chdir");
   if (!input.empty()) in = open(input.c_str(), O_RDONLY);
   if (address_space != 0) {
     const rlimit limit = {static_cast<rlim_t>(address_space), static_cast<rlim_t>(address_space)};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) failure = "setrlimit";
+    if (setrlimit(RLIMIT_AS, &limit) != 0) fail_in_child("setrlimit");
   }
-  if (failure == nullptr && (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0 ||
-                             dup2(socket, kSocketInProgram) < 0)) {
-    failure = "dup2";
+  if (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(socket, kSocketInProgram) < 0) {
+    fail_in_child("dup2");
   }
-  if (failure == nullptr) {
-    for (const int fd : closed) close(fd);
-    const std::string program = dir / "td_backend";
-    std::vector<std::string> variables = environment();
-    std::vector<char*> envp;
-    envp.reserve(variables.size() + 1);
-    for (std::string& variable : variables) envp.push_back(variable.data());
-    envp.push_back(nullptr);
-    std::string name = argv0;
-    char* argv[] = {name.data(), nullptr};
-    execve(program.c_str(), argv, envp.data());
-    failure = "execve";
-  }
-  const std::string text = std::string(failure) + ": " + std::strerror(errno);
-  static_cast<void>(!write(failed, text.data(), text.size()));
-  _exit(127);
+  std::vector<std::string> variables = environment();
+  std::vector<char*> envp;
+  for (std::string& variable : variables) envp.push_back(variable.data());
+  envp.push_back(nullptr);
+  std::string name = argv0;
+  char* argv[] = {name.data(), nullptr};
+  const std::string program = dir / "td_backend";
+  for (const int fd : closed) close(fd);
+  execve(program.c_str(), argv, envp.data());
+  fail_in_child("execve");
 }
 
 void BackendRun::start() {
@@ -143,33 +128,24 @@ void BackendRun::start() {
   if (append != env.end() && append->second == "1") {
     events_recorded_ = read_file(events_path()).size();  // those lines are not this run's
   }
-  int in[2], out[2], err[2], failed[2], sockets[2];
+  int in[2], out[2], err[2], sockets[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 ||
-      pipe2(failed, O_CLOEXEC) != 0 ||
       socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
-    throw BackendError("no descriptors left");
+    throw std::runtime_error("no descriptors left");
   }
   for (const int fd : {in[0], out[0], err[0]}) fcntl(fd, F_SETPIPE_SZ, kPipeBytes);
   if (unread) {
     for (int* fd : {&out[0], &err[0]}) close(std::exchange(*fd, -1));
   }
   pid_ = fork();
-  if (pid_ == 0) run_child(in[0], out[1], err[1], sockets[1], failed[1]);
-  for (int fd : {in[0], out[1], err[1], sockets[1], failed[1]}) close(fd);
+  if (pid_ == 0) run_child(in[0], out[1], err[1], sockets[1]);
+  for (const int fd : {in[0], out[1], err[1], sockets[1]}) close(fd);
   input_ = in[1];
   stdout_.fd = out[0];
   stderr_.fd = err[0];
   for (const int fd : {input_, stdout_.fd, stderr_.fd}) set_nonblocking(fd);
   socket_ = sockets[0];
-  char text[256];
-  const ssize_t size = pid_ > 0 ? read(failed[0], text, sizeof text) : -1;
-  close(failed[0]);
-  if (pid_ < 0) throw BackendError("cannot fork");
-  pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
-  if (size > 0 || pidfd_ < 0) {
-    kill();
-    throw BackendError("cannot start the program: " +
-                       std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
-  }
+  if (pid_ > 0) pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
+  if (pidfd_ < 0) throw std::runtime_error("cannot start the program");
   wait_for_ask("start");
 }
