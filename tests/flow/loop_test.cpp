@@ -10,6 +10,7 @@
 #include <string>
 
 #include "frame/version.h"
+#include "tests/objects.h"
 #include "tests/support/backend_run.h"
 
 // A sanitizer's allocator keeps what is freed.
@@ -59,9 +60,8 @@ TEST(Loop, ThousandsOfCommandsInOneGo) {
   start_without_events(run);
   std::string input;
   Lines expected;
-  for (unsigned i = 0, random = 1; i < 20000; ++i) {
-    random = random * 1103515245 + 12345;
-    const bool ping = (random >> 16) % 3 != 0;
+  for (int i = 0; i < 20000; ++i) {
+    const bool ping = i * i % 7 < 3;
     input += ping ? "ping\n" : "word" + std::to_string(i) + "\r\n";
     expected.emplace_back(ping ? "PONG" : "ERR unknown_command");
   }
@@ -105,10 +105,8 @@ TEST(Loop, BurstsLeaveNoMemory) {
   for (; run.last_timeout() == "0.000000"; ++portions) run.idle();
   EXPECT_EQ(portions, 10) << "1 MiB at once";
   EXPECT_EQ(run.last_timeout(), "0.200000");
-  std::string object = R"({"@type":"error","code":1,"message":")";
-  object += std::string(33 << 20, 'x') + "\"}";
   run.close_output();
-  run.deliver(object);
+  run.deliver(R"({"@type":"error","message":")" + std::string(33 << 20, 'x') + "\"}");
   run.idle();
   if (!sanitized()) {
     EXPECT_LT(resident_kib(run.pid()) - before, 2 << 10);
@@ -156,12 +154,9 @@ TEST(Loop, WaitsUntilTheNextDeadline) {
   run.env["BACKEND_WAKE_ON_INPUT"] = "1";
   run.start();
   run.login();
-  for (const char* id : {"5", "6"}) {
-    run.deliver(std::string(R"({"@type":"updateNewMessage","message":{"@type":"message","id":1,)"
-                            R"("sender_id":{"@type":"messageSenderUser","user_id":)") +
-                id +
-                R"(},"chat_id":9,"date":1,"content":{"@type":"messageText","text":)"
-                R"({"@type":"formattedText","text":"x","entities":[]}}}})");
+  for (const char* sender : {"5", "6"}) {
+    run.deliver(expand_objects(std::string(R"({"@type":"updateNewMessage","message":$text(9,1,)") +
+                               sender + ",x)}"));
   }
   const std::string get_six = R"({"@type":"getUser","user_id":6,"@extra":"getUser:6"})";
   EXPECT_NE(run.requests().back(), get_six) << "one user at a time";
