@@ -104,6 +104,20 @@ std::string brief(const std::string& line) {
   return text;
 }
 
+// The same with those members of the line that the item names: "getChats:1[limit:50]".
+std::string brief_as(const std::string& item, const std::string& line) {
+  std::string text = brief(line);
+  const std::size_t bracket = item.find('[');
+  if (bracket == std::string::npos) return text;
+  char mark = '[';
+  for (const std::string& part : split(item.substr(bracket + 1), ",")) {
+    const std::string member = part.substr(0, part.find(':'));
+    text += mark + member + ":" + word_of(line, member);
+    mark = ',';
+  }
+  return text + "]";
+}
+
 void replace_all(std::string& text, const std::string& what, const std::string& by) {
   for (std::size_t at = text.find(what); at != std::string::npos;
        at = text.find(what, at + by.size())) {
@@ -159,7 +173,7 @@ std::string escaped(std::string text) {
 // One program's run: the lines from "==" to the next "==".
 class Flow {
  public:
-  Flow() { run_.hold_clock(); }
+  explicit Flow(bool logs_in) : logs_in_(logs_in) { run_.hold_clock(); }
   // What came with the step, in the order L ! = * E F |.
   Lines play(const Step& step);
   void end();
@@ -173,7 +187,8 @@ class Flow {
 
   BackendRun run_;
   bool started_ = false;
-  Lines shown_;  // of files, by the step
+  bool logs_in_;  // before the first step
+  Lines shown_;   // of files, by the step
 };
 
 // The log names each command's own words.
@@ -207,6 +222,8 @@ bool Flow::set(const std::string& word, const std::string& rest) {
     run_.env[rest.substr(0, equals)] = unescaped(rest.substr(equals + 1));
   } else if (word == "hub") {
     run_.env["TD_BACKEND_MODE"] = "hub";
+  } else if (word == "without" && rest == "login") {
+    logs_in_ = false;
   } else if (word == "without") {
     run_.env.erase("BACKEND_EVENTS_FILE");
   } else if (word == "tg_api" || word == "tg_login") {
@@ -281,7 +298,8 @@ Lines Flow::play_parts(const std::string& text, bool same) {
   bool first = true;
   for (const std::string& part : split(text, " ; ")) {
     const std::size_t blank = part.find(' ');
-    if (begins(part, "td ") || begins(part, "td:")) {
+    if (begins(part, "td ") || begins(part, "td:") || begins(part, "clock ") ||
+        begins(part, "state ")) {
       act(part.substr(0, blank), part.substr(blank + 1));
     } else {
       run_.feed(unescaped(part) + "\n");
@@ -309,6 +327,7 @@ Lines Flow::play(const Step& step) {
     started_ = true;
     run_.start();
     if (word != "start") run_.forget();
+    if (word != "start" && logs_in_) run_.login();
   }
   if (word == "each" || word == "all") return play_parts(rest, word == "each");
   if (word != "start") {
@@ -374,7 +393,7 @@ Lines in_form(const Lines& got, const std::vector<Item>& form, char kind) {
     const Item* item = i < form.size() ? &form[i] : form.empty() ? nullptr : &form.back();
     const bool is_brief = item != nullptr && item->brief && (i < form.size() || item->text == "?");
     const bool join = is_brief || kind == '=';
-    const std::string text = is_brief ? brief(got[i]) : got[i].substr(2);
+    const std::string text = is_brief ? brief_as(item->text, got[i]) : got[i].substr(2);
     if (join && joined) {
       lines.back() += (is_brief ? " " : " ; ") + text;
     } else {
@@ -397,7 +416,7 @@ std::string compare(const Lines& expected, Lines& now) {
       if (line[0] == kind) got.push_back(line);
     for (std::size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
       if (i < want.size() && i < got.size() &&
-          want[i].text == (want[i].brief ? brief(got[i]) : got[i]))
+          want[i].text == (want[i].brief ? brief_as(want[i].text, got[i]) : got[i]))
         continue;
       if (i < want.size()) wrong += "  expected " + want[i].text + "\n";
       if (i < got.size()) wrong += "  got      " + got[i] + "\n";
@@ -435,7 +454,7 @@ bool play_file(const std::string& path, bool update) {
   std::vector<Step> steps = read_steps(path);
   std::unique_ptr<Flow> flow;
   std::string title;
-  bool failed = false, good = true;
+  bool logs_in = false, failed = false, good = true;
   const auto attempt = [&](std::size_t number, const auto& action) {
     std::string wrong;
     try {
@@ -451,13 +470,17 @@ bool play_file(const std::string& path, bool update) {
   };
   for (Step& step : steps) {
     if (step.text.empty()) continue;
+    if (!flow && step.text == "login") {
+      logs_in = true;
+      continue;
+    }
     if (begins(step.text, "==")) {
       if (flow && !failed)
         attempt(step.number, [&] {
           flow->end();
           return std::string();
         });
-      flow = std::make_unique<Flow>();
+      flow = std::make_unique<Flow>(logs_in);
       title = step.text;
       failed = false;
       continue;
