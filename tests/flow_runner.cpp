@@ -74,11 +74,15 @@ Lines split(const std::string& text, const std::string& separator) {
   return parts;
 }
 
-// The value of the member, as far as a word goes; "" is no member or a value of another kind.
+// The value of the first such member that is neither object nor array, as far as a word goes; ""
+// is none or a value of another kind.
 std::string word_of(const std::string& line, const std::string& member) {
-  std::size_t at = line.find("\"" + member + "\":");
+  const std::string key = "\"" + member + "\":";
+  std::size_t at = line.find(key);
+  while (at != std::string::npos && (line[at + key.size()] == '{' || line[at + key.size()] == '['))
+    at = line.find(key, at + key.size());
   if (at == std::string::npos) return "";
-  at += member.size() + 3;
+  at += key.size();
   if (line[at] == '"') ++at;
   const std::size_t end = std::min(line.find_first_of("\",}", at), line.size());
   const std::string word = line.substr(at, end - at);
@@ -182,6 +186,7 @@ class Flow {
  private:
   Lines said();
   Lines play_parts(const std::string& text, bool same);
+  void play_usage(const std::string& text);
   bool set(const std::string& word, const std::string& rest);
   void act(const std::string& word, const std::string& rest);
 
@@ -298,18 +303,37 @@ Lines Flow::play_parts(const std::string& text, bool same) {
   bool first = true;
   for (const std::string& part : split(text, " ; ")) {
     const std::size_t blank = part.find(' ');
-    if (begins(part, "td ") || begins(part, "td:") || begins(part, "clock ") ||
-        begins(part, "state ")) {
-      act(part.substr(0, blank), part.substr(blank + 1));
+    const std::string word = part.substr(0, blank);
+    if (begins(word, "td") || word == "clock" || word == "later" ||
+        (word == "state" && blank != std::string::npos)) {
+      act(word, part.substr(blank + 1));
     } else {
       run_.feed(unescaped(part) + "\n");
     }
     const Lines now = said();
-    if (!same || first) all.insert(all.end(), now.begin(), now.end());
+    for (const std::string& line : now)
+      if (!same || first || line[0] == '|') all.push_back(line);
     if (same && !same_but_log(now, all)) throw std::runtime_error("says something else: " + part);
     first = false;
   }
   return all;
+}
+
+// "usage ping <id> : x ; 5x": the command alone and with each of these is told its usage.
+void Flow::play_usage(const std::string& text) {
+  const std::size_t colon = text.find(" : ");
+  const std::string command = text.substr(0, text.find(' '));
+  Lines lines = {command};
+  if (colon != std::string::npos) {
+    for (const std::string& words : split(text.substr(colon + 3), " ; "))
+      lines.push_back(command + " " + words);
+  }
+  for (const std::string& line : lines) {
+    run_.feed(unescaped(line) + "\n");
+    const Lines now = said();
+    if (!same_but_log(now, {"= ERR usage " + text.substr(0, colon)}))
+      throw std::runtime_error("is not told its usage: " + line);
+  }
 }
 
 Lines Flow::play(const Step& step) {
@@ -330,6 +354,10 @@ Lines Flow::play(const Step& step) {
     if (word != "start" && logs_in_) run_.login();
   }
   if (word == "each" || word == "all") return play_parts(rest, word == "each");
+  if (word == "usage") {
+    play_usage(rest);
+    return {};
+  }
   if (word != "start") {
     act(word, rest);
     return said();
@@ -427,23 +455,23 @@ std::string compare(const Lines& expected, Lines& now) {
   auto at = now.begin();
   for (const std::string& line : expected) {
     if (line[0] != '|') continue;
-    const bool all = line == "| ?";  // all that the log has got, with UPDATE
-    auto found = all ? now.end()
-                     : std::find(at, now.end(),
-                                 begins(line, "| [") ? line : "| [backend] " + line.substr(2));
-    if (all) {
-      for (const std::string& log : now) {
+    if (line == "| ?") {  // all that the log has got, with UPDATE
+      for (const std::string& log : now)
         if (begins(log, "| [backend] ")) kept.push_back("| " + log.substr(12));
-      }
+    } else {
+      kept.push_back(line);
     }
-    if (found == now.end()) {
-      wrong += "  not in the log: " + line + "\n";
+    for (const std::string& part : split(line.substr(2), " ; ")) {
+      const auto found =
+          std::find(at, now.end(), (begins(part, "[") ? "| " : "| [backend] ") + part);
+      if (found != now.end()) {
+        at = found + 1;
+        continue;
+      }
+      wrong += "  not in the log: " + part + "\n";
       for (const std::string& log : now)
         if (log[0] == '|') wrong += "    " + log + "\n";
-      continue;
     }
-    kept.push_back(line);
-    at = found + 1;
   }
   now = kept;
   return wrong;
