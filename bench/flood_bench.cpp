@@ -3,8 +3,11 @@
 //
 // usage: flood_bench [objects of the mixed flood, default 1000000]
 //        flood_bench --objects FILE    writes the mixed flood's objects and does nothing else
+//        flood_bench --programs ROUNDS PROGRAM...    the mixed flood's processor time in each, the
+//                                                    least of so many rounds
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -104,6 +107,12 @@ void write_lines(const fs::path& path, const Lines& lines) {
   for (const std::string& line : lines) out << line << '\n';
 }
 
+Lines objects_of(std::string (*make)(int)) {
+  Lines objects;
+  for (int i = 0; i < kKinds; ++i) objects.push_back(make(i));
+  return objects;
+}
+
 struct Bench {
   fs::path dir;
   Figures read_report() const {
@@ -125,8 +134,9 @@ struct Bench {
     return figures;
   }
 
-  // Standard input is a pipe that stays open and empty, as under an idle UI.
-  void run(const std::vector<std::string>& argv) const {
+  // Standard input is a pipe that stays open and empty, as under an idle UI. Returns the processor
+  // time that it took, in ns.
+  double run(const std::vector<std::string>& argv) const {
     int input[2];
     if (pipe(input) != 0) std::exit(1);
     const pid_t child = fork();
@@ -144,11 +154,32 @@ struct Bench {
     }
     close(input[0]);
     int status = 0;
-    waitpid(child, &status, 0);
+    rusage used = {};
+    wait4(child, &status, 0, &used);
     close(input[1]);
     if (status != 0) {
       std::fprintf(stderr, "flood: %s ended with %d\n", argv[0].c_str(), status);
       std::exit(1);
+    }
+    return 1e9 * static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+           1e3 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  }
+
+  // Each round floods each program once, so that what else the machine does meets them alike.
+  void compare(int rounds, const std::vector<std::string>& programs) const {
+    constexpr int kObjects = 200000;
+    write_lines(dir / "flood", objects_of(mixed));
+    setenv("TD_FLOOD_COUNT", number(kObjects).c_str(), 1);
+    std::vector<double> least(programs.size(), 1e18);
+    for (int round = 0; round < rounds; ++round) {
+      for (std::size_t i = 0; i < programs.size(); ++i) {
+        fs::copy_file(programs[i], dir / "td_backend", fs::copy_options::overwrite_existing);
+        least[i] = std::min(least[i], run({dir / "td_backend"}) / kObjects);
+      }
+    }
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+      std::printf("%-60s %6.0f ns an object, %+.1f %%\n", programs[i].c_str(), least[i],
+                  100 * (least[i] / least[0] - 1));
     }
   }
 
@@ -209,12 +240,6 @@ struct Bench {
   }
 };
 
-Lines objects_of(std::string (*make)(int)) {
-  Lines objects;
-  for (int i = 0; i < kKinds; ++i) objects.push_back(make(i));
-  return objects;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -239,6 +264,11 @@ int main(int argc, char** argv) {
   setenv("TDLIB_FILES_DIR", (bench.dir / "files").c_str(), 1);
   setenv("BACKEND_EVENTS_FILE", (bench.dir / "events.jsonl").c_str(), 1);
 
+  if (argc > 3 && std::string(argv[1]) == "--programs") {
+    bench.compare(std::atoi(argv[2]), {argv + 3, argv + argc});
+    fs::remove_all(bench.dir);
+    return 0;
+  }
   const long long part = std::max(1LL, count / 5);
   bench.measure("new messages", objects_of(new_message), part);
   bench.measure("users", objects_of(user), part);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The Debian package: two builds are equal byte for byte, lintian is content,
-# and what an empty root gets by it runs.
+# The Debian package: two builds are equal byte for byte, lintian is content, the binary is
+# hardened, and what an empty root gets by it runs.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
@@ -27,8 +27,10 @@ as_root=()
 "${as_root[@]}" dpkg --root="$empty" --force-depends --force-not-root --log=/dev/null \
   --install "$package" >"$work/log" 2>&1 || fail "dpkg: $(cat "$work/log")"
 
-man -l "$empty"/usr/share/man/man1/*.gz >"$work/1"
-man -l "$empty"/usr/share/man/man7/*.gz >"$work/7"
+"$root/tests/hardened_test.sh" "$empty/usr/lib/td_backend/td_backend"
+
+man -l "$empty"/usr/share/man/man1/*.gz >"$work/1" 2>/dev/null
+man -l "$empty"/usr/share/man/man7/*.gz >"$work/7" 2>/dev/null
 grep -q BACKEND_WAKE_ON_INPUT "$work/1" || fail "td_backend(1) has no environment"
 grep -q events_rotated "$work/7" || fail "td_backend(7) has no events"
 
