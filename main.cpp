@@ -125,6 +125,7 @@ void serve(const TdApi& api, const Config& config) {
   const LoopEnd end = run_loop(api, rooms.td, hooks, {config.wake_on_input, config.exit_on_eof},
                                rooms.keep_running);
   close_all_commands();
+  keep_events_file();
   emit_goodbye(goodbye_reason(rooms.auth, end));
 }
 

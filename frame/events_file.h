@@ -14,3 +14,6 @@ void open_events_file(const std::string& path, bool append, std::int64_t max_byt
 // last line, it is renamed to "<path>.1", and a new file is opened under the path. Where that
 // fails the old one is written on, and the log says so once.
 void events_file_grew(std::size_t bytes);
+
+// No line from here on has the file put aside: a last word stands where its reader is.
+void keep_events_file();
