@@ -74,8 +74,8 @@ Lines split(const std::string& text, const std::string& separator) {
   return parts;
 }
 
-// The value of the first such member that is neither object nor array, as far as a word goes; ""
-// is none or a value of another kind.
+// The value of the first such member that is neither object nor array, its blanks as "_". "" is
+// none, or one with characters that a brief line cannot hold.
 std::string word_of(const std::string& line, const std::string& member) {
   const std::string key = "\"" + member + "\":";
   std::size_t at = line.find(key);
@@ -83,10 +83,12 @@ std::string word_of(const std::string& line, const std::string& member) {
     at = line.find(key, at + key.size());
   if (at == std::string::npos) return "";
   at += key.size();
-  if (line[at] == '"') ++at;
-  const std::size_t end = std::min(line.find_first_of("\",}", at), line.size());
-  const std::string word = line.substr(at, end - at);
-  return word.find_first_of(" []{\\") == std::string::npos ? word : "";
+  const bool quoted = line[at] == '"';
+  if (quoted) ++at;
+  const std::size_t end = std::min(line.find_first_of(quoted ? "\"" : ",}", at), line.size());
+  std::string word = line.substr(at, end - at);
+  std::replace(word.begin(), word.end(), ' ', '_');
+  return word.find_first_of(",{}\\") == std::string::npos ? word : "";
 }
 
 // A request by its tag, an event by its type, its id or first member, and its generation:
