@@ -22,22 +22,19 @@ void expect_same_or(const Value& absent, const Value& cut, const Value& whole) {
 }
 
 void run_scanners(std::string_view cut, std::string_view whole) {
-  for (const char* key : {"id", "chat_id", "value", "title", "text", "@extra", "order"}) {
-    if (!extract_json_string_field(cut, key).empty()) {
-      EXPECT_EQ(extract_json_string_field(cut, key), extract_json_string_field(whole, key));
-    }
-    extract_json_int_field(cut, key);  // a cut number is a shorter one
-    expect_same_or(std::int64_t{-1}, extract_json_int64_field_loose(cut, "order"),
-                   extract_json_int64_field_loose(whole, "order"));
-  }
-  bool flag = false;
-  if (extract_json_bool_field(cut, "value", flag)) {
-    EXPECT_TRUE(flag);
-  }
-  for (const char* key : {"user", "chat", "message", "content", "value", "positions"}) {
+  for (const char* key : {"id", "chat_id", "value", "title", "text", "@extra", "order", "user",
+                          "chat", "message", "content", "positions"}) {
+    expect_same_or(std::string(), extract_json_string_field(cut, key),
+                   extract_json_string_field(whole, key));
     expect_same_or(std::string_view(), extract_json_object_field_raw(cut, key),
                    extract_json_object_field_raw(whole, key));
+    extract_json_int_field(cut, key);  // a cut number is a shorter one
   }
+  expect_same_or(std::int64_t{-1}, extract_json_int64_field_loose(cut, "order"),
+                 extract_json_int64_field_loose(whole, "order"));
+  bool flag = true;
+  extract_json_bool_field(cut, "value", flag);
+  EXPECT_TRUE(flag);
   EXPECT_LE(extract_json_string_array_field(cut, "active_usernames").size(), 2U);
   EXPECT_LE(extract_json_int64_array_field(cut, "chat_ids", 200).size(), 200U);
   EXPECT_LE(extract_json_object_array_field_raw(cut, "messages", 100).size(), 100U);
@@ -52,9 +49,7 @@ void run_scanners(std::string_view cut, std::string_view whole) {
     parse_hex4(cut, cut.size() - back, hex);
     skip_value(cut, cut.size() - back);
   }
-  const std::string_view tail = cut.substr(cut.size() - std::min<std::size_t>(cut.size(), 2000));
-  EXPECT_LE(json_unescape(tail).size(), tail.size());
-  EXPECT_GE(json_escape(tail).size(), tail.size());
+  json_unescape(cut.substr(cut.size() - std::min<std::size_t>(cut.size(), 2000)));
 }
 
 // What a walk over the cut text gives is what it gives of the whole, or the beginning of it.
@@ -72,18 +67,13 @@ void expect_walk_of(std::string_view cut, std::string_view whole) {
   }
 }
 
-void run_walks(std::string_view cut, std::string_view whole) {
-  expect_walk_of(cut, whole);
-  expect_same_or(std::string_view(), object_type(cut), object_type(whole));
-}
-
 TEST(JsonCut, AtEveryByte) {
   for (const std::string& object : longest_objects(60)) {
     const std::string_view whole = std::string_view(object).substr(0, 3000);
     for (std::size_t at = 0; at <= whole.size(); ++at) {
       const ExactText cut(whole.substr(0, at));
       run_scanners(cut.view(), whole);
-      run_walks(cut.view(), whole);
+      expect_walk_of(cut.view(), whole);
       ASSERT_FALSE(HasFailure()) << "cut at " << at << ": " << whole;
     }
   }
