@@ -259,10 +259,11 @@ static void append_flag(std::string& out, const char* name, Id value) {
 }
 
 // For tests: what is true of every chat that the client knows, and of its newest messages, in a
-// file, an object a line.
+// file, an object a line. The file is whole when it has the name.
 static std::string store(Words& words) {
   const std::string path(words.all());
-  std::FILE* file = path.empty() ? nullptr : std::fopen(path.c_str(), "w");
+  const std::string unfinished = path + "~";
+  std::FILE* file = path.empty() ? nullptr : std::fopen(unfinished.c_str(), "w");
   if (file == nullptr) return "store <path>";
   for (Chat& chat : g_world.chats) {
     if (!chat.told) continue;
@@ -299,7 +300,7 @@ static std::string store(Words& words) {
     std::fputs((line + "}\n").c_str(), file);
   }
   std::fclose(file);
-  return "Stored.";
+  return std::rename(unfinished.c_str(), path.c_str()) == 0 ? "Stored." : "store <path>";
 }
 
 static std::string crash(Words&) {
