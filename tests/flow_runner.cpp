@@ -397,6 +397,7 @@ Lines Flow::said() {
 struct Item {
   std::string text;
   bool brief = false;
+  bool joined = false;  // to the one before it
 };
 
 // "! a b" are two requests by what brief() says of them, "= a ; b" are two lines of output.
@@ -404,13 +405,17 @@ std::vector<Item> items_of(const Lines& lines, char kind) {
   std::vector<Item> items;
   for (const std::string& line : lines) {
     if (line[0] != kind) continue;
-    const bool brief = (kind == '!' || kind == '*') && line[2] != '{';
-    if (!brief && kind != '=') {
+    const bool object = kind == '!' || kind == '*';
+    const bool brief = object && line[2] != '{';
+    if (object && !brief) {
       items.push_back({line});
       continue;
     }
-    for (const std::string& part : split(line.substr(2), brief ? " " : " ; "))
-      items.push_back({brief ? part : "= " + part, brief});
+    bool joined = false;
+    for (const std::string& part : split(line.substr(2), brief ? " " : " ; ")) {
+      items.push_back({brief ? part : line.substr(0, 2) + part, brief, joined});
+      joined = true;
+    }
   }
   return items;
 }
@@ -418,18 +423,15 @@ std::vector<Item> items_of(const Lines& lines, char kind) {
 // What came, in the form that the file has for it; "?" at the end is all that follows.
 Lines in_form(const Lines& got, const std::vector<Item>& form, char kind) {
   Lines lines;
-  bool joined = false;
   for (std::size_t i = 0; i < got.size(); ++i) {
-    const Item* item = i < form.size() ? &form[i] : form.empty() ? nullptr : &form.back();
-    const bool is_brief = item != nullptr && item->brief && (i < form.size() || item->text == "?");
-    const bool join = is_brief || kind == '=';
-    const std::string text = is_brief ? brief_as(item->text, got[i]) : got[i].substr(2);
-    if (join && joined) {
-      lines.back() += (is_brief ? " " : " ; ") + text;
+    Item item = i < form.size() ? form[i] : Item{};
+    if (item.text.empty() && !form.empty() && form.back().text == "?") item = {"?", true, true};
+    const std::string text = item.brief ? brief_as(item.text, got[i]) : got[i].substr(2);
+    if (item.joined && !lines.empty()) {
+      lines.back() += (item.brief ? " " : " ; ") + text;
     } else {
       lines.push_back(std::string(1, kind) + " " + text);
     }
-    joined = join;
   }
   return lines;
 }
