@@ -211,7 +211,6 @@ bool same_but_log(Lines a, Lines b) {
 // What is set before the start, and files, which may also come later. False: the step is neither.
 bool Flow::set(const std::string& word, const std::string& rest) {
   const std::size_t blank = rest.find(' ');
-  const std::size_t equals = rest.find('=');
   const std::string path = run_.dir / unescaped(rest.substr(0, blank));
   if (word == "file") {
     write_file(path, unescaped(rest.substr(blank + 1)));
@@ -226,7 +225,10 @@ bool Flow::set(const std::string& word, const std::string& rest) {
   } else if (word == "env" && begins(rest, "-")) {
     run_.env.erase(rest.substr(1));
   } else if (word == "env") {
-    run_.env[rest.substr(0, equals)] = unescaped(rest.substr(equals + 1));
+    for (const std::string& one : split(rest, " ; ")) {
+      const std::size_t equals = one.find('=');
+      run_.env[one.substr(0, equals)] = unescaped(one.substr(equals + 1));
+    }
   } else if (word == "hub") {
     run_.env["TD_BACKEND_MODE"] = "hub";
   } else if (word == "without" && rest == "login") {
