@@ -9,6 +9,9 @@
 inline bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
+// What may stand behind a number or literal.
+inline bool ends_scalar(char c) { return c == ',' || c == '}' || c == ']' || is_space(c); }
+
 // The library writes no spaces, so mostly the first comparison decides.
 inline std::size_t skip_spaces(std::string_view text, std::size_t pos) {
   while (pos < text.size() && text[pos] <= ' ' && is_space(text[pos])) ++pos;

@@ -25,49 +25,51 @@ constexpr ByteClasses classify(Nesting nesting) {
 constexpr ByteClasses kBraceClasses = classify(Nesting::kBraces);
 constexpr ByteClasses kAllClasses = classify(Nesting::kAll);
 
-// Strings are mostly longer than a word, and within one only two bytes matter.
-inline std::size_t find_quote(std::string_view text, std::size_t pos) {
-  const std::size_t size = text.size();
-  while (size - pos >= 4) {
-    const std::uint32_t word = load_word(text.data() + pos);
-    const std::uint32_t hits = (equal_bytes(word, '"') | equal_bytes(word, '\\')) & kHighBits;
-    if (hits == 0) {
-      pos += 4;
-      continue;
-    }
-    pos += first_byte(hits);
-    if (text[pos] == '"') return pos;
-    pos += 2;
-    if (pos > size) return kNotFound;
+// The quote that ends the string at `at`, or null. Strings are mostly longer than a word, and
+// within one only two bytes matter; two words at once gain nothing.
+inline const char* find_quote(const char* at, const char* end) {
+  while (end - at >= 4) {
+    const std::uint32_t word = load_word(at);
+    const std::uint32_t hits = ascii_hits(word, equals(word, '"') | equals(word, '\\'));
+    at += 4;
+    if (__builtin_expect(hits == 0, 1)) continue;
+    at -= 4 - first_byte(hits);
+    if (*at == '"') return at;
+    if (end - at < 2) return nullptr;
+    at += 2;
   }
-  while (pos < size) {
-    if (text[pos] == '"') return pos;
-    pos += text[pos] == '\\' ? 2 : 1;
+  while (at < end && *at != '"') {
+    if (*at == '\\' && ++at == end) break;
+    ++at;
   }
-  return kNotFound;
+  return at < end ? at : nullptr;
 }
 
 }  // namespace
 
 std::size_t find_string_end_plain(std::string_view text, std::size_t pos) {
-  return pos < text.size() ? find_quote(text, pos) : kNotFound;
+  if (pos >= text.size()) return kNotFound;
+  const char* quote = find_quote(text.data() + pos, text.data() + text.size());
+  return quote == nullptr ? kNotFound : static_cast<std::size_t>(quote - text.data());
 }
 
 // Between strings there are few bytes at a time: one look into a table tells what each means.
 std::size_t skip_to_close_plain(std::string_view text, std::size_t pos, std::size_t depth,
                                 Nesting nesting) {
+  if (pos >= text.size()) return kNotFound;
   const ByteClasses& classes = nesting == Nesting::kAll ? kAllClasses : kBraceClasses;
-  while (pos < text.size()) {
-    const ByteClass what = classes[static_cast<unsigned char>(text[pos++])];
+  const char* const end = text.data() + text.size();
+  for (const char* at = text.data() + pos; at < end;) {
+    const ByteClass what = classes[static_cast<unsigned char>(*at++)];
     if (what == kOrdinary) continue;
     if (what == kQuote) {
-      pos = find_quote(text, pos);
-      if (pos == kNotFound) return kNotFound;
-      ++pos;
+      at = find_quote(at, end);
+      if (at == nullptr) return kNotFound;
+      ++at;
     } else if (what == kOpens) {
       ++depth;
     } else if (--depth == 0) {
-      return pos;
+      return static_cast<std::size_t>(at - text.data());
     }
   }
   return kNotFound;

@@ -152,7 +152,7 @@ std::size_t find_escaped_byte_plain(std::string_view text, std::size_t pos) {
   for (; text.size() - pos >= 4; pos += 4) {
     const std::uint32_t word = load_word(text.data() + pos);
     const std::uint32_t hits =
-        (equal_bytes(word, '"') | equal_bytes(word, '\\') | bytes_below(word, 0x20)) & kHighBits;
+        ascii_hits(word, equals(word, '"') | equals(word, '\\') | is_below(word, 0x20));
     if (hits != 0) return pos + first_byte(hits);
   }
   while (pos < text.size() && !needs_escape(text[pos])) ++pos;
