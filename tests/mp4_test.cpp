@@ -163,8 +163,8 @@ TEST(Mp4Probe, RoundsUpToWholeSeconds) {
   const auto seconds = [](std::uint32_t scale, std::uint64_t duration) {
     return mp4_duration_seconds({scale, duration, 0});
   };
-  for (const std::uint64_t duration : {0, 1, 600}) EXPECT_EQ(seconds(600, duration), 1);
-  for (const std::uint64_t duration : {1500, 1800}) EXPECT_EQ(seconds(600, duration), 3);
+  for (const std::uint64_t duration : {0U, 1U, 600U}) EXPECT_EQ(seconds(600, duration), 1);
+  for (const std::uint64_t duration : {1500U, 1800U}) EXPECT_EQ(seconds(600, duration), 3);
   EXPECT_EQ(seconds(600, 1801), 4);
   EXPECT_EQ(seconds(1, 2147483647), 2147483647);
   EXPECT_EQ(seconds(1, 2147483648), 0);

@@ -10,8 +10,6 @@
 #include "json/skip.h"
 #include "json/walk.h"
 
-namespace {
-
 // As find_string_end; keys and most strings are short and hold no escape.
 inline std::size_t find_short_string_end(std::string_view text, std::size_t pos) {
   return find_string_end(text, pos);
@@ -53,5 +51,3 @@ inline bool next_compact_key(ObjectWalk& walk, std::string_view& key) {
   walk.stage = WalkStage::kAtValue;
   return true;
 }
-
-}  // namespace

@@ -13,8 +13,6 @@
 #include "json/skip.h"
 #include "json/walk.h"
 
-namespace {
-
 // Bit i is set where byte i of the 16 at `at` passes the test.
 template <class Test>
 inline std::uint32_t mask16(const char* at, Test test) {
@@ -60,7 +58,7 @@ struct Look {
   std::uint32_t slashes = 0;
   std::uint32_t ends = 0;  // what may stand behind a scalar
 };
-constexpr std::size_t kLookSize = 32;
+inline constexpr std::size_t kLookSize = 32;
 
 inline Look look_at(const char* at) {
   Look look;
@@ -80,7 +78,7 @@ inline Look look_at(const char* at) {
   return look;
 }
 
-constexpr std::size_t kNoBit = kLookSize;
+inline constexpr std::size_t kNoBit = kLookSize;
 inline std::size_t first_bit(std::uint32_t bits) {
   return bits == 0 ? kNoBit : static_cast<std::size_t>(__builtin_ctz(bits));
 }
@@ -126,5 +124,3 @@ inline bool next_compact_key(ObjectWalk& walk, std::string_view& key) {
   walk.stage = WalkStage::kAtValue;
   return true;
 }
-
-}  // namespace

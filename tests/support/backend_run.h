@@ -141,7 +141,7 @@ class BackendRun {
 
   void prepare_directory();
   std::vector<std::string> environment() const;
-  [[noreturn]] void run_child(int in, int out, int err, int socket) const noexcept;
+  [[noreturn]] void run_child(int in, int out, int err, int socket) const;
   std::string path_of(const char* name) const;
   void drain();
   bool next_report(char& kind, const std::string& what);

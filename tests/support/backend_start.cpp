@@ -97,7 +97,7 @@ static void leave_the_network() {
   write_file("/proc/self/gid_map", group + " " + group + " 1");
 }
 
-void BackendRun::run_child(int in, int out, int err, int socket) const noexcept {
+void BackendRun::run_child(int in, int out, int err, int socket) const {
   dup2(err, 2);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (real) leave_the_network();
