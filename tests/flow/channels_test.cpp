@@ -96,6 +96,31 @@ TEST(Channels, EventsFileIsPutAsideWhenItIsFull) {
             1);
 }
 
+// Whoever waits for a run's last event finds it where the reader is, numbered like the others.
+TEST(Channels, LastEventsStayInPlace) {
+  for (const std::string last : {"goodbye", "backend_fatal"}) {
+    BackendRun run;
+    run.record = false;
+    run.env["BACKEND_PROTOCOL"] = "2";
+    run.env["BACKEND_EVENTS_MAX_BYTES"] = "1";
+    run.start();
+    run.feed("#1 ping\n");
+    const std::string aside = read_file(run.events_path() + ".1");
+    EXPECT_EQ(aside, R"({"type":"command_end","cmd":1,"command":"ping","ok":true,"seq":7})"
+                     "\n{\"type\":\"events_rotated\",\"seq\":8}\n");
+    if (last == "goodbye") {
+      EXPECT_EQ(run.quit(), 0);
+    } else {
+      run.fault("segv");
+      EXPECT_EQ(run.wait_exit(), 128 + SIGSEGV);
+    }
+    const Lines events = run.events();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].rfind("{\"type\":\"" + last + "\",", 0), 0U) << events[0];
+    EXPECT_EQ(events[0].substr(events[0].rfind(',')), ",\"seq\":9}");
+  }
+}
+
 // Neither hangs the start, what comes before there is a reader is lost, and a reader that stalls
 // or goes away holds up nothing.
 TEST(Channels, FifosWithoutAReader) {
