@@ -18,7 +18,7 @@
 #include "frame/tdlib.h"
 #include "platform/process_name.h"
 #include "tests/forked_child.h"
-#include "tests/match_whole.h"
+#include "tests/matches.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TD_SANITIZED_ALLOCATOR 1

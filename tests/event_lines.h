@@ -29,12 +29,8 @@ class EventLines {
     char block[4096];
     for (ssize_t got; (got = pread(fileno(file_), block, sizeof block, read_to_)) > 0;) {
       read_to_ += got;
-      for (ssize_t i = 0; i < got; ++i) {
-        if (block[i] == '\n') {
-          lines.emplace_back();
-        } else {
-          lines.back() += block[i];
-        }
+      for (const char* c = block; c < block + got; ++c) {
+        *c == '\n' ? void(lines.emplace_back()) : lines.back().push_back(*c);
       }
     }
     lines.pop_back();

@@ -6,10 +6,9 @@
 #include <string>
 
 struct ChildResult {
-  int exit_status = -1;  // -1: ended by a signal, see `signal`
-  int signal = 0;
-  std::string out;  // descriptor 1
-  std::string err;  // descriptor 2
+  int exit_status = -1;  // -1: ended by a signal
+  std::string out;       // descriptor 1
+  std::string err;       // descriptor 2
   std::string log;
   std::string mirror;
   std::string events;

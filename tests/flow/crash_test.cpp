@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tests/match_whole.h"
+#include "tests/matches.h"
 #include "tests/support/backend_run.h"
 
 namespace {
