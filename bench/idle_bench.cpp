@@ -1,6 +1,7 @@
 // What waiting costs: the answer to "ping" while nothing else happens, and how often the main
 // thread wakes while nothing happens at all; with and without BACKEND_WAKE_ON_INPUT, over the
-// scripted library and over the real one without a network.
+// flooding library and over the real one without a network. Beside them the least that any program
+// can do, which shows what the machine itself takes to wake somebody.
 //
 // usage: idle_bench [seconds of idleness, default 65]
 #include <fcntl.h>
@@ -39,29 +40,42 @@ void leave_the_network() {
   if (unshare(CLONE_NEWNET) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) _exit(126);
 }
 
-void start(Program& program, const fs::path& dir, const char* library, bool real, bool wakes) {
-  fs::create_directories(dir);
-  fs::copy_file(TD_BACKEND_PROGRAM, dir / "td_backend");
-  fs::create_symlink(library, dir / "libtdjson.so.1.8.61");
+// Answers each line and does nothing else.
+[[noreturn]] void answer_alone(int input, int output) {
+  char line[64];
+  while (read(input, line, sizeof line) > 0) (void)!write(output, "PONG\n", 5);
+  _exit(0);
+}
+
+// Runs `become` in a child, with its ends of the two pipes.
+template <class Become>
+void fork_with_pipes(Program& program, Become become) {
   int input[2];
   int output[2];
   if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::exit(1);
   program.pid = fork();
-  if (program.pid == 0) {
+  if (program.pid == 0) become(input[0], output[1]);
+  close(input[0]);
+  close(output[1]);
+  program.input = input[1];
+  program.output = output[0];
+}
+
+void start(Program& program, const fs::path& dir, const char* library, bool real, bool wakes) {
+  fs::create_directories(dir);
+  fs::copy_file(TD_BACKEND_PROGRAM, dir / "td_backend");
+  fs::create_symlink(library, dir / "libtdjson.so.1.8.61");
+  fork_with_pipes(program, [&](int input, int output) {
     if (real) leave_the_network();
     if (chdir(dir.c_str()) != 0) _exit(125);
-    dup2(input[0], 0);
-    dup2(output[1], 1);
+    dup2(input, 0);
+    dup2(output, 1);
     dup2(open("/dev/null", O_WRONLY), 2);
     setenv("BACKEND_WAKE_ON_INPUT", wakes ? "1" : "0", 1);
     setenv("TD_FLOOD_END", "null", 1);
     execl("./td_backend", "./td_backend", nullptr);
     _exit(127);
-  }
-  close(input[0]);
-  close(output[1]);
-  program.input = input[1];
-  program.output = output[0];
+  });
 }
 
 void wait_for(Program& program, const char* text) {
@@ -111,7 +125,9 @@ int main(int argc, char** argv) {
   std::string dir = fs::temp_directory_path() / "td_idle_XXXXXX";
   if (mkdtemp(dir.data()) == nullptr) return 1;
   signal(SIGPIPE, SIG_IGN);
-  std::vector<Program> programs;
+  std::vector<Program> programs(1);
+  programs[0].name = "read and write alone";
+  fork_with_pipes(programs[0], answer_alone);
   for (const bool real : {false, true}) {
     if (real && !fs::exists(TD_REAL_LIBRARY)) {
       std::printf("the real library is not there (tools/tdlib brings it)\n");
