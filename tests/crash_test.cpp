@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <signal.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -16,7 +15,6 @@
 #include "frame/alloc.h"
 #include "frame/channels.h"
 #include "frame/tdlib.h"
-#include "platform/process_name.h"
 #include "tests/forked_child.h"
 #include "tests/matches.h"
 
@@ -304,18 +302,6 @@ TEST(CrashTerminate, NamesTheException) {
       EXPECT_EQ(line, "FATAL terminate: " + text);
     }
     EXPECT_EQ(child.events, "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n");
-  }
-}
-
-TEST(ProcessName, IsCutAtFifteenBytes) {
-  for (const char* name : {"TDLib UI Lumo", "a name of more than fifteen bytes"}) {
-    const ChildResult child = run_in_child([name] {
-      name_process(name);
-      char comm[32] = {};
-      pthread_getname_np(pthread_self(), comm, sizeof comm);
-      write_best_effort(STDOUT_FILENO, comm, std::strlen(comm));
-    });
-    EXPECT_EQ(child.out, std::string(name).substr(0, 15));
   }
 }
 
