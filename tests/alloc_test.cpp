@@ -148,7 +148,7 @@ TEST_F(AllocTest, FullTableFallsBackToMallocAndKnowsItsOwnMappings) {
   munmap(foreign, page_size());
   EXPECT_EQ(table(), before);
   // A freed slot is the next one taken.
-  for (const std::size_t freed : {700, 3}) {
+  for (const std::size_t freed : {700u, 3u}) {
     EXPECT_TRUE(try_mmap_free(before[freed].first));
     EXPECT_FALSE(is_mapped(address_of(before[freed].first)));
     EXPECT_FALSE(try_mmap_free(before[freed].first));
