@@ -17,6 +17,7 @@ static std::string content(std::FILE* file) {
 }
 
 ChildResult run_in_child(const std::function<void()>& body) {
+  (void)std::fflush(stdout);  // or a sanitizer writes it in the child, too
   std::FILE* files[5];
   for (std::FILE*& file : files) file = std::tmpfile();
   const auto& [out, err, log, mirror, events] = files;
