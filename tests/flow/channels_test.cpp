@@ -96,6 +96,18 @@ TEST(Channels, EventsFileIsPutAsideWhenItIsFull) {
             1);
 }
 
+TEST(Channels, FilesThatMayNotGrow) {
+  BackendRun run;
+  run.record = false;
+  run.file_bytes = 300;
+  run.start();
+  for (int i = 0; i < 9; ++i) run.deliver(kError);
+  EXPECT_EQ(read_file(run.events_path()).size(), 300U);
+  run.deliver_auth_state("WaitPhoneNumber");
+  EXPECT_EQ(run.replies().back(), "NEED phone");
+  EXPECT_EQ(run.quit(), 0);
+}
+
 // Whoever waits for a run's last event finds it where the reader is, numbered like the others.
 TEST(Channels, LastEventsStayInPlace) {
   for (const std::string last : {"goodbye", "backend_fatal"}) {

@@ -57,6 +57,7 @@ class BackendRun {
   std::vector<int> closed;          // of the descriptors 0, 1 and 2
   bool unread = false;              // standard output and error are pipes without a reader
   std::uint64_t address_space = 0;  // RLIMIT_AS; sanitizers reserve more than any
+  std::uint64_t file_bytes = 0;     // RLIMIT_FSIZE
   bool record = true;               // false where lines are lost or torn on purpose
   // Both clocks stand still and move by advance_ms() alone. They begin at one million
   // milliseconds (monotonic) and at 2023-11-14 22:13:20 UTC (wall).

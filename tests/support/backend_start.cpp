@@ -103,9 +103,10 @@ void BackendRun::run_child(int in, int out, int err, int socket) const {
   if (real) leave_the_network();
   if (chdir(dir.path().c_str()) != 0) fail_in_child("chdir");
   if (!input.empty()) in = open(input.c_str(), O_RDONLY);
-  if (address_space != 0) {
-    const rlimit limit = {static_cast<rlim_t>(address_space), static_cast<rlim_t>(address_space)};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) fail_in_child("setrlimit");
+  for (const auto& [what, bytes] :
+       {std::pair(RLIMIT_AS, address_space), {RLIMIT_FSIZE, file_bytes}}) {
+    const rlimit limit = {static_cast<rlim_t>(bytes), static_cast<rlim_t>(bytes)};
+    if (bytes != 0 && setrlimit(what, &limit) != 0) fail_in_child("setrlimit");
   }
   if (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(socket, kSocketInProgram) < 0) {
     fail_in_child("dup2");
