@@ -41,7 +41,7 @@ std::vector<std::string> reaction_emojis(std::string_view reactions) {
 void emit_chat_info(std::int64_t chat_id, const ChatObject& chat) {
   const std::string_view reactions = chat.available_reactions;
   std::string event = begin_chat_info(chat_id);
-  append_string_member(event, "chat_type", chat_type_word(chat.type));
+  append_string_member(event, "chat_type", parse_chat_type(chat.type));
   append_string_member(event, "title", chat.title.value_or(std::string()));
   append_bool_member(event, "available_reactions_all",
                      object_type(reactions) == "chatAvailableReactionsAll");
@@ -72,7 +72,7 @@ const FollowUp* follow_up_of(std::string_view chat_type) {
 }
 
 void send_follow_ups(const TdClient& td, std::int64_t chat_id, std::string_view type_object) {
-  const FollowUp* follow_up = follow_up_of(chat_type_word(type_object));
+  const FollowUp* follow_up = follow_up_of(parse_chat_type(type_object));
   if (follow_up == nullptr) return;
   const std::int64_t id = member_int(type_object, follow_up->id_key, 0);
   if (id < 1) return;

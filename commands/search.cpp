@@ -108,7 +108,7 @@ void emit_search_chat_event(const FollowedChat& followed, std::string_view chat_
   append_int_member(event, "idx", static_cast<std::int64_t>(followed.idx));
   append_int_member(event, "id", chat.id);
   append_int_member(event, "photo_small_id", extract_chat_photo_small_file_id(chat_json));
-  append_string_member(event, "chat_type", chat_type_word(chat.type));
+  append_string_member(event, "chat_type", parse_chat_type(chat.type));
   append_string_member(event, "title", chat.title.value_or(std::string()));
   if (at_level2()) append_found_details(event, chat.last_message);
   end_event(event);

@@ -50,17 +50,13 @@ ChatObject read_chat_object(std::string_view chat_json) {
   return chat;
 }
 
-std::string_view chat_type_word(std::string_view type_object) {
+std::string_view parse_chat_type(std::string_view type_object) {
   const std::string_view type = object_type(type_object);
   if (type == "chatTypePrivate") return "private";
   if (type == "chatTypeSecret") return "secret";
   if (type == "chatTypeBasicGroup") return "basic_group";
   if (type != "chatTypeSupergroup") return "unknown";
   return member_true(type_object, "is_channel") ? "channel" : "supergroup";
-}
-
-std::string parse_chat_type(std::string_view chat_json) {
-  return std::string(chat_type_word(read_chat_object(chat_json).type));
 }
 
 bool is_group_type(std::string_view chat_type) {
@@ -90,9 +86,9 @@ bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& ord
   return positions_main_order(member_array(chat_json, "positions"), order);
 }
 
-std::int64_t extract_chat_main_order(std::string_view chat_json) {
+std::int64_t extract_chat_main_order(std::string_view positions) {
   std::int64_t order = 0;
-  (void)extract_chat_main_order_known(chat_json, order);
+  (void)positions_main_order(positions, order);
   return order;
 }
 
@@ -116,10 +112,10 @@ ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat) {
   ChatDescription row;
   row.id = chat_id;
   row.title = chat.title.value_or(std::string());
-  row.type = chat_type_word(chat.type);
+  row.type = parse_chat_type(chat.type);
   row.unread_count = chat.unread_count;
   row.last_read_outbox_message_id = chat.last_read_outbox_message_id;
-  (void)positions_main_order(chat.positions, row.order);
+  row.order = extract_chat_main_order(chat.positions);
   row.photo_small_id = photo_small_id(chat.photo);
   if (is_group_type(row.type)) {
     const std::string_view key = row.type == "basic_group" ? "basic_group_id" : "supergroup_id";

@@ -34,14 +34,13 @@ struct ChatObject {
 std::string_view find_chat_object(std::string_view json);
 ChatObject read_chat_object(std::string_view chat_json);
 
-// "private", "secret", "basic_group", "supergroup", "channel" or "unknown".
-std::string parse_chat_type(std::string_view chat_json);
-std::string_view chat_type_word(std::string_view type_object);
+// "private", "secret", "basic_group", "supergroup", "channel" or "unknown", of a chat's "type".
+std::string_view parse_chat_type(std::string_view type_object);
 // Basic groups, supergroups and channels: what one can be a member of.
 bool is_group_type(std::string_view chat_type);
 
-// 0: no position in the main list.
-std::int64_t extract_chat_main_order(std::string_view chat_json);
+// Of a chat's "positions"; 0: no position in the main list.
+std::int64_t extract_chat_main_order(std::string_view positions);
 // False when the text holds no main-list order, which an order of 0 is not. Also for the text of
 // an update that has "positions".
 bool extract_chat_main_order_known(std::string_view chat_json, std::int64_t& order);

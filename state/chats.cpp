@@ -103,7 +103,7 @@ std::int64_t fill_chat_record(ChatTable& table, const ChatObject& object) {
   if (chat_id == 0) return 0;
   Chat& chat = chat_record(table, chat_id);
   if (object.title) chat.title = *object.title;
-  const std::string_view type = chat_type_word(object.type);
+  const std::string_view type = parse_chat_type(object.type);
   if (type != "unknown") {
     chat.scope = scope_of(type);
     record_peer(table, chat_id, type, member_int(object.type, "user_id", 0));
