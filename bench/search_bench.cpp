@@ -119,7 +119,7 @@ void add_over(const char* name, const char* text, Function function) {
 // linear passes as many bytes a second with the long needle as with the short one.
 void add_near_matches() {
   static const std::string text(std::size_t{1} << 20, 'a');
-  for (const std::size_t length : {1000, 100000}) {
+  for (const std::size_t length : {1000U, 100000U}) {
     for (const Searcher& searcher : kSearchers) {
       add("near_matches/" + std::to_string(length) + '/' + searcher.name,
           [&searcher, needle = std::string(length, 'a') + 'b' + std::string(40, 'a')](
