@@ -53,6 +53,7 @@ extern const KeyHelp kKeyHelp[];
 extern const std::size_t kKeyHelpCount;
 
 void draw(const Client& client, Screen& screen);
+void draw_messages(const Client& client, Screen& screen, Box box);
 // A key as get_wch gives it; `is_code` for one of ncurses' own.
 void handle_key(Client& client, Screen& screen, wint_t key, bool is_code);
 // Until the person or the backend ends it. The status of the whole console.
