@@ -15,5 +15,5 @@ void open_events_file(const std::string& path, bool append, std::int64_t max_byt
 // fails the old one is written on, and the log says so once.
 void events_file_grew(std::size_t bytes);
 
-// No line from here on has the file put aside: a last word stands where its reader is.
+// The file is not put aside any more, so that the run's last event stays where its reader looks.
 void keep_events_file();
