@@ -1,13 +1,17 @@
 // Chats: a first few with a part to play, the others as the seed has them.
 #include <algorithm>
 
-#include "world/schema.h"
 #include "world/world.h"
 
 namespace world {
 
 using K = ChatKind;
 using S = Standing;
+
+static constexpr Id kSupergroups =
+    -1000000000000;  // an id of a chat is this less that of the group
+static constexpr Id kSecretChats = -2000000000000;
+static constexpr int kSlowSeconds = 30;
 
 // clang-format off
 static constexpr Role kRoles[] = {
@@ -39,104 +43,95 @@ static constexpr Role kRoles[] = {
 // clang-format on
 static constexpr int kRoleCount = sizeof kRoles / sizeof *kRoles;
 
-static bool has_trait(const Chat& chat, std::string_view trait) {
+bool has_trait(const Chat& chat, std::string_view trait) {
   return chat.role != nullptr &&
          std::string_view(chat.role->traits).find(trait) != std::string_view::npos;
 }
 
-static Id chat_id_of(K kind, Id peer) {
-  switch (kind) {
-    case K::kBasicGroup: return -peer;
-    case K::kSupergroup:
-    case K::kForum:
-    case K::kChannel: return -1000000000000 - peer;
-    case K::kSecret: return -2000000000000 + peer;
-    default: return peer;
-  }
-}
-
-static void play_role(Chat& chat, const Role& role) {
-  chat.role = &role;
-  chat.kind = role.kind;
-  chat.standing = role.standing;
-  chat.members = role.members;
-  chat.first_messages = role.messages;
-  chat.unread = role.unread;
-  chat.archived = has_trait(chat, "archived");
-  chat.pinned = has_trait(chat, "pinned") ? 1 + chat.number : 0;
-  if (has_trait(chat, "muted")) {
-    chat.default_mute = false;
-    chat.mute_for = 365 * 86400;
-  }
-}
-
-static void roll_chat(Chat& chat, std::uint64_t dice) {
+static Role roll_role(std::uint64_t dice) {
   const auto roll = dice % 100;
-  chat.kind = roll < 70   ? K::kPrivate
-              : roll < 82 ? K::kBasicGroup
-              : roll < 94 ? K::kSupergroup
-                          : K::kChannel;
-  chat.members = roll < 70 ? 0 : 3 + static_cast<int>(dice >> 8 & 127);
-  chat.first_messages = 20 + static_cast<int>((dice >> 16) % 160);
-  if ((dice >> 32) % 4 == 0) chat.unread = static_cast<int>((dice >> 36) % 9);
-  if ((dice >> 48) % 8 == 0) {
-    chat.default_mute = false;
-    chat.mute_for = 365 * 86400;
+  const K kind = roll < 70   ? K::kPrivate
+                 : roll < 82 ? K::kBasicGroup
+                 : roll < 94 ? K::kSupergroup
+                             : K::kChannel;
+  return {"",
+          kind,
+          20 + static_cast<int>((dice >> 16) % 160),
+          kind == K::kPrivate ? 0 : 3 + static_cast<int>(dice >> 8 & 127),
+          S::kMember,
+          (dice >> 32) % 4 == 0 ? static_cast<int>((dice >> 36) % 9) : 0,
+          (dice >> 48) % 8 == 0 ? "muted" : ""};
+}
+
+static Id chat_id_of(const Chat& chat) {
+  switch (chat.kind) {
+    case K::kBasicGroup: return -chat.peer;
+    case K::kSecret: return kSecretChats + 7000 + chat.number;
+    default: return is_super(chat) ? kSupergroups - chat.peer : chat.peer;
   }
+}
+
+static void make_chat(Chat& chat, int n) {
+  const Role role =
+      n < kRoleCount
+          ? kRoles[n]
+          : roll_role(mix(g_world.settings.seed, 0xC0000000u + static_cast<unsigned>(n)));
+  const std::string_view traits = role.traits;
+  const auto has = [&](const char* trait) { return traits.find(trait) != std::string_view::npos; };
+  if (n < kRoleCount) chat.role = &kRoles[n];
+  chat.number = n;
+  chat.kind = role.kind;
+  chat.standing = chat.first_standing = role.standing;
+  chat.members = chat.first_members = role.members;
+  chat.first_messages = role.messages;
+  chat.archived = has("archived");
+  chat.pinned = has("pinned") ? 1 + n : 0;
+  chat.default_mute = !has("muted");
+  chat.mute_for = has("muted") ? 365 * 86400 : 0;
+  chat.peer = is_group(chat) ? 5000 + n : kMe + 1 + n;
+  chat.id = chat_id_of(chat);
+  g_world.chat_numbers[chat.id] = static_cast<std::size_t>(n);
+  for (int i = 3; (chat.pinned > 0 || n % 6 == 0) && i < chat.first_messages && i < 60; i += 11) {
+    if (!content_is_service(find_message(chat, message_id(i)).content))
+      changes(chat).pins.insert(message_id(i));
+  }
+  const int read = chat.first_messages - std::min(role.unread, chat.first_messages);
+  chat.last_read_outbox = chat.first_messages > 0 ? message_id(chat.first_messages - 1) : 0;
+  chat.last_read_inbox = read > 0 ? message_id(read - 1) : 0;
+  count_unread(chat);
+  place_chat(chat, false);
 }
 
 void make_chats() {
-  World& w = g_world;
-  const int count = w.settings.chats;
-  w.chats.resize(static_cast<std::size_t>(count));
-  w.chat_numbers.reserve(w.chats.size());
-  for (int n = 0; n < count; ++n) {
-    Chat& chat = w.chats[static_cast<std::size_t>(n)];
-    chat.number = n;
-    if (n < kRoleCount) {
-      play_role(chat, kRoles[n]);
-    } else {
-      roll_chat(chat, mix(w.settings.seed, 0xC0000000u + static_cast<unsigned>(n)));
-    }
-    chat.first_standing = chat.standing;
-    chat.first_members = chat.members;
-    const bool group = is_group(chat);
-    chat.peer = group ? 5000 + n : kMe + 1 + n;
-    chat.id = chat_id_of(chat.kind, chat.kind == K::kSecret ? 7000 + n : chat.peer);
-    w.chat_numbers[chat.id] = static_cast<std::size_t>(n);
-    if (has_trait(chat, "pinned") || n % 6 == 0) {
-      for (int i = 3; i < chat.first_messages && i < 60; i += 11) {
-        if (!content_is_service(find_message(chat, message_id(i)).content)) {
-          changes(chat).pins.insert(message_id(i));
-        }
-      }
-    }
-    const Id last = message_id(chat.first_messages - 1);
-    chat.unread = std::min(chat.unread, chat.first_messages);
-    chat.last_read_outbox = chat.first_messages > 0 ? last : 0;
-    chat.last_read_inbox =
-        chat.first_messages > chat.unread ? message_id(chat.first_messages - chat.unread - 1) : 0;
-    chat.unread = count_unread(chat);
-    place_chat(chat, false);
-  }
+  g_world.chats.resize(static_cast<std::size_t>(g_world.settings.chats));
+  g_world.chat_numbers.reserve(g_world.chats.size());
+  int n = 0;
+  for (Chat& chat : g_world.chats) make_chat(chat, n++);
 }
 
-bool is_group(const Chat& chat) { return chat.kind == K::kBasicGroup || is_super(chat); }
-bool is_super(const Chat& chat) {
-  return chat.kind == K::kSupergroup || chat.kind == K::kForum || chat.kind == K::kChannel;
-}
 bool is_channel(const Chat& chat) { return chat.kind == K::kChannel; }
-
-static bool is_member(const Chat& chat) {
-  return chat.standing != S::kLeft && chat.standing != S::kBanned;
+bool is_super(const Chat& chat) {
+  return chat.kind == K::kSupergroup || chat.kind == K::kForum || is_channel(chat);
 }
+bool is_group(const Chat& chat) { return chat.kind == K::kBasicGroup || is_super(chat); }
 
+bool is_outside(const Chat& chat) {
+  return chat.standing == S::kLeft || chat.standing == S::kBanned;
+}
+bool is_ruled(const Chat& chat) {
+  return chat.standing == S::kOwner || chat.standing == S::kAdministrator;
+}
 bool can_write(const Chat& chat) {
   if (!is_group(chat)) return chat.kind != K::kDeleted;
-  return is_member(chat) && (!is_channel(chat) || chat.standing != S::kMember);
+  return !is_outside(chat) && (!is_channel(chat) || is_ruled(chat));
 }
 
 Chat& world_chat() { return g_world.chats[0]; }
+
+// A channel and its discussion group stand beside each other in the table.
+Chat& linked_chat(const Chat& chat) {
+  return g_world.chats[static_cast<std::size_t>(chat.number + (is_channel(chat) ? 1 : -1))];
+}
 
 Chat* find_chat(Id id) {
   const auto found = g_world.chat_numbers.find(id);
@@ -151,269 +146,301 @@ Chat* find_chat_named(std::string_view title) {
   return nullptr;
 }
 
-static std::string group_username(const Chat& chat) {
-  std::string name;
-  if (!has_trait(chat, "public")) return name;
-  for (const char c : std::string_view(chat.role->title))
-    name += c == ' ' ? '_' : static_cast<char>(c | 0x20);
+static std::string username_of(const Chat& chat) {
+  if (!is_group(chat)) return person(chat.peer).username;
+  std::string name = has_trait(chat, "public") ? lower(chat.role->title) : "";
+  std::replace(name.begin(), name.end(), ' ', '_');
   return name;
 }
 
 Chat* find_username(std::string_view username) {
-  std::string wanted;
-  for (const char c : username) wanted += c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+  const std::string wanted = lower(username);
   for (Chat& chat : g_world.chats) {
-    const std::string own = is_group(chat) ? group_username(chat) : person(chat.peer).username;
-    if (!own.empty() && own == wanted && chat.kind != K::kSecret) return &chat;
+    if (chat.kind != K::kSecret && username_of(chat) == wanted) return &chat;
   }
   return nullptr;
 }
 
 std::string chat_title(const Chat& chat) {
-  if (chat.changes != nullptr && !chat.changes->title.empty()) return chat.changes->title;
-  if (!is_group(chat)) return person_name(chat.peer);
-  if (chat.role != nullptr) return chat.role->title;
   static constexpr const char* kPlaces[] = {"Harbour",  "Garden", "Kitchen", "Café Ö",
                                             "Workshop", "Поле",   "Library"};
+  if (!is_group(chat)) return person_name(chat.peer);
+  if (chat.role != nullptr) return chat.role->title;
   return std::string(kPlaces[chat.number % 7]) + " " + std::to_string(chat.number);
 }
 
-static std::string standing_text(const Chat& chat) {
-  static const Shape member("chatMemberStatusMember", "");
-  static const Shape owner("chatMemberStatusCreator", "is_member=true");
-  static const Shape left("chatMemberStatusLeft", "");
-  static const Shape banned("chatMemberStatusBanned", "");
-  static const Shape administrator("chatMemberStatusAdministrator",
-                                   "rights.can_manage_chat=true rights.can_post_messages=true "
-                                   "rights.can_edit_messages=true rights.can_delete_messages=true "
-                                   "rights.can_pin_messages=true");
-  switch (chat.standing) {
-    case S::kOwner: return owner.text({});
-    case S::kLeft: return left.text({});
-    case S::kBanned: return banned.text({});
-    case S::kAdministrator: return administrator.text({});
-    default: return member.text({});
+// ---- texts of groups
+
+static std::string standing_text(Standing standing) {
+  static constexpr const char* kShapes[] = {
+      "chatMemberStatusMember",
+      "chatMemberStatusAdministrator rights.can_manage_chat=true rights.can_post_messages=true "
+      "rights.can_edit_messages=true rights.can_delete_messages=true rights.can_pin_messages=true",
+      "chatMemberStatusCreator is_member=true",
+      "chatMemberStatusLeft",
+      "chatMemberStatusBanned",
+  };
+  return object(kShapes[static_cast<int>(standing)]);
+}
+
+static std::string group_text(const Chat& chat) {
+  const std::string standing = standing_text(chat.standing), username = username_of(chat);
+  if (chat.kind == K::kBasicGroup) {
+    return object("basicGroup id member_count status is_active=true",
+                  {chat.peer, chat.members, standing});
   }
-}
-
-std::string group_text(const Chat& chat) {
-  static const Shape basic("basicGroup", "id member_count status is_active=true");
-  static const Shape super("supergroup",
-                           "id usernames date status member_count has_linked_chat sign_messages "
-                           "is_slow_mode_enabled is_channel is_forum");
-  static const Shape names("usernames", "active_usernames editable_username");
-  if (chat.kind == K::kBasicGroup)
-    return basic.text({chat.peer, chat.members, standing_text(chat)});
-  const std::string username = group_username(chat);
-  return super.text({chat.peer,
-                     username.empty() ? "" : names.text({"[\"" + username + "\"]", username}),
-                     kFirstDate - 90000000 + chat.number, standing_text(chat), chat.members,
-                     has_trait(chat, "linked"), false, has_trait(chat, "slow"), is_channel(chat),
-                     chat.kind == K::kForum});
-}
-
-// A channel and its discussion group stand beside each other in the table.
-Id linked_chat_id(const Chat& chat) {
-  if (!has_trait(chat, "linked")) return 0;
-  const int linked = chat.number + (is_channel(chat) ? 1 : -1);
-  return g_world.chats[static_cast<std::size_t>(linked)].id;
+  return object(
+      "supergroup id usernames date status member_count has_linked_chat is_slow_mode_enabled "
+      "is_channel is_forum",
+      {chat.peer, usernames_text(username), kFirstDate - 90000000 + chat.number, standing,
+       chat.members, has_trait(chat, "linked"), has_trait(chat, "slow"), is_channel(chat),
+       chat.kind == K::kForum});
 }
 
 static std::string members_text(const Chat& chat) {
-  static const Shape member("chatMember", "member_id inviter_user_id joined_chat_date status");
-  std::string list = "[";
+  List members;
   for (int i = 0; i < std::min(chat.members, 200); ++i) {
-    if (i > 0) list += ',';
-    const Id id = i == 0 && is_member(chat) ? kMe : kMe + 2 + (i + chat.number) % 30;
-    member.append(list,
-                  {sender_text(id), kMe + 2, kFirstDate - 8000000,
-                   i == 0 ? standing_text(chat)
-                          : "{\"@type\":\"chatMemberStatusMember\",\"member_until_date\":0}"});
+    const Id id = i == 0 && !is_outside(chat) ? kMe : kMe + 2 + (i + chat.number) % 30;
+    members.next() += object("chatMember member_id inviter_user_id joined_chat_date status",
+                             {sender_text(id), kMe + 2, kFirstDate - 8000000,
+                              standing_text(i == 0 ? chat.standing : S::kMember)});
   }
-  return list + "]";
+  return members.done();
 }
 
-std::string group_full_text(const Chat& chat) {
-  static const Shape basic("basicGroupFullInfo", "description creator_user_id members");
-  static const Shape super("supergroupFullInfo",
-                           "description member_count administrator_count=2 linked_chat_id "
-                           "slow_mode_delay slow_mode_delay_expires_in can_get_members "
-                           "is_all_history_available=true");
+static std::string group_full_text(const Chat& chat) {
   const std::string description = "About " + chat_title(chat);
-  if (chat.kind == K::kBasicGroup) return basic.text({description, kMe + 2, members_text(chat)});
-  const bool slow = has_trait(chat, "slow");
-  const Id wait = slow ? std::max<Id>(chat.sent_last + 30 - date_now(), 0) : 0;
-  return super.text({description, chat.members, linked_chat_id(chat), slow ? 30 : 0,
-                     static_cast<double>(wait), !is_channel(chat)});
+  if (chat.kind == K::kBasicGroup) {
+    return object("basicGroupFullInfo description creator_user_id members",
+                  {description, kMe + 2, members_text(chat)});
+  }
+  const bool slow = has_trait(chat, "slow"), linked = has_trait(chat, "linked");
+  return object(
+      "supergroupFullInfo description member_count administrator_count=2 linked_chat_id "
+      "slow_mode_delay slow_mode_delay_expires_in can_get_members is_all_history_available=true",
+      {description, chat.members, linked ? linked_chat(chat).id : 0, slow ? kSlowSeconds : 0,
+       static_cast<double>(slow_wait(chat)), !is_channel(chat)});
 }
 
-std::string notification_settings_text(const Chat& chat) {
-  static const Shape shape(
-      "chatNotificationSettings",
-      "use_default_mute_for mute_for use_default_sound=true use_default_show_preview=true "
-      "show_preview=true use_default_mute_stories=true use_default_story_sound=true "
-      "use_default_show_story_poster=true show_story_poster=true "
+Id slow_wait(const Chat& chat) {
+  if (!has_trait(chat, "slow") || chat.sent_last == 0) return 0;
+  return std::max<Id>(chat.sent_last + kSlowSeconds - date_now(), 0);
+}
+
+// ---- texts of chats
+
+std::string list_text(const Chat& chat) {
+  return object(chat.archived ? "chatListArchive" : "chatListMain");
+}
+
+std::string position_text(const Chat& chat) {
+  return object("chatPosition list order is_pinned",
+                {list_text(chat), chat.order, chat.pinned > 0});
+}
+
+static std::string positions_text(const Chat& chat) {
+  return chat.order == 0 ? "[]" : "[" + position_text(chat) + "]";
+}
+
+static std::string notification_settings_text(const Chat& chat) {
+  return object(
+      "chatNotificationSettings use_default_mute_for mute_for use_default_sound=true "
+      "use_default_show_preview=true show_preview=true use_default_mute_stories=true "
+      "use_default_story_sound=true use_default_show_story_poster=true show_story_poster=true "
       "use_default_disable_pinned_message_notifications=true "
-      "use_default_disable_mention_notifications=true");
-  return shape.text({chat.default_mute, chat.mute_for});
+      "use_default_disable_mention_notifications=true",
+      {chat.default_mute, chat.mute_for});
 }
 
-static std::string list_text(const Chat& chat) {
-  return chat.archived ? "{\"@type\":\"chatListArchive\"}" : "{\"@type\":\"chatListMain\"}";
-}
-
-std::string positions_text(const Chat& chat) {
-  static const Shape shape("chatPosition", "list order is_pinned");
-  if (chat.order == 0) return "[]";
-  return "[" + shape.text({list_text(chat), chat.order, chat.pinned > 0}) + "]";
-}
+static Id secret_id(const Chat& chat) { return chat.id - kSecretChats; }
 
 static std::string chat_type_text(const Chat& chat) {
-  static const Shape user("chatTypePrivate", "user_id");
-  static const Shape secret("chatTypeSecret", "secret_chat_id user_id");
-  static const Shape basic("chatTypeBasicGroup", "basic_group_id");
-  static const Shape super("chatTypeSupergroup", "supergroup_id is_channel");
-  if (chat.kind == K::kSecret) return secret.text({chat.id + 2000000000000, chat.peer});
-  if (chat.kind == K::kBasicGroup) return basic.text({chat.peer});
-  if (is_super(chat)) return super.text({chat.peer, is_channel(chat)});
-  return user.text({chat.peer});
+  if (chat.kind == K::kSecret)
+    return object("chatTypeSecret secret_chat_id user_id", {secret_id(chat), chat.peer});
+  if (chat.kind == K::kBasicGroup) return object("chatTypeBasicGroup basic_group_id", {chat.peer});
+  if (is_super(chat))
+    return object("chatTypeSupergroup supergroup_id is_channel", {chat.peer, is_channel(chat)});
+  return object("chatTypePrivate user_id", {chat.peer});
 }
 
 static std::string photo_text(const Chat& chat) {
-  static const Shape shape("chatPhotoInfo", "small big");
   if (chat.kind == K::kDeleted || chat.number % 3 == 0) return {};
   const Id key = is_group(chat) ? chat.number * Id{8} + 3 : chat.peer * 8 + 1;
-  return shape.text(
-      {file_text(file_of(key, 3000, true)), file_text(file_of(key + 1, 20000, true))});
-}
-
-static std::string draft_text(const Chat& chat) {
-  static const Shape draft("draftMessage", "date input_message_text");
-  static const Shape input("inputMessageText", "text");
-  if (chat.changes == nullptr || chat.changes->draft.empty()) return {};
-  return draft.text({kFirstDate, input.text({formatted_text(chat.changes->draft)})});
+  return object("chatPhotoInfo small big",
+                {file_text(key, 3000, true), file_text(key + 1, 20000, true)});
 }
 
 // `complete`: with what updateNewChat leaves to later updates.
 static std::string chat_object(Chat& chat, bool complete) {
-  static const Shape shape(
-      "chat",
-      "id type title photo accent_color_id profile_accent_color_id=-1 permissions last_message "
-      "positions chat_lists has_protected_content=false is_marked_as_unread view_as_topics "
-      "can_be_deleted_only_for_self "
-      "can_be_reported unread_count last_read_inbox_message_id last_read_outbox_message_id "
-      "unread_mention_count notification_settings available_reactions video_chat draft_message");
-  static const Shape rights(
-      "chatPermissions",
-      "can_send_basic_messages can_send_audios can_send_documents can_send_photos can_send_videos "
-      "can_send_video_notes can_send_voice_notes can_send_polls can_send_other_messages "
-      "can_add_link_previews can_change_info=false can_invite_users=true can_pin_messages "
-      "can_create_topics=false");
-  static const Shape reactions("chatAvailableReactionsAll", "max_reaction_count=11");
-  const bool may = !is_channel(chat);
-  const bool pins = !is_group(chat) || chat.kind == K::kBasicGroup;
-  const Id last = complete ? last_id(chat) : 0;
-  return shape.text({chat.id,
-                     chat_type_text(chat),
-                     chat_title(chat),
-                     photo_text(chat),
-                     chat.number % 7,
-                     rights.text({may, may, may, may, may, may, may, may, may, may, pins}),
-                     last != 0 ? message_text(chat, find_message(chat, last)) : "",
-                     complete ? positions_text(chat) : "[]",
-                     chat.order != 0 ? "[" + list_text(chat) + "]" : "[]",
-                     chat.marked_unread,
-                     chat.kind == K::kForum,
-                     chat.standing != S::kBanned,
-                     is_super(chat),
-                     chat.unread,
-                     chat.last_read_inbox,
-                     chat.last_read_outbox,
-                     chat.mentions,
-                     notification_settings_text(chat),
-                     reactions.text({}),
-                     "{\"@type\":\"videoChat\",\"group_call_id\":0,\"has_participants\":false}",
-                     draft_text(chat)});
+  const std::string rights = object(
+      "chatPermissions can_send_basic_messages=%a can_send_audios=%a can_send_documents=%a "
+      "can_send_photos=%a can_send_videos=%a can_send_video_notes=%a can_send_voice_notes=%a "
+      "can_send_polls=%a can_send_other_messages=%a can_add_link_previews=%a "
+      "can_invite_users=true can_pin_messages=%b",
+      {!is_channel(chat), !is_super(chat)});
+  return object(
+      "chat id type title photo accent_color_id profile_accent_color_id=-1 permissions "
+      "last_message positions chat_lists is_marked_as_unread view_as_topics "
+      "can_be_deleted_only_for_self can_be_reported unread_count last_read_inbox_message_id "
+      "last_read_outbox_message_id unread_mention_count notification_settings "
+      "available_reactions=@chatAvailableReactionsAll available_reactions.max_reaction_count=11",
+      {chat.id, chat_type_text(chat), chat_title(chat), photo_text(chat), chat.number % 7, rights,
+       complete ? message_text(chat, last_id(chat)) : "", complete ? positions_text(chat) : "[]",
+       chat.order != 0 ? "[" + list_text(chat) + "]" : "[]", chat.marked_unread,
+       chat.kind == K::kForum, chat.standing != S::kBanned, is_super(chat), chat.unread,
+       chat.last_read_inbox, chat.last_read_outbox, chat.mentions,
+       notification_settings_text(chat)});
 }
 
 std::string chat_text(Chat& chat) { return chat_object(chat, true); }
 
-static void tell_group(const Chat& chat) {
-  static const Shape basic("updateBasicGroup", "basic_group");
-  static const Shape super("updateSupergroup", "supergroup");
-  static const Shape secret("updateSecretChat", "secret_chat");
-  static const Shape secret_chat("secretChat", "id user_id state=@secretChatStateReady layer=144");
+// The group or the person behind the chat.
+static void tell_peer(const Chat& chat) {
   if (chat.kind == K::kBasicGroup) {
-    tell(basic.text({group_text(chat)}));
+    tell("updateBasicGroup basic_group", {group_text(chat)});
   } else if (is_super(chat)) {
-    tell(super.text({group_text(chat)}));
+    tell("updateSupergroup supergroup", {group_text(chat)});
   } else {
     tell_person(chat.peer);
-    if (chat.kind == K::kSecret) {
-      tell(secret.text({secret_chat.text({chat.id + 2000000000000, chat.peer})}));
-    }
+  }
+  if (chat.kind == K::kSecret) {
+    tell(
+        "updateSecretChat secret_chat.id secret_chat.user_id "
+        "secret_chat.state=@secretChatStateReady secret_chat.layer=144",
+        {secret_id(chat), chat.peer});
   }
 }
 
 void tell_chat(Chat& chat) {
-  static const Shape shape("updateNewChat", "chat");
   if (chat.told) return;
   chat.told = true;
-  tell_group(chat);
-  tell(shape.text({chat_object(chat, false)}));
-  tell_last_message(chat);
+  tell_peer(chat);
+  tell("updateNewChat chat", {chat_object(chat, false)});
+  const std::string last = message_text(chat, last_id(chat));
+  if (chat.order != 0 || !last.empty()) tell_last_message(chat, last);
 }
 
-void tell_last_message(Chat& chat) {
-  static const Shape shape("updateChatLastMessage", "chat_id last_message positions");
-  const Id last = last_id(chat);
-  if (last == 0 && chat.order == 0) return;
-  const std::string message = last != 0 ? message_text(chat, find_message(chat, last)) : "";
-  tell(shape.text({chat.id, message, positions_text(chat)}));
-}
-
-// Where it stands now: pinned ones far above every date.
-static Id order_of(const Chat& chat) {
-  const Id last = last_id(chat);
-  if (!chat.listed || (is_group(chat) && !is_member(chat)) || (last == 0 && chat.pinned == 0))
-    return 0;
-  if (chat.pinned > 0) return (Id{2147000000} - chat.pinned) << 32;
-  return find_message(chat, last).date << 32 | (message_index(last) & 0xFFFFF);
-}
-
-void place_chat(Chat& chat, bool tell_it) {
-  static const Shape update("updateChatPosition", "chat_id position");
-  static const Shape position("chatPosition", "list order is_pinned");
-  static const Shape removed("updateChatRemovedFromList", "chat_id chat_list");
-  static const Shape added("updateChatAddedToList", "chat_id chat_list");
-  auto& list = chat.archived ? g_world.archive : g_world.list;
-  const Id order = order_of(chat);
-  if (chat.order != 0) {
-    g_world.list.erase({-chat.order, chat.id});
-    g_world.archive.erase({-chat.order, chat.id});
-  }
-  const bool moved = order != chat.order;
-  if (chat.told && (order == 0) != (chat.order == 0))
-    tell((order == 0 ? removed : added).text({chat.id, list_text(chat)}));
-  chat.order = order;
-  if (order != 0) list.insert({-order, chat.id});
-  if (tell_it && moved && chat.told) {
-    tell(update.text({chat.id, position.text({list_text(chat), order, chat.pinned > 0})}));
-  }
+void tell_last_message(const Chat& chat, const std::string& message) {
+  tell("updateChatLastMessage chat_id last_message positions",
+       {chat.id, message, positions_text(chat)});
 }
 
 void set_standing(Chat& chat, Standing standing) {
   if (chat.standing == standing) return;
-  const bool was_member = is_member(chat);
+  chat.members += is_outside(chat);
   chat.standing = standing;
-  chat.members += is_member(chat) - was_member;
-  if (is_member(chat)) chat.listed = true;
-  if (!chat.told) {
-    place_chat(chat, false);
-    return;
-  }
-  tell_group(chat);
+  chat.members -= is_outside(chat);
+  if (!is_outside(chat)) chat.listed = true;
+  if (chat.told) tell_peer(chat);
   place_chat(chat, true);
 }
+
+// ---- requests
+
+static std::string open_chat(Asked& asked) {
+  Chat& chat = *asked.chat;
+  chat.open = true;
+  if (is_group(chat) && !is_channel(chat)) {
+    tell("updateChatOnlineMemberCount chat_id online_member_count",
+         {chat.id, 1 + chat.members / 3});
+  }
+  return ok_text();
+}
+
+static std::string close_chat(Asked& asked) {
+  asked.chat->open = false;
+  return ok_text();
+}
+
+static std::string create_private_chat(Asked& asked) {
+  Chat* chat = is_person(asked.user) ? find_chat(asked.user) : nullptr;
+  if (chat == nullptr) return refuse("User not found");
+  tell_chat(*chat);
+  return chat_text(*chat);
+}
+
+static std::string join_chat(Asked& asked) {
+  if (!is_super(*asked.chat)) return refuse("Can't join the chat");
+  if (asked.chat->standing == S::kBanned) return refuse("USER_BANNED_IN_CHANNEL");
+  if (asked.chat->standing != S::kLeft) return refuse("USER_ALREADY_PARTICIPANT");
+  set_standing(*asked.chat, S::kMember);
+  return ok_text();
+}
+
+static std::string leave_chat(Asked& asked) {
+  if (!is_group(*asked.chat)) return refuse("Can't leave private and secret chats");
+  if (asked.chat->standing != S::kBanned) set_standing(*asked.chat, S::kLeft);
+  return ok_text();
+}
+
+static std::string set_notifications(Asked& asked) {
+  Chat& chat = *asked.chat;
+  const Json& settings = asked.json["notification_settings"];
+  if (settings.is_null()) return refuse("New notification settings must be non-empty");
+  const Id seconds = std::clamp<Id>(settings.number("mute_for"), 0, INT32_MAX);
+  chat.default_mute = settings.boolean("use_default_mute_for");
+  chat.mute_for = chat.default_mute       ? 0
+                  : seconds > 366 * 86400 ? INT32_MAX
+                                          : static_cast<int>(seconds);
+  tell("updateChatNotificationSettings chat_id notification_settings",
+       {chat.id, notification_settings_text(chat)});
+  return ok_text();
+}
+
+static std::string get_scope(Asked& asked) {
+  if (asked.json["scope"].is_null()) return refuse("Scope must be non-empty");
+  return object("scopeNotificationSettings show_preview=true");
+}
+
+void mark_unread(Chat& chat, bool unread) {
+  chat.marked_unread = unread;
+  tell("updateChatIsMarkedAsUnread chat_id is_marked_as_unread", {chat.id, unread});
+}
+
+static std::string toggle_marked(Asked& asked) {
+  mark_unread(*asked.chat, asked.json.boolean("is_marked_as_unread"));
+  return ok_text();
+}
+
+// The group with that id of its own, which the client must know.
+static Chat* asked_group(const Asked& asked) {
+  const Id basic = asked.json.number("basic_group_id"), super = asked.json.number("supergroup_id");
+  const bool possible = std::max(basic, super) < 1000000000 && std::min(basic, super) >= 0;
+  return possible ? told_chat(super != 0 ? kSupergroups - super : -basic) : nullptr;
+}
+
+static std::string get_basic(Asked& asked) {
+  const Chat* chat = asked_group(asked);
+  return chat == nullptr ? refuse("Basic group not found") : group_text(*chat);
+}
+static std::string get_basic_full(Asked& asked) {
+  const Chat* chat = asked_group(asked);
+  return chat == nullptr ? refuse("Basic group not found") : group_full_text(*chat);
+}
+static std::string get_super(Asked& asked) {
+  const Chat* chat = asked_group(asked);
+  return chat == nullptr ? refuse("Supergroup not found") : group_text(*chat);
+}
+static std::string get_super_full(Asked& asked) {
+  const Chat* chat = asked_group(asked);
+  if (chat == nullptr) return refuse("Supergroup not found");
+  return chat->standing == S::kBanned ? refuse("CHANNEL_PRIVATE") : group_full_text(*chat);
+}
+
+const Requests kChatRequests = {
+    {"getChat", kChat, [](Asked& asked) { return chat_text(*asked.chat); }},
+    {"openChat", kChat, open_chat},
+    {"closeChat", kChat, close_chat},
+    {"createPrivateChat", kNothing, create_private_chat},
+    {"joinChat", kChat, join_chat},
+    {"leaveChat", kChat, leave_chat},
+    {"setChatNotificationSettings", kChat, set_notifications},
+    {"getScopeNotificationSettings", kNothing, get_scope},
+    {"toggleChatIsMarkedAsUnread", kChat, toggle_marked},
+    {"getBasicGroup", kNothing, get_basic},
+    {"getBasicGroupFullInfo", kNothing, get_basic_full},
+    {"getSupergroup", kNothing, get_super},
+    {"getSupergroupFullInfo", kNothing, get_super_full},
+};
 
 }  // namespace world

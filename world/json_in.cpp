@@ -9,27 +9,23 @@
 
 namespace world {
 
-const Json& Json::operator[](std::string_view name) const {
+const Json& Json::operator[](std::string_view member) const {
   static const Json null;
-  for (const auto& member : members) {
-    if (member.first == name) return member.second;
+  for (const Json& item : items) {
+    if (item.name == member) return item;
   }
   return null;
 }
 
-std::int64_t number_of(const Json& json) {
+std::int64_t Json::number() const {
   std::int64_t number = 0;
-  std::from_chars(json.text.data(), json.text.data() + json.text.size(), number);
+  std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
 }
 
-std::int64_t Json::number(std::string_view name) const { return number_of((*this)[name]); }
-
-std::string_view Json::string(std::string_view name) const { return (*this)[name].text; }
-
-bool Json::boolean(std::string_view name) const {
-  const Json& value = (*this)[name];
-  return value.kind == kBoolean ? value.flag : number_of(value) != 0;
+bool Json::boolean(std::string_view member) const {
+  const Json& value = (*this)[member];
+  return value.kind == kBoolean ? value.text == "true" : value.number() != 0;
 }
 
 namespace {
@@ -44,49 +40,41 @@ struct Reader {
     error = why;
     return false;
   }
-  char peek() const { return rest.empty() ? '\0' : rest[0]; }
   bool skip(std::string_view word) {
     if (rest.substr(0, word.size()) != word) return false;
     rest.remove_prefix(word.size());
     return true;
   }
   void skip_blanks() {
-    while (!rest.empty() && std::string_view(" \t\r\n").find(rest[0]) != std::string_view::npos) {
-      rest.remove_prefix(1);
-    }
+    rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r\n"), rest.size()));
   }
 
-  bool word(std::string_view name, Json& json, Json::Kind kind) {
+  bool word(std::string_view word, Json& json, Json::Kind kind) {
     json.kind = kind;
-    json.flag = name[0] == 't';
-    if (skip(name)) return true;
-    return fail(std::string("Token starts with '") + name[0] + "' -- " + std::string(name) +
-                " expected");
+    json.text = kind == Json::kBoolean ? word : "";
+    return skip(word) || fail("Token starts with '" + std::string(word, 0, 1) + "' -- " +
+                              std::string(word) + " expected");
   }
 
   bool hex_unit(unsigned& unit) {
-    if (rest.size() < 4) return false;
-    const auto end = std::from_chars(rest.data(), rest.data() + 4, unit, 16);
-    if (end.ec != std::errc() || end.ptr != rest.data() + 4) return false;
+    const char* end = rest.data() + std::min<std::size_t>(rest.size(), 4);
+    if (rest.size() < 4 || std::from_chars(rest.data(), end, unit, 16).ptr != end) return false;
     rest.remove_prefix(4);
     return true;
   }
 
   bool escape(std::string& out) {
-    const char c = peek();
-    rest.remove_prefix(rest.empty() ? 0 : 1);
-    static constexpr std::string_view kFrom = "bfnrt";
-    static constexpr std::string_view kTo = "\b\f\n\r\t";
-    const std::size_t known = kFrom.find(c);
-    if (c != 'u') {
-      out += c != '\0' && known != std::string_view::npos ? kTo[known] : c;
+    static constexpr std::string_view kFrom = "bfnrt", kTo = "\b\f\n\r\t";
+    if (!skip("u")) {
+      const char c = rest.empty() ? '\0' : rest[0];
+      rest.remove_prefix(rest.empty() ? 0 : 1);
+      const std::size_t known = kFrom.find(c);
+      out += known != std::string_view::npos ? kTo[known] : c;
       return true;
     }
-    unsigned unit = 0;
+    unsigned unit = 0, low = 0;
     if (!hex_unit(unit)) return fail("\\u has less than 4 symbols");
-    unsigned low = 0;
-    if (unit >= 0xD800 && unit < 0xDC00 && rest.substr(0, 2) == "\\u") {
-      rest.remove_prefix(2);
+    if (unit >= 0xD800 && unit < 0xDC00 && skip("\\u")) {
       if (!hex_unit(low) || low < 0xDC00 || low > 0xDFFF) return fail("Wrong surrogate pair");
       unit = 0x10000 + ((unit & 0x3FF) << 10) + (low & 0x3FF);
     }
@@ -113,65 +101,53 @@ struct Reader {
     }
   }
 
-  // After a value: true when another one follows, `closed` when the list ends here.
-  bool next(std::string_view close, std::string_view what, bool& closed) {
+  // The items of an array or an object, whose opening bracket has been read.
+  bool list(Json& json, int depth) {
+    const bool object = json.kind == Json::kObject;
+    const std::string_view close = object ? "}" : "]";
     skip_blanks();
-    closed = skip(close);
-    if (closed) return true;
-    if (skip(",")) {
-      skip_blanks();
-      return true;
-    }
-    if (rest.empty()) return fail("Unexpected string end");
-    return fail("Unexpected symbol while parsing JSON " + std::string(what));
-  }
-
-  bool array(Json& json, int depth) {
-    skip_blanks();
-    if (skip("]")) return true;
-    for (bool closed = false; !closed;) {
+    if (skip(close)) return true;
+    while (true) {
       if (rest.empty()) return fail("Unexpected string end");
-      if (!value(json.items.emplace_back(), depth)) return false;
-      if (!next("]", "Array", closed)) return false;
-    }
-    return true;
-  }
-
-  bool object(Json& json, int depth) {
-    skip_blanks();
-    if (skip("}")) return true;
-    for (bool closed = false; !closed;) {
-      if (rest.empty()) return fail("Unexpected string end");
-      auto& member = json.members.emplace_back();
-      if (!string(member.first)) return false;
+      Json& item = json.items.emplace_back();
+      if (object) {
+        if (!string(item.name)) return false;
+        skip_blanks();
+        if (!skip(":")) return fail("':' expected");
+      }
+      if (!value(item, depth)) return false;
       skip_blanks();
-      if (!skip(":")) return fail("':' expected");
-      if (!value(member.second, depth)) return false;
-      if (!next("}", "Object", closed)) return false;
+      if (skip(close)) return true;
+      if (rest.empty()) return fail("Unexpected string end");
+      if (!skip(",")) {
+        return fail(std::string("Unexpected symbol while parsing JSON ") +
+                    (object ? "Object" : "Array"));
+      }
+      skip_blanks();
     }
-    return true;
   }
 
   bool value(Json& json, int depth) {
     if (depth < 0) return fail("Too big object depth");
     skip_blanks();
-    const char c = peek();
+    const char c = rest.empty() ? '\0' : rest[0];
     switch (c) {
+      case '\0': return fail("Unexpected string end");
       case 'f': return word("false", json, Json::kBoolean);
       case 't': return word("true", json, Json::kBoolean);
       case 'n': return word("null", json, Json::kNull);
       case '"': json.kind = Json::kString; return string(json.text);
       case '[':
-        json.kind = Json::kArray;
-        rest.remove_prefix(1);
-        return array(json, depth - 1);
       case '{':
-        json.kind = Json::kObject;
+        json.kind = c == '[' ? Json::kArray : Json::kObject;
         rest.remove_prefix(1);
-        return object(json, depth - 1);
-      default: break;
+        return list(json, depth - 1);
+      default: return number(json);
     }
-    if (c == '\0') return fail("Unexpected string end");
+  }
+
+  bool number(Json& json) {
+    const char c = rest[0];
     const std::size_t size = std::min(rest.find_first_not_of("+-.eE0123456789"), rest.size());
     if (size == 0 || c == 'e' || c == 'E') {
       return fail(c > 0 && c < 127 ? std::string("Unexpected symbol '") + c + "'"
@@ -199,7 +175,7 @@ bool is_small(std::string_view member) {
   return std::find(std::begin(kSmall), std::end(kSmall), member) != std::end(kSmall);
 }
 
-std::string check_integer(const Json& json, bool small = false) {
+std::string check_integer(const Json& json, bool small) {
   if (json.kind != Json::kNumber && json.kind != Json::kString) {
     return expected("String or Number", json);
   }
@@ -216,48 +192,69 @@ std::string check_members(const Json& object, const Type& type);
 std::string check_object(const Json& json, std::string_view wanted) {
   if (json.kind != Json::kObject) return expected("Object", json);
   const Type* type = find_type(wanted);
-  if (type == nullptr) {
-    const Json& name = json["@type"];
-    if (name.kind == Json::kNull) return "Can't find field \"@type\"";
-    type = find_type(name.text);
-    if (type == nullptr || type->class_name != wanted) {
-      return "Unknown class \"" + name.text + "\"";
-    }
+  if (type == nullptr) {  // a class: the object says which of its types it is
+    if (json["@type"].is_null()) return "Can't find field \"@type\"";
+    type = find_type(json.type());
+    if (type == nullptr || type->class_name != wanted)
+      return "Unknown class \"" + std::string(json.type()) + "\"";
   }
   return check_members(json, *type);
 }
 
 std::string check_value(const Json& json, std::string_view kind, bool small) {
-  if (json.kind == Json::kNull) return {};
+  const auto wants = [&](bool fits, const char* what) {
+    return fits ? std::string() : expected(what, json);
+  };
+  std::string error;
+  if (json.is_null()) return error;
   switch (kind[0]) {
-    case 'b':
-      if (json.kind == Json::kBoolean) return {};
-      return check_integer(json).empty() ? std::string() : expected("Boolean", json);
     case 'i':
     case 'l': return check_integer(json, small);
-    case 'd': return json.kind == Json::kNumber ? std::string() : expected("Number", json);
+    case 'b':
+      return wants(json.kind == Json::kBoolean || check_integer(json, false).empty(), "Boolean");
+    case 'd': return wants(json.kind == Json::kNumber, "Number");
     case 's':
-    case 'y': return json.kind == Json::kString ? std::string() : expected("String", json);
+    case 'y': return wants(json.kind == Json::kString, "String");
     case 'a':
       if (json.kind != Json::kArray) return expected("Array", json);
       for (const Json& item : json.items) {
-        std::string error = check_value(item, kind.substr(1), small);
-        if (!error.empty()) return error;
+        if (error.empty()) error = check_value(item, kind.substr(1), small);
       }
-      return {};
+      return error;
     default: return check_object(json, kind.substr(1));
   }
 }
 
 std::string check_members(const Json& object, const Type& type) {
+  std::string error;
   for (const Member& member : type.members) {
-    std::string error = check_value(object[member.name], member.kind, is_small(member.name));
-    if (!error.empty()) return error;
+    if (error.empty()) error = check_value(object[member.name], member.kind, is_small(member.name));
   }
-  return {};
+  return error;
+}
+
+bool is_utf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    int more = 0;
+    if (lead >= 0xC2 && lead < 0xF5) more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if (lead >= 0x80 && more == 0) return false;
+    // Halves of a pair are no characters.
+    if (lead == 0xED && i < text.size() && static_cast<unsigned char>(text[i]) >= 0xA0)
+      return false;
+    for (; more > 0; --more, ++i) {
+      if (i >= text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
+
+bool has_bad_string(const Json& json) {
+  return (json.kind == Json::kString && !is_utf8(json.text)) ||
+         std::any_of(json.items.begin(), json.items.end(), has_bad_string);
+}
 
 bool read_json(std::string_view text, Json& json, std::string& error) {
   Reader reader{text, error};
@@ -268,10 +265,10 @@ bool read_json(std::string_view text, Json& json, std::string& error) {
 
 std::string check_request(const Json& request) {
   const Json& name = request["@type"];
-  if (name.kind == Json::kNull) return "Can't find field \"@type\"";
+  if (name.is_null()) return "Can't find field \"@type\"";
   if (name.kind == Json::kNumber) {
     char text[16];
-    std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(number_of(name)));
+    std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(name.number()));
     return std::string("Unknown constructor ") + text;
   }
   if (name.kind != Json::kString) return expected("String or Integer", name);
@@ -282,29 +279,23 @@ std::string check_request(const Json& request) {
 
 void append_json(std::string& out, const Json& json) {
   switch (json.kind) {
-    case Json::kNull: out += "null"; break;
-    case Json::kBoolean: out += json.flag ? "true" : "false"; break;
-    case Json::kNumber: out += json.text; break;
-    case Json::kString: append_string(out, json.text); break;
-    case Json::kArray:
-      out += '[';
-      for (const Json& item : json.items) {
-        if (&item != json.items.data()) out += ',';
-        append_json(out, item);
-      }
-      out += ']';
-      break;
-    case Json::kObject:
-      out += '{';
-      for (const auto& member : json.members) {
-        if (&member != json.members.data()) out += ',';
-        append_string(out, member.first);
-        out += ':';
-        append_json(out, member.second);
-      }
-      out += '}';
-      break;
+    case Json::kNull: out += "null"; return;
+    case Json::kString: append_string(out, json.text); return;
+    case Json::kBoolean:
+    case Json::kNumber: out += json.text; return;
+    default: break;
   }
+  const bool object = json.kind == Json::kObject;
+  out += object ? '{' : '[';
+  for (const Json& item : json.items) {
+    if (&item != json.items.data()) out += ',';
+    if (object) {
+      append_string(out, item.name);
+      out += ':';
+    }
+    append_json(out, item);
+  }
+  out += object ? '}' : ']';
 }
 
 }  // namespace world

@@ -8,7 +8,6 @@
 #include <deque>
 #include <mutex>
 
-#include "world/schema.h"
 #include "world/world.h"
 
 namespace world {
@@ -63,69 +62,29 @@ void begin() {
   begin_faults(g_world.settings.faults);
 }
 
-void put(std::string text, const Json* extra, int client_id) {
+// Queues the text of an object, with what every text ends in.
+void put(std::string text, const Json& extra, int client_id = 1) {
   text.pop_back();
-  if (extra != nullptr && extra->kind != Json::kNull) {
-    text += ",\"@extra\":";
-    append_json(text, *extra);
-  }
-  text += ",\"@client_id\":";
-  append_number(text, client_id);
+  if (!extra.is_null()) append_json(text += ",\"@extra\":", extra);
+  append_number(text += ",\"@client_id\":", client_id);
   text += '}';
   g_queue.push_back(std::move(text));
 }
 
-void put_answer(std::string answer, const Json& extra) { put(std::move(answer), &extra, 1); }
-
-bool is_utf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i++]);
-    int more = 0;
-    if (lead >= 0xC2 && lead < 0xF5) more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    if (lead >= 0x80 && more == 0) return false;
-    // Halves of a pair are no characters.
-    if (lead == 0xED && i < text.size() && static_cast<unsigned char>(text[i]) >= 0xA0)
-      return false;
-    for (; more > 0; --more, ++i) {
-      if (i >= text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
-    }
-  }
-  return true;
-}
-
-bool has_bad_string(const Json& json) {
-  if (json.kind == Json::kString && !is_utf8(json.text)) return true;
-  for (const Json& item : json.items) {
-    if (has_bad_string(item)) return true;
-  }
-  for (const auto& member : json.members) {
-    if (has_bad_string(member.second)) return true;
-  }
-  return false;
-}
-
 // The answer as it is now, so that one that comes late says nothing outdated.
-void answer_now(const Json& request, const Json& extra, bool twice) {
-  std::string text = answer_login(request);
-  if (text.empty()) text = answer_request(request);
-  if (twice) put_answer(text, extra);
-  put_answer(std::move(text), extra);
+void answer_now(const Json& request, int times) {
+  const std::string text = answer_request(request);
+  for (; times > 0; --times) put(text, request["@extra"]);
 }
 
 void answer(const Json& request) {
-  const Json& extra = request["@extra"];
   const Fault* fault = next_fault(request.type());
-  if (fault == nullptr) {
-    answer_now(request, extra, false);
-    return;
-  }
+  if (fault == nullptr) return answer_now(request, 1);
   switch (fault->kind) {
     case Fault::kLose: break;
-    case Fault::kError: put_answer(error_text(fault->code, fault->message), extra); break;
-    case Fault::kTwice: answer_now(request, extra, true); break;
-    case Fault::kLate:
-      later(fault->seconds, [request] { answer_now(request, request["@extra"], false); });
-      break;
+    case Fault::kError: put(error_text(fault->code, fault->message), request["@extra"]); break;
+    case Fault::kTwice: answer_now(request, 2); break;
+    case Fault::kLate: later(fault->seconds, [request] { answer_now(request, 1); }); break;
   }
 }
 
@@ -133,27 +92,22 @@ void take_request(int client_id, const char* text) {
   Json request;
   std::string error;
   if (!read_json(text, request, error)) {
-    put(error_text(400, "Failed to parse request as JSON object: " + error), nullptr, client_id);
-    return;
-  }
-  if (request.kind != Json::kObject) {
-    put(error_text(400, "Expected a JSON object"), nullptr, client_id);
-    return;
-  }
-  error = check_request(request);
-  const Json& extra = request["@extra"];
-  if (!error.empty()) {
-    put(error_text(400, "Failed to parse JSON object as TDLib request: " + error), &extra,
-        client_id);
+    request = {};
+    error = refuse("Failed to parse request as JSON object: " + error);
+  } else if (request.kind != Json::kObject) {
+    error = refuse("Expected a JSON object");
+  } else if (!(error = check_request(request)).empty()) {
+    error = refuse("Failed to parse JSON object as TDLib request: " + error);
   } else if (client_id < 1 || client_id > g_clients) {
-    put(error_text(400, "Invalid TDLib instance specified"), &extra, client_id);
+    error = refuse("Invalid TDLib instance specified");
   } else if (g_closed || client_id != 1) {
-    put(error_text(500, "Request aborted"), &extra, client_id);
+    error = error_text(500, "Request aborted");
   } else if (has_parameters() && has_bad_string(request)) {
-    put(error_text(400, "Strings must be encoded in UTF-8"), &extra, client_id);
+    error = refuse("Strings must be encoded in UTF-8");
   } else {
-    answer(request);
+    return answer(request);
   }
+  put(std::move(error), request["@extra"], client_id);
 }
 
 double moment_due() {
@@ -171,11 +125,8 @@ bool happen() {
     return true;
   }
   if (g_flood > 0) {
-    --g_flood;
-    const auto& chats = g_world.chats;
-    const std::size_t number =
-        mix(g_world.settings.seed, static_cast<std::uint64_t>(g_flood)) % chats.size();
-    Chat& chat = g_world.chats[number];
+    const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(--g_flood));
+    Chat& chat = g_world.chats[dice % g_world.chats.size()];
     if (chat.order != 0 && chat.kind != ChatKind::kDeleted) receive_next(chat);
     return true;
   }
@@ -198,17 +149,33 @@ double now() {
 
 Id date_now() { return kFirstDate + static_cast<Id>(now()); }
 
-void tell(std::string text) { put(std::move(text), nullptr, 1); }
+void tell(std::string text) { put(std::move(text), {}); }
+void tell(const char* shape, std::initializer_list<Value> values) { tell(object(shape, values)); }
 
 void later(double seconds, std::function<void()> what) {
   g_timers.emplace(now() + seconds, std::move(what));
 }
 
-std::string ok_text() { return "{\"@type\":\"ok\"}"; }
-
+std::string ok_text() { return object("ok"); }
+std::string refuse(std::string_view message) { return error_text(400, message); }
 std::string error_text(int code, std::string_view message) {
-  static const Shape shape("error", "code message");
-  return shape.text({code, message});
+  return object("error code message", {code, message});
+}
+
+bool is_online() { return g_world.connection == "connectionStateReady"; }
+
+void tell_connection(std::string_view state) {
+  tell("updateConnectionState state", {bare_object(state)});
+}
+
+void set_connection(std::string_view state) {
+  g_world.connection = state;
+  tell_connection(state);
+}
+
+void come_online() {
+  for (const char* state : {"Connecting", "Updating", "Ready"})
+    set_connection(std::string("connectionState") + state);
 }
 
 void begin_life() { g_alive_since = now(); }

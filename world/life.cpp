@@ -1,17 +1,11 @@
 // What happens by itself: people read, type, answer, write, come and go.
-#include "world/schema.h"
 #include "world/world.h"
 
 namespace world {
 
 static void tell_typing(const Chat& chat, Id sender, const char* action) {
-  static const Shape shape("updateChatAction", "chat_id sender_id action");
-  tell(shape.text({chat.id, sender_text(sender), std::string("{\"@type\":\"") + action + "\"}"}));
-}
-
-static void tell_status(Id id) {
-  static const Shape shape("updateUserStatus", "user_id status");
-  tell(shape.text({id, user_status_text(id)}));
+  tell("updateChatAction chat_id sender_id action",
+       {chat.id, sender_text(sender), bare_object(action)});
 }
 
 static Id somebody(const Chat& chat, std::uint64_t dice) {
@@ -43,63 +37,39 @@ static Chat* random_chat(std::uint64_t dice) {
 }
 
 static void write(Chat& chat, std::uint64_t dice) {
-  if ((dice & 3) != 0 || is_channel(chat)) {
-    receive_next(chat);
-    return;
-  }
+  if ((dice & 3) != 0 || is_channel(chat)) return receive_next(chat);
   tell_chat(chat);
   const Id who = somebody(chat, dice >> 8);
   tell_typing(chat, who, "chatActionTyping");
   later(1.5, [&chat, who, dice] { receive_message(chat, who, some_text(dice >> 4)); });
 }
 
+// One of the last messages is edited, or reacted to.
 static void change(Chat& chat, std::uint64_t dice) {
-  const Id id =
-      previous_id(chat, message_id(message_index(last_id(chat)) - static_cast<Id>(dice & 3)));
-  const Message m = find_message(chat, id);
-  if (m.id == 0 || m.state != Message::kSent || content_is_service(m.content) || !chat.told ||
-      chat.kind == ChatKind::kSecret) {
-    return;
+  const Id newest = message_index(last_id(chat)) - static_cast<Id>(dice & 3);
+  const Message m = find_message(chat, previous_id(chat, message_id(newest)));
+  if (!can_react(chat, m) || !chat.told) return;
+  if ((dice >> 4 & 1) == 0 && !m.outgoing && is_text(m)) {
+    edit_message(chat, m.id, some_text(dice >> 8));
+  } else {
+    react(chat, m.id, m.reactions.empty() ? "❤" : m.reactions[0].emoji, false);
   }
-  if ((dice >> 4 & 1) == 0 && !m.outgoing && content_type(m.content) == "messageText") {
-    edit_message(chat, id, some_text(dice >> 8));
-    return;
-  }
-  auto& reactions = change_message(chat, id).reactions;
-  if (reactions.empty()) reactions.push_back({"\xE2\x9D\xA4", 0, false});
-  ++reactions[0].count;
-  tell_interaction(chat, id);
-}
-
-static void come_or_go(std::uint64_t dice) {
-  const Id id = kMe + 2 + static_cast<Id>(dice % 10);
-  if (person(id).deleted || person(id).bot) return;
-  tell_person(id);
-  g_world.online[id] = !g_world.online[id];
-  tell_status(id);
 }
 
 static void rename_somebody(std::uint64_t dice) {
-  static const Shape title("updateChatTitle", "chat_id title");
   const Id id = kMe + 14 + static_cast<Id>(dice % 9);
-  if (!is_person(id)) return;
-  Person p = person(id);
-  p.last_name = (dice >> 8 & 1) ? "Smith" : "Møller";
-  g_world.renamed[id] = p;
-  tell_person_again(id);
-  Chat* chat = find_chat(id);
-  if (chat != nullptr && chat->told) tell(title.text({chat->id, chat_title(*chat)}));
+  if (is_person(id)) rename_person(id, person(id).first_name, dice >> 8 & 1 ? "Smith" : "Møller");
 }
 
 void live_one_moment(std::uint64_t moment) {
   const std::uint64_t dice = mix(g_world.settings.seed ^ 0x11FE, moment);
   const auto roll = dice % 100;
-  if (g_world.connection != "connectionStateReady") return;
-  if (roll >= 60 && roll < 80) {
-    come_or_go(dice >> 8);
-  } else if (roll >= 97) {
+  if (!is_online()) return;
+  if (roll >= 97) {
     if (roll < 99) rename_somebody(dice >> 8);
     if (roll == 99 && moment > 100 && g_world.calls.empty()) begin_call(kMe + 2, false, false);
+  } else if (roll >= 60 && roll < 80) {
+    come_or_go(kMe + 2 + static_cast<Id>((dice >> 8) % 10));
   } else if (Chat* chat = random_chat(dice >> 8)) {
     roll < 60 ? write(*chat, dice >> 40) : change(*chat, dice >> 40);
   }

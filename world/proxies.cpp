@@ -1,135 +1,120 @@
 // Proxies: a list, one of which may be in use, and pings that take a moment.
-#include "world/requests.h"
-#include "world/schema.h"
+#include <algorithm>
+
+#include "world/world.h"
 
 namespace world {
 
-static std::string proxy_object(const Json& proxy) {
-  static const Shape shape("proxy", "server port type");
-  static const Shape mtproto("proxyTypeMtproto", "secret");
-  static const Shape socks("proxyTypeSocks5", "username password");
-  static const Shape http("proxyTypeHttp", "username password http_only");
-  const Json& type = proxy["type"];
-  std::string kind;
-  if (type.type() == "proxyTypeMtproto") kind = mtproto.text({type.string("secret")});
+static std::string type_text(const Json& type) {
+  if (type.type() == "proxyTypeMtproto")
+    return object("proxyTypeMtproto secret", {type.string("secret")});
+  const std::string_view name = type.string("username"), password = type.string("password");
   if (type.type() == "proxyTypeSocks5")
-    kind = socks.text({type.string("username"), type.string("password")});
-  if (type.type() == "proxyTypeHttp")
-    kind = http.text({type.string("username"), type.string("password"), type.boolean("http_only")});
-  return shape.text({proxy.string("server"), proxy.number("port"), kind});
+    return object("proxyTypeSocks5 username password", {name, password});
+  return object("proxyTypeHttp username password http_only",
+                {name, password, type.boolean("http_only")});
 }
 
-static bool is_hex(std::string_view text) {
-  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+// A secret is 16 bytes in hex digits, alone, behind "dd", or behind "ee" and before a name.
+static bool is_secret(const std::string& secret) {
+  if (secret.find_first_not_of("0123456789abcdef") != std::string::npos) return false;
+  const std::string_view kind = std::string_view(secret).substr(0, 2);
+  return secret.size() == 32 || (secret.size() == 34 && kind == "dd") ||
+         (secret.size() > 34 && secret.size() % 2 == 0 && kind == "ee");
 }
 
 static std::string check_proxy(const Json& proxy) {
-  if (proxy.kind == Json::kNull) return error_text(400, "Proxy must be non-empty");
-  if (proxy.string("server").empty()) return error_text(400, "Server name must be non-empty");
-  if (proxy.number("port") < 1 || proxy.number("port") > 65535)
-    return error_text(400, "Wrong port number");
-  if (proxy["type"].kind == Json::kNull) return error_text(400, "Proxy type must be non-empty");
-  if (proxy["type"].type() != "proxyTypeMtproto") return {};
-  const std::string_view secret = proxy["type"].string("secret");
-  const bool plain = secret.size() == 32;
-  const bool padded =
-      secret.size() == 34 && (secret.substr(0, 2) == "dd" || secret.substr(0, 2) == "DD");
-  const bool hidden = secret.size() > 34 && secret.size() % 2 == 0 &&
-                      (secret.substr(0, 2) == "ee" || secret.substr(0, 2) == "EE");
-  return is_hex(secret) && (plain || padded || hidden) ? std::string()
-                                                       : error_text(400, "Wrong proxy secret");
+  const Id port = proxy.number("port");
+  const Json& type = proxy["type"];
+  if (proxy.is_null()) return refuse("Proxy must be non-empty");
+  if (proxy.string("server").empty()) return refuse("Server name must be non-empty");
+  if (port < 1 || port > 65535) return refuse("Wrong port number");
+  if (type.is_null()) return refuse("Proxy type must be non-empty");
+  if (type.type() == "proxyTypeMtproto" && !is_secret(lower(type.string("secret"))))
+    return refuse("Wrong proxy secret");
+  return {};
 }
 
 static std::string added_text(const Proxy& proxy) {
-  static const Shape shape("addedProxy", "id last_used_date is_enabled proxy");
-  return shape.text({proxy.id, proxy.used, proxy.id == g_world.enabled_proxy, proxy.text});
+  return object("addedProxy id is_enabled proxy",
+                {proxy.id, proxy.id == g_world.enabled_proxy, proxy.text});
 }
 
 static Proxy* find_proxy(Id id) {
-  for (Proxy& proxy : g_world.proxies) {
-    if (proxy.id == id) return &proxy;
-  }
-  return nullptr;
-}
-
-static void tell_connection(std::string_view state) {
-  tell("{\"@type\":\"updateConnectionState\",\"state\":{\"@type\":\"" + std::string(state) +
-       "\"}}");
+  const auto found = std::find_if(g_world.proxies.begin(), g_world.proxies.end(),
+                                  [&](const Proxy& proxy) { return proxy.id == id; });
+  return found == g_world.proxies.end() ? nullptr : &*found;
 }
 
 static void use_proxy(Id id) {
-  static const Shape option("updateOption", "name='enabled_proxy_id' value");
-  static const Shape number("optionValueInteger", "value");
   if (id == g_world.enabled_proxy) return;
   g_world.enabled_proxy = id;
-  tell(option.text({id != 0 ? number.text({id}) : "{\"@type\":\"optionValueEmpty\"}"}));
+  tell("updateOption name='enabled_proxy_id' value",
+       {id != 0 ? object("optionValueInteger value", {id}) : object("optionValueEmpty")});
   if (!is_ready()) return;
   tell_connection(id != 0 ? "connectionStateConnectingToProxy" : "connectionStateConnecting");
   later(0.3, [] {
-    tell_connection(g_world.connection == "connectionStateReady" ? "connectionStateUpdating"
-                                                                 : g_world.connection);
-    if (g_world.connection == "connectionStateReady") tell_connection("connectionStateReady");
+    if (is_online()) tell_connection("connectionStateUpdating");
+    tell_connection(g_world.connection);
   });
 }
 
-std::string add_proxy(const Json& request) {
-  std::string error = check_proxy(request["proxy"]);
+static std::string add_proxy(Asked& asked) {
+  const Json& proxy = asked.json["proxy"];
+  const std::string error = check_proxy(proxy);
   if (!error.empty()) return error;
-  const std::string text = proxy_object(request["proxy"]);
-  Id id = 0;
-  for (const Proxy& known : g_world.proxies) {
-    if (known.text == text) id = known.id;
-  }
-  if (id == 0) {
-    id = g_world.next_proxy++;
-    g_world.proxies.push_back({id, 0, text});
-  }
-  if (request.boolean("enable")) use_proxy(id);
+  const std::string text =
+      object("proxy server port type",
+             {proxy.string("server"), proxy.number("port"), type_text(proxy["type"])});
+  auto& all = g_world.proxies;
+  const auto known =
+      std::find_if(all.begin(), all.end(), [&](const Proxy& other) { return other.text == text; });
+  const Id id = known != all.end() ? known->id : g_world.next_proxy++;
+  if (known == all.end()) all.push_back({id, text});
+  if (asked.json.boolean("enable")) use_proxy(id);
   return added_text(*find_proxy(id));
 }
 
-std::string enable_proxy(const Json& request) {
-  if (find_proxy(request.number("proxy_id")) == nullptr)
-    return error_text(400, "Unknown proxy identifier");
-  use_proxy(request.number("proxy_id"));
+static std::string enable_proxy(Asked& asked) {
+  const Id id = asked.json.number("proxy_id");
+  if (find_proxy(id) == nullptr) return refuse("Unknown proxy identifier");
+  use_proxy(id);
   return ok_text();
 }
 
-std::string disable_proxy(const Json&) {
+static std::string disable_proxy(Asked&) {
   use_proxy(0);
   return ok_text();
 }
 
-std::string remove_proxy(const Json& request) {
-  const Id id = request.number("proxy_id");
-  if (find_proxy(id) == nullptr) return error_text(400, "Unknown proxy identifier");
+static std::string remove_proxy(Asked& asked) {
+  const Id id = asked.json.number("proxy_id");
+  const Proxy* proxy = find_proxy(id);
+  if (proxy == nullptr) return refuse("Unknown proxy identifier");
   if (id == g_world.enabled_proxy) use_proxy(0);
-  for (std::size_t i = 0; i < g_world.proxies.size(); ++i) {
-    if (g_world.proxies[i].id == id)
-      g_world.proxies.erase(g_world.proxies.begin() + static_cast<std::ptrdiff_t>(i));
-  }
+  g_world.proxies.erase(g_world.proxies.begin() + (proxy - g_world.proxies.data()));
   return ok_text();
 }
 
-std::string get_proxies(const Json&) {
-  static const Shape shape("addedProxies", "proxies");
-  std::string list = "[";
-  for (const Proxy& proxy : g_world.proxies) {
-    if (list.size() > 1) list += ',';
-    list += added_text(proxy);
-  }
-  return shape.text({list + "]"});
+static std::string get_proxies(Asked&) {
+  List list;
+  for (const Proxy& proxy : g_world.proxies) list.next() += added_text(proxy);
+  return object("addedProxies proxies", {list.done()});
 }
 
-std::string ping_proxy(const Json& request) {
-  static const Shape shape("seconds", "seconds");
-  const Json& proxy = request["proxy"];
-  if (proxy.kind != Json::kNull) {
-    std::string error = check_proxy(proxy);
-    if (!error.empty()) return error;
-  }
-  if (g_world.connection != "connectionStateReady") return error_text(400, "Connection refused");
-  return shape.text({0.05 + static_cast<double>(proxy.string("server").size() % 10) / 100});
+static std::string ping_proxy(Asked& asked) {
+  const Json& proxy = asked.json["proxy"];
+  const std::string error = proxy.is_null() ? "" : check_proxy(proxy);
+  if (!error.empty()) return error;
+  if (!is_online()) return refuse("Connection refused");
+  const auto hundredths = static_cast<double>(5 + proxy.string("server").size() % 10);
+  return object("seconds seconds", {hundredths / 100});
 }
+
+const Requests kProxyRequests = {
+    {"addProxy", kUnloggedIn, add_proxy},         {"enableProxy", kUnloggedIn, enable_proxy},
+    {"disableProxy", kUnloggedIn, disable_proxy}, {"removeProxy", kUnloggedIn, remove_proxy},
+    {"getProxies", kUnloggedIn, get_proxies},     {"pingProxy", kUnloggedIn, ping_proxy},
+};
 
 }  // namespace world

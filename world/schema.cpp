@@ -1,3 +1,5 @@
+// A shape is read once, into slots for values and the text between them, so that building an
+// object is a few copies.
 #include "world/schema.h"
 
 #include <algorithm>
@@ -5,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <unordered_map>
 
 namespace world {
 
@@ -24,7 +27,7 @@ static std::vector<Type> read_schema() {
   std::vector<Type> types;
   for (std::string_view rest = kSchema; !rest.empty();) {
     std::string_view line = take_until(rest, '\n');
-    Type type;
+    Type& type = types.emplace_back();
     type.name = take_until(line, '=');
     type.class_name = take_until(line, ' ');
     while (!line.empty()) {
@@ -32,7 +35,6 @@ static std::vector<Type> read_schema() {
       const std::string_view name = take_until(member, ':');
       type.members.push_back({name, member});
     }
-    types.push_back(std::move(type));
   }
   return types;
 }
@@ -53,50 +55,38 @@ void append_number(std::string& out, std::int64_t number) {
 
 static void append_unit(std::string& out, unsigned unit) {
   static constexpr char kHex[] = "0123456789abcdef";
-  const char text[] = {
-      '\\',           'u', kHex[unit >> 12 & 15], kHex[unit >> 8 & 15], kHex[unit >> 4 & 15],
-      kHex[unit & 15]};
-  out.append(text, sizeof text);
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) out += kHex[unit >> shift & 15];
 }
 
-// The character that begins at `i`, which goes behind it.
-static unsigned next_character(std::string_view text, std::size_t& i) {
-  const auto byte = [&] { return static_cast<unsigned char>(text[i++]); };
-  const unsigned lead = byte();
-  const int more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  unsigned character = lead & (0x3Fu >> more);
-  for (int k = 0; k < more && i < text.size(); ++k) character = character << 6 | (byte() & 0x3Fu);
-  return character;
-}
-
+// Appends the character that begins at `i`, which goes behind it.
 static void append_escaped(std::string& out, std::string_view text, std::size_t& i) {
-  const auto c = static_cast<unsigned char>(text[i]);
-  if (c >= 0x80) {
-    const unsigned character = next_character(text, i);
-    if (character >= 0x10000) append_unit(out, 0xD7C0 + (character >> 10));
-    append_unit(out, character >= 0x10000 ? 0xDC00 + (character & 0x3FF) : character);
+  static constexpr std::string_view kShort = "\"\\\b\f\n\r\t", kLetters = "\"\\bfnrt";
+  const std::size_t known = kShort.find(text[i]);
+  if (known != std::string_view::npos) {
+    (out += '\\') += kLetters[known];
+    ++i;
     return;
   }
-  ++i;
-  static constexpr std::string_view kShort = "\"\"\\\\\bb\ff\nn\rr\tt";
-  for (std::size_t k = 0; k < kShort.size(); k += 2) {
-    if (kShort[k] == text[i - 1]) {
-      out += '\\';
-      out += kShort[k + 1];
-      return;
-    }
+  unsigned character = static_cast<unsigned char>(text[i++]);
+  const int more = character < 0x80 ? 0 : character < 0xE0 ? 1 : character < 0xF0 ? 2 : 3;
+  if (more > 0) character &= 0x3Fu >> more;
+  for (int k = 0; k < more && i < text.size(); ++k)
+    character = character << 6 | (static_cast<unsigned char>(text[i++]) & 0x3Fu);
+  if (character >= 0x10000) {
+    append_unit(out, 0xD7C0 + (character >> 10));
+    character = 0xDC00 + (character & 0x3FF);
   }
-  append_unit(out, c);
+  append_unit(out, character);
 }
 
 void append_string(std::string& out, std::string_view text) {
   const auto is_plain = [](char c) { return c >= ' ' && c != '"' && c != '\\' && c != 127; };
   out += '"';
   for (std::size_t i = 0; i < text.size();) {
-    std::size_t end = i;
-    while (end < text.size() && is_plain(text[end])) ++end;
-    out.append(text, i, end - i);
-    i = end;
+    const std::size_t begin = i;
+    while (i < text.size() && is_plain(text[i])) ++i;
+    out.append(text, begin, i - begin);
     if (i < text.size()) append_escaped(out, text, i);
   }
   out += '"';
@@ -106,176 +96,150 @@ void append_string(std::string& out, std::string_view text) {
 
 namespace {
 
-struct Given {
-  std::string_view text;  // behind the equals sign; empty for a slot
-  std::size_t slot = 0;
+struct Slot {
+  std::string before;     // what stands between the last slot and this one
+  char kind = 0;          // as in schema.inc
+  std::string_view name;  // of a member that may be left out
+  std::size_t value = 0;  // which of the values
 };
 
-[[noreturn]] void give_up(std::string_view what, std::string_view where) {
-  std::fprintf(stderr, "world: %.*s: %.*s\n", static_cast<int>(what.size()), what.data(),
-               static_cast<int>(where.size()), where.data());
+struct Shape {
+  std::vector<Slot> slots;
+  std::string end;
+};
+
+[[noreturn]] void give_up(const char* what, const std::string& where) {
+  std::fprintf(stderr, "world: %s: %s\n", what, where.c_str());
   std::abort();
 }
 
-}  // namespace
+struct ShapeReader {
+  Shape shape;
+  std::map<std::string, std::string> given;  // by the member's path; "%c" for a slot
 
-struct ShapeBuilder {
-  Shape& shape;
-  std::map<std::string, Given> given;
-  std::string pending;  // written since the last slot
-
-  void read(std::string_view members) {
-    std::size_t slots = 0;
-    while (!members.empty()) {
-      if (members[0] == ' ' || members[0] == '\n') {
-        members.remove_prefix(1);
-        continue;
-      }
+  void read(std::string_view text) {
+    const std::string_view type = take_until(text, ' ');
+    for (char slot = 'a'; !text.empty();) {
       std::size_t end = 0;
-      for (bool quoted = false; end < members.size(); ++end) {
-        if (members[end] == '\'') quoted = !quoted;
-        if (!quoted && (members[end] == ' ' || members[end] == '\n')) break;
-      }
-      std::string_view token = members.substr(0, end);
-      members.remove_prefix(end);
-      const std::string name(take_until(token, '='));
-      Given value{token, slots};
-      if (!token.empty() && token[0] == '%') {
-        value = {{}, static_cast<std::size_t>(token[1] - 'a')};
-      } else if (token.empty()) {
-        ++slots;
-      }
-      given[name] = value;
+      for (bool quoted = false; end < text.size() && (quoted || text[end] != ' '); ++end)
+        quoted ^= text[end] == '\'';
+      std::string_view value = text.substr(0, end);
+      text.remove_prefix(std::min(end + 1, text.size()));
+      const std::string path(take_until(value, '='));
+      given[path] = value.empty() ? std::string{'%', slot++} : std::string(value);
+    }
+    add_object(type, "");
+    if (!given.empty()) give_up("no such member", std::string(type) + "." + given.begin()->first);
+  }
+
+  void add_object(std::string_view name, const std::string& prefix) {
+    const Type* type = find_type(name);
+    if (type == nullptr) give_up("no such type", std::string(name) + " at " + prefix);
+    ((shape.end += "{\"@type\":\"") += name) += '"';
+    for (const Member& member : type->members) add_member(member, prefix);
+    shape.end += '}';
+  }
+
+  void add_member(const Member& member, const std::string& prefix) {
+    const std::string path = prefix + std::string(member.name), below = path + ".";
+    const std::string value = given[path];
+    given.erase(path);
+    const auto next = given.lower_bound(below);
+    const bool has_below = next != given.end() && next->first.compare(0, below.size(), below) == 0;
+    const bool optional = member.kind[0] == '?', slot = value[0] == '%';
+    if (optional && value.empty() && !has_below) return;
+    if (!optional || !slot) ((shape.end += ",\"") += member.name) += "\":";
+    if (slot) {
+      const auto number = static_cast<std::size_t>(value[1] - 'a');
+      shape.slots.push_back({std::move(shape.end), member.kind[0], member.name, number});
+      shape.end.clear();
+    } else if (value[0] == '@') {
+      add_object(std::string_view(value).substr(1), below);
+    } else if (value.empty()) {
+      add_empty(member, below);
+    } else {
+      add_constant(value);
     }
   }
 
-  bool has_below(const std::string& path) const {
-    const auto next = given.lower_bound(path + ".");
-    return next != given.end() && next->first.compare(0, path.size() + 1, path + ".") == 0;
-  }
-
-  void add_slot(const Member& member, std::size_t value) {
-    Shape::Slot slot;
-    slot.before.swap(pending);
-    slot.kind = member.kind[0];
-    slot.value = value;
-    if (slot.kind == '?') {
-      slot.key = member.name;
-    }
-    shape.slots_.push_back(std::move(slot));
-  }
-
-  void add_key(const Member& member) { (((pending += ",\"") += member.name) += "\":"); }
-
-  void add_empty(const Member& member, const std::string& path) {
+  void add_empty(const Member& member, const std::string& below) {
     switch (member.kind[0]) {
-      case 'b': pending += "false"; break;
-      case 'i': pending += '0'; break;
-      case 'd': pending += "0.000000"; break;
-      case 'l': pending += "\"0\""; break;
-      case 'a': pending += "[]"; break;
+      case 'b': shape.end += "false"; break;
+      case 'i': shape.end += '0'; break;
+      case 'd': shape.end += "0.000000"; break;
+      case 'l': shape.end += "\"0\""; break;
+      case 'a': shape.end += "[]"; break;
       case 's':
-      case 'y': pending += "\"\""; break;
-      default: add_object(member.kind.substr(1), path + "."); break;
+      case 'y': shape.end += "\"\""; break;
+      default: add_object(member.kind.substr(1), below); break;
     }
   }
 
   void add_constant(std::string_view text) {
     for (std::size_t i = 0; i < text.size();) {
       if (static_cast<unsigned char>(text[i]) >= 0x80) {
-        append_escaped(pending, text, i);
+        append_escaped(shape.end, text, i);
       } else {
-        pending += text[i] == '\'' ? '"' : text[i];
+        shape.end += text[i] == '\'' ? '"' : text[i];
         ++i;
       }
     }
   }
-
-  void add_member(const Member& member, const std::string& prefix) {
-    const std::string path = prefix + std::string(member.name);
-    const auto found = given.find(path);
-    const bool optional = member.kind[0] == '?';
-    if (found == given.end()) {
-      if (optional && !has_below(path)) return;
-      add_key(member);
-      add_empty(member, path);
-      return;
-    }
-    const Given value = found->second;
-    given.erase(found);
-    if (value.text.empty()) {
-      if (!optional) add_key(member);
-      add_slot(member, value.slot);
-      return;
-    }
-    add_key(member);
-    if (value.text[0] == '@') {
-      add_object(value.text.substr(1), path + ".");
-    } else if (member.kind[0] == 'l') {
-      ((pending += '"') += value.text) += '"';
-    } else {
-      add_constant(value.text);
-    }
-  }
-
-  void add_object(std::string_view name, const std::string& prefix) {
-    const Type* type = find_type(name);
-    if (type == nullptr) give_up("no such type", std::string(name) + " at " + prefix);
-    ((pending += "{\"@type\":\"") += name) += '"';
-    for (const Member& member : type->members) add_member(member, prefix);
-    pending += '}';
-  }
 };
 
-Shape::Shape(std::string_view type, std::string_view members) {
-  ShapeBuilder builder{*this, {}, {}};
-  builder.read(members);
-  builder.add_object(type, "");
-  end_.swap(builder.pending);
-  if (!builder.given.empty()) {
-    give_up("no such member", std::string(type) + "." + builder.given.begin()->first);
-  }
+const Shape& shape_of(const char* text) {
+  static std::unordered_map<const char*, Shape> known;
+  const auto found = known.find(text);
+  if (found != known.end()) return found->second;
+  ShapeReader reader;
+  reader.read(text);
+  return known[text] = std::move(reader.shape);
 }
 
-void Shape::append(std::string& out, const Value* values) const {
-  for (const Slot& slot : slots_) {
-    out += slot.before;
-    const Value& value = values[slot.value];
-    switch (slot.kind) {
-      case 'b': out += value.number != 0 ? "true" : "false"; break;
-      case 'i': append_number(out, value.number); break;
-      case 'l':
-        out += '"';
-        append_number(out, value.number);
-        out += '"';
-        break;
-      case 'd': {
-        char digits[64];
-        const int size = std::snprintf(digits, sizeof digits, "%.6f", value.real);
-        out.append(digits, static_cast<std::size_t>(size));
-        break;
-      }
-      case 's':
-      case 'y': append_string(out, value.text); break;
-      case '?':
-        if (!value.text.empty()) ((((out += ",\"") += slot.key) += "\":") += value.text);
-        break;
-      case 'a':
-        if (value.text.empty()) {
-          out += "[]";
-          break;
-        }
-        [[fallthrough]];
-      default: out += value.text; break;
+void append_value(std::string& out, const Slot& slot, const Value& value) {
+  switch (slot.kind) {
+    case 'b': out += value.number != 0 ? "true" : "false"; break;
+    case 'i': append_number(out, value.number); break;
+    case 'l':
+      out += '"';
+      append_number(out, value.number);
+      out += '"';
+      break;
+    case 'd': {
+      char digits[64];
+      const int size = std::snprintf(digits, sizeof digits, "%.6f", value.real);
+      out.append(digits, static_cast<std::size_t>(size));
+      break;
     }
+    case 's':
+    case 'y': append_string(out, value.text); break;
+    case '?':
+      if (!value.text.empty()) ((((out += ",\"") += slot.name) += "\":") += value.text);
+      break;
+    case 'a': out += value.text.empty() ? "[]" : value.text; break;
+    default: out += value.text; break;
   }
-  out += end_;
 }
 
-std::string Shape::text(std::initializer_list<Value> values) const {
+}  // namespace
+
+void append_object(std::string& out, const char* shape, const Value* values) {
+  const Shape& parts = shape_of(shape);
+  for (const Slot& slot : parts.slots) {
+    out += slot.before;
+    append_value(out, slot, values[slot.value]);
+  }
+  out += parts.end;
+}
+
+std::string object(const char* shape, std::initializer_list<Value> values) {
   std::string out;
-  append(out, values.begin());
+  append_object(out, shape, values.begin());
   return out;
+}
+
+std::string bare_object(std::string_view type) {
+  return "{\"@type\":\"" + std::string(type) + "\"}";
 }
 
 }  // namespace world

@@ -1,7 +1,6 @@
-// The part of TDLib's schema that the world speaks, and the texts of its objects. A Shape is one
-// kind of object with its constant members already written, so that building an object is a few
-// copies: members come in the schema's order, what is not given has its empty value, and an
-// object that may be null is left out.
+// The part of TDLib's schema that the world speaks, and the texts of its objects: members come in
+// the schema's order, what is not given has its empty value, and an object that may be null is
+// left out. Under the world's lock only.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +25,7 @@ struct Type {
 // Null when the world's part of the schema has no such type.
 const Type* find_type(std::string_view name);
 
-// A value for a slot: text (of strings, or of whole objects and arrays), a number, or a flag.
+// The value of a member: text (of strings, or of whole objects and arrays), a number, or a flag.
 struct Value {
   std::string_view text;
   std::int64_t number = 0;
@@ -41,32 +40,25 @@ struct Value {
   Value(const char* t) : text(t) {}         // NOLINT
 };
 
-class Shape {
- public:
-  // `members`: what is not empty, separated by blanks.
-  //   name          a slot; values are given in the order of the slots in this list
-  //   name=%c       a slot with the number c - 'a'
-  //   name=JSON     a constant; its strings stand in single quotes
-  //   name=@type    an object of that type with empty members
-  //   a.b=...       a member of the member a
-  Shape(std::string_view type, std::string_view members);
+// The text of an object. `shape` is a literal, known by its address from its first use on: the
+// type, and behind it the members that are not empty.
+//   name        has the next of the values
+//   name=%c     has the value with the number c - 'a'
+//   name=JSON   a constant; its strings stand in single quotes
+//   name=@type  an object of that type with empty members
+//   a.b         the member b of the member a
+std::string object(const char* shape, std::initializer_list<Value> values = {});
+void append_object(std::string& out, const char* shape, const Value* values);
+// An object without members, whose type is not a literal.
+std::string bare_object(std::string_view type);
 
-  void append(std::string& out, std::initializer_list<Value> values) const {
-    append(out, values.begin());
-  }
-  void append(std::string& out, const Value* values) const;
-  std::string text(std::initializer_list<Value> values) const;
-
- private:
-  struct Slot {
-    std::string before;    // what stands between the last slot and this one
-    std::string_view key;  // for what may be left out: ,"key":
-    char kind = 0;
-    std::size_t value = 0;  // which of the values
-  };
-  friend struct ShapeBuilder;
-  std::vector<Slot> slots_;
-  std::string end_;
+// The text of an array, item by item.
+struct List {
+  std::string text = "[";
+  // Where to append the next item.
+  std::string& next() { return text.size() > 1 ? text += ',' : text; }
+  // The whole array, when all are in it.
+  const std::string& done() { return text += ']'; }
 };
 
 void append_number(std::string& out, std::int64_t number);

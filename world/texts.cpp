@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cctype>
 
-#include "world/schema.h"
 #include "world/world.h"
 
 namespace world {
@@ -56,9 +55,14 @@ std::string some_text(std::uint64_t dice) {
 }
 
 std::string some_answer(std::uint64_t dice, std::string_view to) {
-  if (to.find("hello") != std::string_view::npos || to.find("Hello") != std::string_view::npos)
-    return "Hello! Good to hear you.";
-  return std::string(pick(kAnswers, dice));
+  const bool greeting = lower(to).find("hello") != std::string::npos;
+  return std::string(greeting ? "Hello! Good to hear you." : pick(kAnswers, dice));
+}
+
+std::string lower(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+  return out;
 }
 
 std::size_t utf16_length(std::string_view text) {
@@ -81,24 +85,19 @@ static const char* entity_type(std::string_view word) {
 }
 
 std::string formatted_text(std::string_view text) {
-  static const Shape shape("formattedText", "text entities");
-  static const Shape entity("textEntity", "offset length type");
-  std::string entities;
-  if (text.find_first_of("@#/") != std::string_view::npos) {
-    for (std::size_t begin = 0; begin < text.size();) {
-      const std::size_t end = std::min(text.find_first_of(" \n\t", begin), text.size());
-      const std::string_view word = text.substr(begin, end - begin);
-      if (const char* type = entity_type(word)) {
-        entities += entities.empty() ? '[' : ',';
-        entity.append(entities, {static_cast<Id>(utf16_length(text.substr(0, begin))),
-                                 static_cast<Id>(utf16_length(word)),
-                                 std::string("{\"@type\":\"") + type + "\"}"});
-      }
-      begin = end + 1;
+  const auto length = [](std::string_view part) { return static_cast<Id>(utf16_length(part)); };
+  List entities;
+  const bool has_any = text.find_first_of("@#/") != std::string_view::npos;
+  for (std::size_t begin = 0; has_any && begin < text.size();) {
+    const std::size_t end = std::min(text.find_first_of(" \n\t", begin), text.size());
+    const std::string_view word = text.substr(begin, end - begin);
+    if (const char* type = entity_type(word)) {
+      entities.next() += object("textEntity offset length type",
+                                {length(text.substr(0, begin)), length(word), bare_object(type)});
     }
-    if (!entities.empty()) entities += ']';
+    begin = end + 1;
   }
-  return shape.text({text, entities});
+  return object("formattedText text entities", {text, entities.done()});
 }
 
 }  // namespace world

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "world/json_in.h"
+#include "world/schema.h"
 
 namespace world {
 
@@ -72,7 +73,7 @@ enum class ChatKind {
   kForum,
   kChannel
 };
-enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };
+enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };  // the last two: outside
 
 // What makes a chat of the first few what it is.
 struct Role {
@@ -90,8 +91,6 @@ struct Changes {
   std::map<Id, Message> messages;  // also those of the client's own that are not sent yet
   std::set<Id> gone;
   std::set<Id> pins;
-  std::string title;
-  std::string draft;
 };
 
 struct Chat {
@@ -139,18 +138,18 @@ struct File {
 
 struct Proxy {
   Id id = 0;
-  Id used = 0;
   std::string text;  // the proxy object
 };
 
 struct Call {
+  enum State { kPending, kExchangingKeys, kReady, kHangingUp, kDiscarded };
   Id id = 0;
   Id user = 0;
   bool outgoing = false;
   bool video = false;
-  const char* state = "";
-  std::string reason;
-  Id since = 0;
+  State state = kPending;
+  std::string_view reason;  // why it is over
+  Id since = 0;             // when the talk began; 0: it has not
 };
 
 struct Person {
@@ -186,16 +185,78 @@ struct World {
   Id next_proxy = 2;
   std::map<Id, Call> calls;
   std::map<std::string, std::string> options;  // set by the client: the value object
-  std::map<std::string, int> scope_mutes;
   std::string database_directory;
   std::string files_directory;
   std::string connection = "connectionStateReady";
 };
 extern World g_world;
 
-// ---- numbers that follow from the seed
-
+// A number that follows from two others.
 std::uint64_t mix(std::uint64_t a, std::uint64_t b);
+
+// ---- library.cpp
+
+double now();  // seconds of the world's clock since the start
+Id date_now();
+void tell(std::string text);  // an update
+void tell(const char* shape, std::initializer_list<Value> values = {});
+void later(double seconds, std::function<void()> what);
+std::string ok_text();
+std::string error_text(int code, std::string_view message);
+std::string refuse(std::string_view message);  // error 400
+void close_client();
+void flood(Id count);
+bool is_online();
+void set_connection(std::string_view state);  // and tells it
+void tell_connection(std::string_view state);
+void come_online();  // step by step
+void begin_life();
+
+// ---- requests.cpp
+
+// What must be there before a request is answered; when it is not, the answer is an error.
+enum Needs : unsigned {
+  kNothing = 0,
+  kChat = 1,         // "chat_id", of a chat that the client was told of
+  kMessage = 2,      // "message_id" in it
+  kReadable = 4,     // a chat from which the account is not banned
+  kLimit = 8,        // a "limit" above 0
+  kPage = 16,        // and "offset" and "from_message_id" that go with it
+  kUser = 32,        // "user_id", of a person that the client was told of
+  kUnloggedIn = 64,  // nothing but parameters: it may be asked before the login
+};
+
+// A request, and what its row says that it needs.
+struct Asked {
+  const Json& json;
+  Chat* chat = nullptr;
+  Message message;
+  Id user = 0;
+};
+
+// Answers with the text of an object, an error among them.
+struct RequestRow {
+  std::string_view request;
+  unsigned needs;
+  std::string (*answer)(Asked& asked);
+};
+using Requests = std::vector<RequestRow>;
+extern const Requests kCallRequests, kChatRequests, kFileRequests, kHistoryRequests, kListRequests,
+    kPeopleRequests, kProxyRequests, kSendingRequests;
+
+// The answer to a request that has its members.
+std::string answer_request(const Json& request);
+Chat* told_chat(Id id);  // null when the client has not been told of it
+
+// ---- login.cpp
+
+bool is_ready();
+bool has_parameters();
+void begin_login();
+// The answer, or nothing when the request has nothing to do with logging in and may go on.
+std::string answer_login(const Json& request);
+// Updates, separated by commas, that say what the client may have missed.
+std::string current_options_text();
 
 // ---- texts.cpp
 
@@ -205,6 +266,7 @@ std::string some_answer(std::uint64_t dice, std::string_view to);
 // {"@type":"formattedText",...} with the entities that TDLib would find.
 std::string formatted_text(std::string_view text);
 std::size_t utf16_length(std::string_view text);
+std::string lower(std::string_view text);  // of ASCII letters
 
 // ---- people.cpp
 
@@ -213,12 +275,12 @@ bool is_person(Id id);
 std::string person_name(Id id);
 // The id of the person whose first name, or whole name, that is; 0: nobody.
 Id find_person(std::string_view name);
+void rename_person(Id id, std::string_view first_name, std::string_view last_name);
 std::string user_text(Id id);
-std::string user_status_text(Id id);
-std::string user_full_text(Id id);
-void tell_person(Id id);        // updateUser before the first object that names one
-void tell_person_again(Id id);  // after a change
-// {"@type":"messageSenderUser",...}, and the one that it names is told.
+std::string usernames_text(const std::string& name);  // empty when there is none
+void tell_person(Id id);  // updateUser before the first object that names one
+void come_or_go(Id id);   // the person's presence changes
+// The message sender, which is told if the client does not know it yet.
 std::string sender_text(Id sender);
 
 // ---- chats.cpp
@@ -229,42 +291,68 @@ Chat* find_chat_named(std::string_view title);
 Chat* find_username(std::string_view username);
 std::string chat_title(const Chat& chat);
 std::string chat_text(Chat& chat);
-std::string group_text(const Chat& chat);  // basicGroup or supergroup
-std::string group_full_text(const Chat& chat);
-std::string notification_settings_text(const Chat& chat);
-std::string positions_text(const Chat& chat);
-bool is_group(const Chat& chat);  // several people write
+std::string list_text(const Chat& chat);
+std::string position_text(const Chat& chat);
+bool has_trait(const Chat& chat, std::string_view trait);
+Chat& linked_chat(const Chat& chat);  // of one with the trait "linked"
+bool is_group(const Chat& chat);      // several people write
 bool is_channel(const Chat& chat);
-bool is_super(const Chat& chat);  // has a supergroup
+bool is_super(const Chat& chat);    // has a supergroup
+bool is_outside(const Chat& chat);  // the account is no member
+bool is_ruled(const Chat& chat);    // the account has an administrator's rights
 bool can_write(const Chat& chat);
-void tell_chat(Chat& chat);              // updateNewChat before the first object that names it
-void place_chat(Chat& chat, bool tell);  // after its last message or its pin changed
-void tell_last_message(Chat& chat);
+void tell_chat(Chat& chat);  // updateNewChat before the first object that names it
+void tell_last_message(const Chat& chat, const std::string& message);
 void set_standing(Chat& chat, Standing standing);
 Chat& world_chat();  // the one that steers
+void mark_unread(Chat& chat, bool unread);
+Id slow_wait(const Chat& chat);  // seconds until the next message may be sent
+
+// ---- lists.cpp
+
+void place_chat(Chat& chat, bool tell);  // after its last message or its pin changed
 
 // ---- messages.cpp
 
 Message find_message(const Chat& chat, Id id);  // id 0 when there is none
+Id sent_count(const Chat& chat);                // how many there ever were
 Id previous_id(const Chat& chat, Id before);    // 0: none
 Id next_id(const Chat& chat, Id after);
 Id last_id(const Chat& chat);
+bool is_pinned(const Chat& chat, Id id);
 Changes& changes(Chat& chat);
 Message& change_message(Chat& chat, Id id);  // the stored copy; the message exists
-std::string message_text(Chat& chat, const Message& message);
-std::string messages_text(Chat& chat, const std::vector<Id>& ids, int total);
-std::string interaction_text(Chat& chat, const Message& message);
+void count_unread(Chat& chat);               // sets what its read mark leaves, mentions too
+// The thread that a message heads or stands in: the chat and the id of its first message; 0:
+// none. That of a channel's post is in the group.
+struct Thread {
+  Chat* chat;
+  Id root;
+  bool headed;
+};
+Thread find_thread(const Chat& chat, const Message& message);
+std::vector<Id> thread_ids(const Thread& thread);  // all that is in it, the oldest first
+Id append_message(Chat& chat, Message message);    // stores it as the chat's next; tells nothing
 // A new one in the chat, with its updates; returns its id.
 Id receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to = 0);
-Id receive_next(Chat& chat);  // as the seed has it
+void receive_next(Chat& chat);  // as the seed has it
+void tell_new_message(Chat& chat, Id id);
 void delete_messages(Chat& chat, const std::vector<Id>& ids);
+void clear_history(Chat& chat);
 void edit_message(Chat& chat, Id id, std::string_view text);
-void tell_interaction(Chat& chat, Id id);
+bool can_react(const Chat& chat, const Message& message);
+// Somebody reacts, or the account itself, whose former reaction goes; "": nothing takes its place.
+void react(Chat& chat, Id id, const std::string& emoji, bool own);
 void read_inbox(Chat& chat, Id up_to);
 void read_outbox(Chat& chat, Id up_to);
-int count_unread(const Chat& chat);
-void tell_mentions(Chat& chat);  // when their number has changed
-void tell_message_update(const char* shape, Chat& chat, Id id);
+
+// ---- message_texts.cpp
+
+std::string message_text(Chat& chat, const Message& message);
+std::string message_text(Chat& chat, Id id);  // empty when there is none
+std::string messages_text(Chat& chat, const std::vector<Id>& ids, std::size_t total);
+std::string interaction_text(Chat& chat, const Message& message);
+std::string reply_info_text(const std::vector<Id>& thread);
 
 // ---- contents.cpp
 
@@ -272,46 +360,23 @@ int content_count();
 int content_row(std::string_view type);
 std::string_view content_type(int row);
 bool content_is_service(int row);
+bool is_text(const Message& message);
 int random_content(std::uint64_t dice);
 void append_content(std::string& out, Chat& chat, const Message& message);
 
 // ---- files.cpp
 
-int file_of(Id key, int size, bool photo);
 std::string file_text(int id);
-int own_file(const std::string& path);
+// Of a file that follows from the seed and its key.
+std::string file_text(Id key, int size, bool photo);
+int own_file(const std::string& path, int size);  // to be uploaded
+bool has_file(Id id);
 
 // ---- calls.cpp
 
 Id begin_call(Id user, bool outgoing, bool video);
 
-// ---- library.cpp
-
-double now();  // seconds of the world's clock since the start
-Id date_now();
-void tell(std::string text);  // an update
-void later(double seconds, std::function<void()> what);
-std::string ok_text();
-std::string error_text(int code, std::string_view message);
-void close_client();
-void flood(Id count);
-
-// ---- requests.cpp
-
-// The answer to a request that may be asked now.
-std::string answer_request(const Json& request);
-
-// ---- login.cpp
-
-bool is_ready();
-bool has_parameters();
-void begin_login();
-std::string authorization_state_text();
-// The answer, or nothing when the request has nothing to do with logging in and may go on.
-std::string answer_login(const Json& request);
-std::string current_options_text();
-
-// ---- faults.cpp, steering.cpp, life.cpp
+// ---- steering.cpp
 
 struct Fault {
   enum Kind { kError, kLose, kLate, kTwice } kind = kError;
@@ -323,11 +388,12 @@ struct Fault {
 };
 // What goes wrong with this request; null when nothing does.
 const Fault* next_fault(std::string_view request);
-void add_fault(Fault fault);
 // Does what the words of the text say and returns what it did.
 std::string steer(std::string_view text);
+
+// ---- life.cpp
+
 void live_one_moment(std::uint64_t moment);
 void be_answered(Chat& chat, Id message);  // somebody answers what was written
-void begin_life();
 
 }  // namespace world
