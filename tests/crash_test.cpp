@@ -1,26 +1,16 @@
+// How the crash report is put together; real faults: crash_test.py.
 #include "frame/crash.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <ucontext.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <stdexcept>
 #include <string>
-#include <thread>
 
-#include "frame/alloc.h"
 #include "frame/channels.h"
 #include "frame/tdlib.h"
 #include "tests/forked_child.h"
-#include "tests/matches.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TD_SANITIZED_ALLOCATOR 1
-#endif
 
 namespace {
 
@@ -165,143 +155,6 @@ TEST(CrashHandler, WritesExactlyWhatIsKnown) {
     EXPECT_EQ(child.events, R"({"type":"backend_fatal","kind":"signal","sig":)" +
                                 std::to_string(c.sig) + c.event + "}\n");
     EXPECT_EQ(child.out, "");
-  }
-}
-
-// A child that installs the handlers and then faults for real.
-ChildResult crash(const std::function<void()>& fault) {
-  return run_in_child([&fault] {
-    g_backend_base = address(0x1000);
-    install_crash_handlers();
-    fault();
-  });
-}
-
-// The report of a real fault: two lines in the log, equal ones in the mirror, one event.
-void expect_report(const ChildResult& child, int sig) {
-  const std::string number = std::to_string(sig);
-  EXPECT_EQ(child.exit_status, 128 + sig);
-  EXPECT_TRUE(matches(child.log, "FATAL signal=" + number +
-                                     " \\(SIG[A-Z]+\\) code=.* pc=0x[0-9a-f]+\n"
-                                     "FATAL ctx: pc=0x.* pc_rel_backend=0x.* r3=0x[0-9a-f]+\n"))
-      << child.log;
-  EXPECT_EQ(child.mirror, child.log);
-  EXPECT_TRUE(
-      matches(child.events, ".*\"sig\":" + number + ",\"code\":.*\"pc_rel_backend\":.*\\}\n"))
-      << child.events;
-}
-
-void read_address_16() {
-  const volatile int* volatile bad = address<const volatile int>(16);
-  static_cast<void>(*bad);
-}
-
-// Each frame touches its own 16 KiB; the sanitizers' own bookkeeping is kept out of it.
-__attribute__((noinline, no_sanitize("address", "thread", "undefined"))) int overflow(int depth) {
-  volatile char frame[16 * 1024];
-  frame[0] = static_cast<char>(depth);
-  frame[sizeof frame - 1] = frame[0];
-  const int deeper = depth < 0 ? 0 : overflow(depth + 1);
-  return deeper + frame[0] + frame[sizeof frame - 1];
-}
-
-void fault_in_a_signal_handler() {
-  signal(SIGUSR1, [](int) {
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);  // the thread sanitizer has blocked them all
-    read_address_16();
-  });
-  raise(SIGUSR1);
-}
-
-// The C library finds its heap damaged, and aborts from inside malloc with the arena locked. Where
-// a sanitizer's allocator stands in its place, only the program's own lock is held.
-void abort_with_the_allocators_locks_held() {
-  g_mmap_alloc_lock = 1;
-#if !defined(TD_SANITIZED_ALLOCATOR)
-  std::thread([] { pause(); }).detach();  // with one thread alone malloc takes no lock
-  constexpr std::size_t kBlockBytes = 100 * 1024;
-  for (int i = 0; i < 64; ++i) {  // sooner or later a block borders on the unused top
-    char* volatile block = static_cast<char*>(std::malloc(kBlockBytes));
-    std::memset(block + kBlockBytes, 0xff, 2 * sizeof(std::size_t));
-  }
-#endif
-  std::abort();
-}
-
-TEST(CrashReport, RealFaultsOfEveryKind) {
-  const std::pair<int, std::function<void()>> kFaults[] = {
-      {SIGSEGV, [] { std::thread(read_address_16).join(); }},
-      {SIGSEGV, fault_in_a_signal_handler},
-      {SIGSEGV, [] { overflow(0); }},
-      {SIGABRT, abort_with_the_allocators_locks_held},
-      {SIGBUS, [] { raise(SIGBUS); }},
-      {SIGFPE, [] { raise(SIGFPE); }},
-      {SIGILL, [] { raise(SIGILL); }},
-      {SIGTRAP, [] { raise(SIGTRAP); }}};
-  for (const auto& [sig, fault] : kFaults) expect_report(crash(fault), sig);
-}
-
-TEST(CrashReport, SecondFaultInsideTheReportEndsWithItsOwnNumber) {
-  const ChildResult child = crash([] {
-    // Reading these facts faults before the first line.
-    fatal_signal_handler(SIGABRT, address<siginfo_t>(16), nullptr);
-  });
-  EXPECT_EQ(child.exit_status, 128 + SIGSEGV);
-  EXPECT_EQ(child.err + child.log + child.mirror + child.events, "");
-}
-
-// Channels that take nothing must neither stop the report nor keep it from the others.
-TEST(CrashReport, OverBrokenChannels) {
-  for (const bool stalls : {false, true}) {
-    const ChildResult child = crash([stalls] {
-      int ends[2];
-      if (pipe(ends) != 0) _exit(1);
-      fcntl(ends[1], F_SETFL, O_NONBLOCK);
-      const std::string chunk(4096, 'x');
-      while (stalls && write(ends[1], chunk.data(), chunk.size()) > 0) {
-      }
-      if (!stalls) close(ends[0]);
-      dup2(ends[1], STDERR_FILENO);  // its reader has stalled, or gone away
-      std::abort();
-    });
-    expect_report(child, SIGABRT);
-  }
-}
-
-struct NullWhat : std::exception {
-  const char* what() const noexcept override { return nullptr; }
-};
-
-template <typename Exception>
-void escape(const Exception& exception) noexcept {  // NOLINT(bugprone-exception-escape)
-  const std::function<void()> thrower = [&exception] { throw exception; };
-  thrower();
-}
-
-TEST(CrashTerminate, NamesTheException) {
-  const std::string long_text(600, 'w');
-  const std::pair<std::function<void()>, std::string> kCases[] = {
-      {[] { std::terminate(); }, "no current exception\n"},
-      {[] { escape(7); }, "non-std exception\n"},
-      {[] { escape(NullWhat()); }, "(null)\n"},
-      {[] {
-         try {
-           throw std::logic_error("handled");
-         } catch (...) {
-           std::terminate();
-         }
-       },
-       "handled\n"},
-      {[&] { escape(std::runtime_error(long_text)); }, long_text.substr(0, 494) + '\0'}};
-  for (const auto& [body, text] : kCases) {
-    const ChildResult child = crash(body);
-    EXPECT_EQ(child.exit_status, 45);
-    for (const std::string& line : {child.err, child.log, child.mirror}) {
-      EXPECT_EQ(line, "FATAL terminate: " + text);
-    }
-    EXPECT_EQ(child.events, "{\"type\":\"backend_fatal\",\"kind\":\"terminate\"}\n");
   }
 }
 

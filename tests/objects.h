@@ -1,17 +1,13 @@
-// TDLib objects that transcripts and benchmarks share: tests/objects.txt, one a line,
-//
-//   name {"@type":...}
-//
-// In a transcript `$name` stands for the object, `$name(a,b)` for the object with a and b in the
-// place of its $1 and $2. An object may be made of others. `$times(3,ab,)` stands for ab,ab,ab,
+// The longest of the objects that TDLib gives in the transcripts, longest first (objects.py).
 #pragma once
 
+#include <fstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
-// `text` with every object in the place of its name; other texts behind a '$' stay.
-std::string expand_objects(std::string_view text);
-
-// The `count` longest of what TDLib gives in all transcripts, longest first.
-std::vector<std::string> longest_objects(std::size_t count);
+inline std::vector<std::string> longest_objects() {
+  std::ifstream file(TD_LONGEST_OBJECTS);
+  std::vector<std::string> objects;
+  for (std::string line; std::getline(file, line);) objects.push_back(line);
+  return objects;
+}

@@ -1,7 +1,6 @@
-// Preloaded before the program: the call that faults.h names fails.
-
-#include "tests/standin/faults.h"
-
+// Preloaded before the program: one call of it fails, as a test has written into the mapped file
+// TD_FAULTS. Writes are those to standard output and to regular files; allocations count from the
+// first write on.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -10,9 +9,27 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 
+enum class FaultKind : std::int32_t {
+  kNone,
+  kShort,   // of a line's bytes only the first is written
+  kTorn,    // the same, and the next write fails with EIO
+  kFails,   // the write fails with `error`
+  kMalloc,  // malloc gives nothing once
+  kMemory,  // from here on neither malloc nor mmap gives anything
+};
+
+struct Faults {
+  std::atomic<FaultKind> fault;
+  std::atomic<std::int32_t> error;
+  std::atomic<std::int32_t> at;  // the call that fails, from 1 on
+  std::atomic<std::int32_t> writes;
+  std::atomic<std::int32_t> allocations;
+};
 static Faults* g_faults = nullptr;
 
 __attribute__((constructor)) static void map_faults() {

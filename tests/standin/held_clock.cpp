@@ -1,16 +1,19 @@
-// Preloaded before the program: clock_gettime gives what the test has set. Every other clock,
-// and both when TD_HELD_CLOCK is not set, are the system's.
-
+// Preloaded before the program: clock_gettime gives what the test has set in the mapped file
+// TD_HELD_CLOCK. Every other clock, and both when that is not set, are the system's.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 
-#include "tests/standin/held_clock.h"
-
+struct HeldClock {
+  std::atomic<std::int64_t> mono_ns;
+  std::atomic<std::int64_t> wall_ns;
+};
 static HeldClock* g_clock = nullptr;
 
 __attribute__((constructor)) static void map_held_clock() {

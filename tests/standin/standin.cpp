@@ -1,8 +1,11 @@
 // A library with TDLib's eight entry points whose every step a test decides.
 //
-// With TD_STANDIN_FD set to a socket, each call is reported on it, and td_receive waits until
-// the test answers (wire.h). So when a receive call is reported, the test knows that everything
-// before it has been handled, and it never has to wait for time to pass.
+// Each call is reported on the socket TD_STANDIN_FD, and td_receive waits until the test answers.
+// So when a receive call is reported, the test knows that everything before it has been handled,
+// and it never has to wait for time to pass.
+//
+// Every frame is one byte of kind, four bytes of length in host order, and that many bytes of text.
+// After kAsk, and only then, orders are read until one of them answers the receive call.
 //
 // TD_STANDIN_REAL: path of the real library. The calls then go on to it, and the test decides
 // with each receive call whether the real library is asked or the test's own text is returned.
@@ -10,10 +13,14 @@
 // TD_STANDIN_CLIENT_ID: the client id (default 1).
 
 #include <dlfcn.h>
+#include <poll.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,14 +33,29 @@
 #include <thread>
 #include <vector>
 
-#include "tests/standin/wire.h"
-
 using LogCallback = void (*)(int level, const char* message);
 
 static int g_fd = -1;
 static LogCallback g_log_callback = nullptr;
 
 // ---- the socket
+
+// To the test.
+constexpr char kTold = 't';       // text: at load time "armcap=<OPENSSL_armcap> zlib=<0|1>", then
+                                  // "verbosity <level>", "callback <level>", "create <client id>"
+constexpr char kSent = 's';       // text: "<client id> <request>"
+constexpr char kAsk = 'a';        // text: the timeout; receive now waits for an answer
+constexpr char kReal = 'r';       // text: what the real library's receive gave; empty: nothing
+constexpr char kOrderDone = 'd';  // an order that is no answer was carried out
+constexpr char kUnwanted = 'x';   // text: an entry point that must never be called
+
+// From the test. The first three answer the receive call.
+constexpr char kObject = 'O';   // text: what receive returns
+constexpr char kNothing = 'N';  // receive returns null
+constexpr char kAskReal = 'G';  // receive returns what the real library's receive gives
+constexpr char kLog = 'L';    // text: "<threads> <lines> <level> <message>": the callback, so many
+                              // times on each of so many threads; 0 threads: on this one
+constexpr char kFault = 'F';  // text: the name of a fault, see below
 
 // The test is gone or out of step: nothing more can be learned from this process.
 [[noreturn]] static void give_up(const char* why) {
@@ -46,7 +68,39 @@ static std::mutex g_report_mutex;
 
 static void report(char kind, const std::string& text) {
   const std::lock_guard<std::mutex> lock(g_report_mutex);
-  if (!send_frame(g_fd, kind, text)) give_up("the test does not read");
+  std::string frame(5, kind);
+  const auto size = static_cast<std::uint32_t>(text.size());
+  std::memcpy(&frame[1], &size, sizeof size);
+  frame += text;
+  for (std::size_t done = 0; done < frame.size();) {
+    const ssize_t n = send(g_fd, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) give_up("the test does not read");
+    done += static_cast<std::size_t>(n);
+  }
+}
+
+static void receive_bytes(char* bytes, std::size_t size) {
+  while (size != 0) {
+    // The thread sanitizer runs a signal's handler during poll, but only after a recv.
+    pollfd readable = {g_fd, POLLIN, 0};
+    if (poll(&readable, 1, -1) < 0) continue;
+    const ssize_t n = recv(g_fd, bytes, size, 0);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) give_up("the test is gone");
+    bytes += n;
+    size -= static_cast<std::size_t>(n);
+  }
+}
+
+static char receive_order(std::string& text) {
+  char head[5];
+  receive_bytes(head, sizeof head);
+  std::uint32_t size = 0;
+  std::memcpy(&size, head + 1, sizeof size);
+  text.resize(size);
+  receive_bytes(text.data(), size);
+  return head[0];
 }
 
 // ---- the real library behind this one
@@ -138,6 +192,33 @@ TD_STANDIN_AS_WRITTEN static void crash_inside_malloc() {
 
 static void on_a_thread(void (*function)()) { std::thread(function).join(); }
 
+static void escape(void (*throws)()) noexcept { throws(); }
+
+static void terminate_in_a_handler() {
+  try {
+    throw std::logic_error("handled");
+  } catch (...) {
+    std::terminate();
+  }
+}
+
+static void fault_in_a_handler() {
+  std::signal(SIGUSR1, [](int) { write_to_bad_address(); });
+  std::raise(SIGUSR1);
+}
+
+// The program's own handler of a fault, registered as it was, is given facts that cannot be read.
+static struct sigaction g_programs_action;
+static void fault_in_the_report() {
+  sigaction(SIGSEGV, nullptr, &g_programs_action);
+  struct sigaction broken = g_programs_action;
+  broken.sa_sigaction = [](int sig, siginfo_t*, void* context) {
+    g_programs_action.sa_sigaction(sig, reinterpret_cast<siginfo_t*>(16), context);
+  };
+  sigaction(SIGSEGV, &broken, nullptr);
+  write_to_bad_address();
+}
+
 struct Fault {
   const char* name;
   void (*commit)();
@@ -157,11 +238,20 @@ static const Fault kFaults[] = {
     {"stack_overflow", [] { std::exit(use_up_the_stack(0)); }},
     {"in_malloc", crash_inside_malloc},
     {"thread_segv", [] { on_a_thread(write_to_bad_address); }},
+    {"trap", [] { std::raise(SIGTRAP); }},
+    {"in_a_handler", fault_in_a_handler},
     {"thread_throw", [] { on_a_thread([] { throw std::runtime_error("x"); }); }},
     {"throw_runtime_error", [] { throw std::runtime_error("x"); }},
     {"throw_bad_alloc", [] { throw std::bad_alloc(); }},
     {"throw_int", [] { throw 7; }},
     {"throw_null_what", [] { throw NullWhat(); }},
+    {"terminate", [] { std::terminate(); }},
+    {"terminate_in_handler", terminate_in_a_handler},
+    {"noexcept_throw_int", [] { escape([] { throw 7; }); }},
+    {"noexcept_throw_null_what", [] { escape([] { throw NullWhat(); }); }},
+    {"noexcept_throw_long",
+     [] { escape([] { throw std::runtime_error(std::string(600, 'w')); }); }},
+    {"in_the_report", fault_in_the_report},
 };
 
 static void commit_fault(const std::string& name) {
@@ -212,9 +302,9 @@ __attribute__((constructor)) static void loaded() {
   if (const char* real = std::getenv("TD_STANDIN_REAL")) load_real(real);
 }
 
-// ---- the entry points. The version scripts of CMakeLists.txt decide which of them a variant
-// exports.
+// ---- the entry points, which alone are seen from outside
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 int td_create_client_id() {
@@ -234,10 +324,8 @@ const char* td_receive(double timeout) {
   g_given.reset();
   report(kAsk, std::to_string(timeout));
   for (;;) {
-    char kind = 0;
     std::string text;
-    if (!receive_frame(g_fd, kind, text)) give_up("the test is gone");
-    switch (kind) {
+    switch (receive_order(text)) {
       case kObject: return give(text);
       case kNothing: return nullptr;
       case kAskReal: {
@@ -280,3 +368,4 @@ void td_set_log_message_callback(int max_level, LogCallback callback) {
 }
 
 }  // extern "C"
+#pragma GCC visibility pop
