@@ -68,9 +68,10 @@ void expect_walk_of(std::string_view cut, std::string_view whole) {
 }
 
 TEST(JsonCut, AtEveryByte) {
+  std::size_t first = 0;  // other places in each object
   for (const std::string& object : longest_objects()) {
     const std::string_view whole = std::string_view(object).substr(0, 3000);
-    for (std::size_t at = 0; at <= whole.size(); ++at) {
+    for (std::size_t at = first++ % kPart; at <= whole.size(); at += kPart) {
       const ExactText cut(whole.substr(0, at));
       run_scanners(cut.view(), whole);
       expect_walk_of(cut.view(), whole);
