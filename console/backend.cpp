@@ -2,25 +2,26 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 
 namespace {
 
 std::string events_path(const Backend& backend) { return backend.dir + "/events"; }
 std::string running_path(const Backend& backend) { return backend.dir + "/ui_running.txt"; }
 
-void close_fd(int& fd) {
+void replace_fd(int& fd, int with = -1) {
   if (fd >= 0) close(fd);
-  fd = -1;
+  fd = with;
 }
 
 bool make_directory(Backend& backend) {
@@ -30,86 +31,67 @@ bool make_directory(Backend& backend) {
   if (!mkdtemp(name.data())) return false;
   backend.dir = name;
   backend.watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (backend.watch >= 0) {
-    inotify_add_watch(backend.watch, name.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO);
-  }
+  inotify_add_watch(backend.watch, name.c_str(), IN_MODIFY | IN_MOVED_TO);
   return true;
-}
-
-// In the child, between fork and exec: only what is safe there. The environment was made before.
-[[noreturn]] void become_backend(const char* program, char* const* environment, int in, int out) {
-  signal(SIGPIPE, SIG_DFL);
-  dup2(in, STDIN_FILENO);
-  dup2(out, STDOUT_FILENO);
-  dup2(out, STDERR_FILENO);
-  // A Ctrl-C at the terminal is the console's business.
-  setpgid(0, 0);
-  const std::array<char*, 2> argv = {const_cast<char*>(program), nullptr};
-  execve(program, argv.data(), environment);
-  const char* text = strerror(errno);
-  const std::array<std::string_view, 3> parts = {"FATAL it cannot be started: ", text, "\n"};
-  for (const std::string_view part : parts) {
-    if (write(STDOUT_FILENO, part.data(), part.size()) < 0) break;
-  }
-  _exit(127);
 }
 
 void open_events(Backend& backend) {
-  if (backend.events >= 0 && !backend.reopen) return;
-  const int fd = open(events_path(backend).c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat now {};
-  struct stat before {};
-  if (fd < 0 || fstat(fd, &now) != 0) return;
-  // The line that announces a new file comes before it: the path may still name the old one,
-  // which stays open until then, so that its number is nobody else's.
-  if (backend.reopen && fstat(backend.events, &before) == 0 && now.st_ino == before.st_ino) {
-    close(fd);
-    return;
-  }
-  close_fd(backend.events);
-  backend.reopen = false;
-  backend.events = fd;
+  const std::string path = events_path(backend);
+  replace_fd(backend.events, open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600));
 }
 
-// Reads what is there now, at most 1 MiB, and hands over the whole lines of it. False at the end
-// of what there is.
-bool drain(int fd, std::string& part, const std::function<bool(std::string_view)>& on_line) {
+int spawn(Backend& backend, int in, int out) {
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_adddup2(&files, in, STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&files, out, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&files, out, STDERR_FILENO);
+  // In a process group of its own: a Ctrl-C at the terminal is the console's business.
+  posix_spawnattr_t how;
+  posix_spawnattr_init(&how);
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_setsigdefault(&how, &defaults);
+  posix_spawnattr_setflags(&how, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+  const char* program = backend.program.c_str();
+  const std::array<char*, 2> argv = {backend.program.data(), nullptr};
+  const int error = posix_spawn(&backend.pid, program, &files, &how, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&files);
+  posix_spawnattr_destroy(&how);
+  if (error != 0) backend.pid = -1;
+  return error;
+}
+
+// Hands over the whole lines of what can be read. Above 0: there is more; 0: the end was met;
+// below: nothing more for now.
+ssize_t drain(int fd, std::string& part, const OnLine& on_line) {
   std::array<char, 65536> buffer;
-  for (int round = 0; round < 16; ++round) {
-    const ssize_t got = read(fd, buffer.data(), buffer.size());
-    if (got <= 0) return got < 0;
-    part.append(buffer.data(), static_cast<std::size_t>(got));
+  ssize_t got = 1;
+  for (int round = 0; round < 16 && got > 0; ++round) {
+    got = read(fd, buffer.data(), buffer.size());
+    part.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     std::size_t begin = 0;
     for (std::size_t end; (end = part.find('\n', begin)) != std::string::npos; begin = end + 1) {
-      const std::string_view line = std::string_view(part).substr(begin, end - begin);
-      if (!line.empty() && !on_line(line)) {
-        part.clear();
-        return false;
-      }
+      on_line(std::string_view(part).substr(begin, end - begin));
     }
     part.erase(0, begin);
   }
-  return true;
+  return got;
 }
 
-// True when there was anything.
-bool read_events(Backend& backend, const OnLine& on_event) {
-  open_events(backend);
-  backend.more = false;
-  if (backend.events < 0 || backend.reopen) return false;
-  bool any = false;
-  backend.more = drain(backend.events, backend.events_part, [&](std::string_view line) {
-    any = true;
+void read_events(Backend& backend, const OnLine& on_event) {
+  bool rotated = false;  // that was the file's last line, and its successor is there
+  const ssize_t got = drain(backend.events, backend.events_part, [&](std::string_view line) {
+    rotated |= line.find(R"({"type":"events_rotated")") == 0;
     on_event(line);
-    backend.reopen = line.substr(0, 24) == R"({"type":"events_rotated")";
-    return !backend.reopen;
   });
-  if (backend.reopen) backend.more = true;
-  return any;
+  if (rotated) open_events(backend);
+  backend.more = rotated || got > 0;
 }
 
 void flush(Backend& backend) {
-  while (backend.input >= 0 && !backend.unsent.empty()) {
+  while (!backend.unsent.empty()) {
     const ssize_t sent = write(backend.input, backend.unsent.data(), backend.unsent.size());
     if (sent <= 0) return;
     backend.unsent.erase(0, static_cast<std::size_t>(sent));
@@ -118,43 +100,35 @@ void flush(Backend& backend) {
 
 }  // namespace
 
-bool start(Backend& backend, std::string& why) {
+int start(Backend& backend) {
   std::array<int, 2> in{};
   std::array<int, 2> out{};
   if (!make_directory(backend) || pipe2(in.data(), O_CLOEXEC) != 0 ||
       pipe2(out.data(), O_CLOEXEC) != 0) {
-    why = strerror(errno);
-    return false;
+    return errno;
   }
   unlink(events_path(backend).c_str());
+  open_events(backend);
   setenv("BACKEND_EVENTS_FILE", events_path(backend).c_str(), 1);
   setenv("BACKEND_PROTOCOL", "2", 1);
   setenv("BACKEND_WAKE_ON_INPUT", "1", 1);
   setenv("BACKEND_EXIT_ON_EOF", "1", 1);
   setenv("BACKEND_EVENTS_MAX_BYTES", "4000000", 0);
-  backend.pid = fork();
-  if (backend.pid == 0) become_backend(backend.program.c_str(), environ, in[0], out[1]);
+  const int error = spawn(backend, in[0], out[1]);
   close(in[0]);
   close(out[1]);
-  backend.input = in[1];
-  backend.output = out[0];
-  if (backend.pid < 0) {
-    why = strerror(errno);
-    close_fd(backend.input);
-    close_fd(backend.output);
-    return false;
-  }
+  replace_fd(backend.input, in[1]);
+  replace_fd(backend.output, out[0]);
   fcntl(backend.input, F_SETFL, O_NONBLOCK);
   fcntl(backend.output, F_SETFL, O_NONBLOCK);
   backend.unsent.clear();
   backend.output_part.clear();
   backend.events_part.clear();
-  backend.reopen = false;
-  return true;
+  return error;
 }
 
 void send_line(Backend& backend, std::string_view line) {
-  if (backend.input < 0) return;
+  if (backend.pid < 0) return;
   backend.unsent.append(line).append("\n");
   flush(backend);
 }
@@ -175,23 +149,20 @@ void wait_for_news(Backend& backend, int terminal, int milliseconds) {
 
 bool read_lines(Backend& backend, const OnLine& on_output, const OnLine& on_event) {
   if (backend.pid < 0) return true;
-  const bool open = drain(backend.output, backend.output_part, [&](std::string_view line) {
-    on_output(line);
-    return true;
-  });
+  const bool open = drain(backend.output, backend.output_part, on_output) != 0;
   read_events(backend, on_event);
   if (open) return true;
-  int status = 0;
   // Its output is closed: it is at its end, and what it wrote stands in the file.
+  int status = 0;
   while (waitpid(backend.pid, &status, 0) < 0 && errno == EINTR) {
   }
-  while (read_events(backend, on_event)) {
-  }
+  do read_events(backend, on_event);
+  while (backend.more);
   backend.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   backend.pid = -1;
-  close_fd(backend.input);
-  close_fd(backend.output);
-  close_fd(backend.events);
+  replace_fd(backend.input);
+  replace_fd(backend.output);
+  backend.unsent.clear();
   return false;
 }
 
@@ -202,10 +173,6 @@ void touch_ui_running(const Backend& backend) {
   close(fd);
 }
 
-void signal_backend(const Backend& backend, int number) {
-  if (backend.pid > 0) kill(backend.pid, number);
-}
-
 void remove_files(Backend& backend) {
   if (backend.dir.empty()) return;
   const std::string events = events_path(backend);
@@ -213,5 +180,4 @@ void remove_files(Backend& backend) {
     unlink(path.c_str());
   }
   rmdir(backend.dir.c_str());
-  close_fd(backend.watch);
 }

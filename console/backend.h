@@ -16,24 +16,21 @@ struct Backend {
   std::string unsent;       // commands that its input had no room for
   std::string output_part;  // the begin of a line whose end has not come
   std::string events_part;
-  bool reopen = false;  // the events file was renamed; the next one is awaited
-  bool more = false;    // there are events that were not read yet
+  bool more = false;  // there may be events that were not read yet
 };
 
 using OnLine = std::function<void(std::string_view line)>;
 
-// Makes the private directory at the first call and starts the process in it. False with the
-// reason in `why`.
-bool start(Backend& backend, std::string& why);
+// Makes the private directory at the first call and starts the process in it. 0, or an errno.
+int start(Backend& backend);
 // A command without its line feed. Never blocks; dropped when no process is there.
 void send_line(Backend& backend, std::string_view line);
 // Until something can be read from the process or from `terminal` (-1: none), a signal comes, or
 // the time is over.
 void wait_for_news(Backend& backend, int terminal, int milliseconds);
-// Hands over every whole line that is there. False once, when the process has ended and
-// everything that it wrote was handed over.
+// Hands over the whole lines that are there, at most 1 MiB of each kind. False once, when the
+// process has ended and everything that it wrote was handed over.
 bool read_lines(Backend& backend, const OnLine& on_output, const OnLine& on_event);
 // Tells the backend that a person is looking at the chat that was opened last.
 void touch_ui_running(const Backend& backend);
-void signal_backend(const Backend& backend, int number);
 void remove_files(Backend& backend);

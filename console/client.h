@@ -2,59 +2,58 @@
 // their ends, asks for what the events make necessary, and keeps the raw lines.
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 
 #include "console/backend.h"
 #include "console/model.h"
 
-struct RawLine {
-  char kind;  // '>' a command, '<' an event, '|' what the process wrote to its output
-  std::string text;
-};
+// Set by SIGINT, SIGTERM and SIGHUP: the console ends in order.
+extern volatile std::sig_atomic_t g_stop;
 
 struct Client {
   Backend backend;
   Model model;
   std::int64_t last_id = 0;
-  std::map<std::int64_t, std::string> open_commands;  // what was said under an id, until its end
-  std::int64_t paging = 0;  // the command that loads older or newer messages; 0: none
+  std::set<std::int64_t> open_commands;  // ids that have not ended
+  std::int64_t loading = 0;              // the command that loads messages; 0: none
   std::int64_t last_seq = 0;
-  std::int64_t resync = 0;     // the command that repairs a loss; 0: none
-  std::int64_t told_read = 0;  // how far the open chat was marked as read
   std::int64_t losses = 0;
-  std::int64_t resync_losses = 0;  // when it was asked for
-  std::deque<RawLine> raw;         // the newest
-  std::int64_t raw_count = 0;      // how many there were
-  std::string note;                // the last thing worth telling, such as a refusal
+  std::int64_t resync = 0;      // the command that repairs a loss; 0: none
+  bool lost_meanwhile = false;  // while it ran
+  std::int64_t told_read = 0;   // how far the open chat was marked as read
+  // The newest lines both ways: "> " and a command, "< " and an event, "| " and what the process
+  // wrote to its output.
+  std::deque<std::string> raw;
+  std::string note;  // the last thing worth telling, such as a refusal
   bool note_is_error = false;
+  bool changed = true;  // since it was drawn
   bool quitting = false;
-  bool ended = false;  // no process runs any more
-  bool wants_help = false;
+  bool ended = false;        // no process runs any more
+  std::int64_t touched = 0;  // when ui_running.txt was, Unix seconds
   // Called with every event, after it was taken in.
   std::function<void(const Event&)> on_event;
 };
 
-// A word that begins with "/", as it is entered.
-struct Word {
-  std::string_view name, arguments, meaning;
-  // False: the arguments will not do.
-  bool (*run)(Client& client, std::string_view arguments);
-};
-extern const Word kWords[];
-extern const std::size_t kWordCount;
-
+// False, with a note, when the process cannot be started.
 bool start_client(Client& client);
-// Reads what is there and reacts to it.
-void follow(Client& client);
+// Waits for news of the backend, of `terminal` (-1: none) and of signals, no longer than that, and
+// reacts to them.
+void follow(Client& client, int terminal, int milliseconds);
+void tell(Client& client, std::string note, bool is_error);
 // Sends a command under an id of its own, which is returned.
 std::int64_t say(Client& client, const std::string& command);
-// What the person entered: an answer to what the login needs, a message, or a word.
+// What the person entered: an answer to what the login needs, a message, or a word (words.cpp).
 void enter(Client& client, const std::string& line);
+// "/reply 5 yes" without its slash.
+void run_word(Client& client, std::string_view line);
+// Help on the words that begin with this.
+std::vector<List::Row> words_help(std::string_view begin);
 void open_chat(Client& client, std::int64_t chat_id);
 void load_older(Client& client);
 void load_newer(Client& client);

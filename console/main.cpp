@@ -1,17 +1,19 @@
 // td_console: a client of td_backend in the terminal. It knows what docs/protocol.md says and
 // nothing else of the backend.
-
 #include <langinfo.h>
+#include <poll.h>
 #include <unistd.h>
+
+#include <array>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include "console/client.h"
-#include "console/plain.h"
 #include "console/screen.h"
-#include "console/stop.h"
+#include "console/text.h"
 
 volatile std::sig_atomic_t g_stop = 0;
 
@@ -23,6 +25,50 @@ constexpr char kUsage[] =
     "A client in the terminal. It starts the backend (the td_backend beside it unless a path is\n"
     "given) with this environment. --plain, or a standard output that is no terminal, writes a\n"
     "line for an event. Enter /help, or press ? in the window, for what can be entered.\n";
+
+// One line, and nothing that would steer a terminal.
+void print(const std::string& text) {
+  std::string line = clock_text(std::time(nullptr), "%H:%M:%S ");
+  for (const wchar_t c : widen(text)) line += c == L'\n' ? " / " : narrow({&c, 1});
+  std::puts(line.c_str());
+  std::fflush(stdout);
+}
+
+void enter_and_print(Client& c, const std::string& line) {
+  enter(c, line);
+  if (!c.note.empty()) print(c.note);
+  c.note.clear();
+  // Other lists come row by row, as events.
+  if (c.model.list.command != 0) return;
+  for (const List::Row& row : c.model.list.rows) print(row.text + ": " + row.meaning);
+  c.model.list.rows.clear();
+}
+
+// Without a screen, for logs and for ssh: a line for an event, the same input a line each. Returns
+// when the backend has ended, with its status.
+int run_plain(Client& c) {
+  c.on_event = [&](const Event& e) {
+    if (e.str("type") != "command_end" || !e.on("ok")) print(describe(c.model, e));
+  };
+  std::string input;
+  bool open = true;
+  while (!c.ended) {
+    follow(c, open ? STDIN_FILENO : -1, 1000);
+    std::array<char, 4096> buffer;
+    pollfd ready = {STDIN_FILENO, POLLIN, 0};
+    if (!open || poll(&ready, 1, 0) <= 0) continue;
+    const ssize_t got = read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (got > 0) input.append(buffer.data(), static_cast<std::size_t>(got));
+    for (std::size_t end; (end = input.find('\n')) != std::string::npos;) {
+      enter_and_print(c, input.substr(0, end));
+      input.erase(0, end + 1);
+    }
+    open = got > 0;
+    if (!open) enter_and_print(c, "/quit");
+  }
+  if (c.note_is_error) print(c.note);
+  return c.backend.status;
+}
 
 std::string beside(const char* argv0) {
   const char* slash = std::strrchr(argv0, '/');
@@ -55,12 +101,12 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_ALL, "C.UTF-8");
   catch_signals();
-  if (!start_client(client)) {
+  int status = 1;
+  if (start_client(client)) {
+    status = plain ? run_plain(client) : run_screen(client);
+  } else {
     std::fprintf(stderr, "td_console: %s\n", client.note.c_str());
-    remove_files(client.backend);
-    return 1;
   }
-  const int status = plain ? run_plain_mode(client) : run_screen(client);
   remove_files(client.backend);
   return status;
 }

@@ -6,51 +6,35 @@
 #include <vector>
 
 #include "console/client.h"
+#include "console/paint.h"
 
-enum class Focus { kInput, kChats, kMessages };
-enum class Overlay { kNone, kHelp, kResults };
-
-struct Box {
-  int y = 0, x = 0, h = 0, w = 0;
-  bool holds(int py, int px) const { return py >= y && py < y + h && px >= x && px < x + w; }
-};
+// Where the keys go, and what a click meets.
+enum Part : unsigned { kInput = 1, kChats = 2, kMessages = 4, kList = 8, kRaw = 16, kNotice = 32 };
 
 struct Screen {
-  Focus focus = Focus::kInput;
-  Overlay overlay = Overlay::kNone;
-  std::size_t overlay_at = 0;        // the row that is marked
-  std::int64_t results_request = 0;  // of the results that were shown last
+  Part focus = kInput;
   std::wstring input;
   std::size_t cursor = 0;
-  std::int64_t chat = 0;     // marked in the list
+  std::int64_t chat = 0;     // marked in the list of chats
   std::int64_t message = 0;  // marked in the open chat; 0: none, the newest are shown
+  std::int64_t row = 0;      // marked in the list that covers the rest while it has the focus
   bool raw = false;
   int raw_back = 0;  // lines of the raw view that are below its window
   bool done = false;
 
   // As it was drawn last.
-  Box list, view, raw_box, call_box, note_box;
-  int rows_per_chat = 1;
-  std::vector<std::int64_t> list_ids, view_ids;  // what each row belongs to
-  std::int64_t drawn_message = 0;
-  int drawn_row = 0, drawn_rows = 0;  // of the marked message, in the view
+  struct Place {
+    Box box;
+    Part part;
+    std::int64_t id;  // of the chat or message, or the row; 0: none
+  };
+  std::vector<Place> places;
+  int page = 1;                            // lines of the messages or the list
+  std::int64_t top = 0;                    // the message at the top,
+  int top_line = 0;                        // from this line of it on
+  int hidden_above = 0, hidden_below = 0;  // lines of the marked message
+  int scroll = 0;                          // lines to go down by with the next picture
 };
-
-// Keys that act on the marked message or chat: what is entered, "$" being its id.
-struct KeyWord {
-  wchar_t key;
-  const char* words;
-  bool asks;  // more is to be typed, or Enter is to confirm it
-  const char* meaning;
-};
-extern const KeyWord kMessageKeys[];
-extern const KeyWord kChatKeys[];
-extern const std::size_t kMessageKeyCount, kChatKeyCount;
-struct KeyHelp {
-  const char *keys, *meaning;
-};
-extern const KeyHelp kKeyHelp[];
-extern const std::size_t kKeyHelpCount;
 
 void draw(const Client& client, Screen& screen);
 void draw_messages(const Client& client, Screen& screen, Box box);

@@ -39,11 +39,11 @@ press Escape
 
 press C-f
 enter 'Tea?'
-expect 'Messages with "Tea?"'
+expect '/find Tea?: '
 expect ' found'
 press Escape
 enter '/media photo'
-expect 'Shared: photo'
+expect '/media photo: '
 expect ' found'
 press Enter
 expect '[photo'
@@ -77,4 +77,4 @@ printf '/open Ann\nHello\n' >&3
 wait_for 60 grep -q 'Good to hear you' "$dir/lines" || { cat "$dir/lines" >&2 && exit 1; }
 exec 3>&-
 wait "$plain"
-grep -q 'the backend ends: ' "$dir/lines"
+grep -q 'The backend has ended: ' "$dir/lines"

@@ -3,23 +3,21 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct Member {
-  std::string name;
-  std::string value;  // a string's characters in UTF-8, anything else as it stands in the line
-};
-
 struct Event {
-  std::vector<Member> members;
+  // By name: a string's characters in UTF-8, anything else as it stands in the line.
+  std::map<std::string, std::string, std::less<>> members;
 
-  bool has(std::string_view name) const;
   // What stands under the name; empty, 0 (or `absent`) and false when it is not there.
   const std::string& str(std::string_view name) const;
   std::int64_t num(std::string_view name, std::int64_t absent = 0) const;
-  bool on(std::string_view name) const;
+  bool on(std::string_view name) const { return str(name) == "true"; }
+  // True for anything but "", 0 and false.
+  bool says(std::string_view name) const;
 };
 
 // False for anything that is not one JSON object, such as a line that was torn; `event` is then
