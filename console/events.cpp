@@ -9,37 +9,44 @@ namespace {
 
 struct EventType {
   std::string_view type;
-  std::string_view words;  // as in_words has them; empty: its members, as they are
   void (*take)(Model&, const Event&, const EventType&) = nullptr;
-  // For `take`: the rows that it is about, the member that names the row, and what else it wants.
-  Rows Model::*rows = nullptr;
-  std::string_view id = {}, argument = {};
+  std::string_view argument = {};  // what `take` wants
+  std::string_view words = {};     // as in_words has them; empty: its members, as they are
 };
 
 // --- what an event changes ---
 
-bool concerns(const Model& m, const Event& e, const EventType& type) {
-  return type.rows != &Model::messages || e.num("chat_id") == m.open_chat;
-}
-
 void keep_last(Model& m, const Event& e, const EventType&) { m.last[e.str("type")] = e; }
 
+// A new row. The argument is the member that names it.
+template <Rows Model::*kRows>
 void keep(Model& m, const Event& e, const EventType& type) {
-  if (concerns(m, e, type)) (m.*type.rows)[e.num(type.id)] = e;
+  (m.*kRows)[e.num(type.argument)] = e;
 }
 
-void drop(Model& m, const Event& e, const EventType& type) { (m.*type.rows).erase(e.num(type.id)); }
+template <Rows Model::*kRows>
+void drop(Model& m, const Event& e, const EventType& type) {
+  (m.*kRows).erase(e.num(type.argument));
+}
 
-// Members of a row that is there take the event's values, or go with them. The argument lists
-// them; "draft=text" is one that has another name in the event.
+// Members of a row that is there take the event's values, or go with them. The argument begins with
+// the member that names the row; "draft=text" is one that has another name in the event.
+template <Rows Model::*kRows>
 void change(Model& m, const Event& e, const EventType& type) {
-  const auto row = (m.*type.rows).find(e.num(type.id));
-  if (row == (m.*type.rows).end() || !concerns(m, e, type)) return;
-  for (std::string_view names = type.argument; !names.empty();) {
+  std::string_view names = type.argument;
+  const auto row = (m.*kRows).find(e.num(take_word(names)));
+  if (row == (m.*kRows).end()) return;
+  while (!names.empty()) {
     const std::string name = take_word(names);
-    const std::size_t end = std::min(name.find('='), name.size());
-    row->second.members[name.substr(0, end)] = e.str(name.substr(end == name.size() ? 0 : end + 1));
+    const std::size_t end = name.find('=');
+    row->second.members[name.substr(0, end)] = e.str(name.substr(end + 1));  // npos + 1 is 0
   }
+}
+
+// What concerns only the messages that are shown.
+template <void (*kTake)(Model&, const Event&, const EventType&)>
+void if_open(Model& m, const Event& e, const EventType& type) {
+  if (e.num("chat_id") == m.open_chat) kTake(m, e, type);
 }
 
 // A row of the list that its command has opened. The argument: what choosing it enters.
@@ -77,70 +84,52 @@ void end_action(Model& m, const Event& e) {
 
 void on_action(Model& m, const Event& e, const EventType& type) {
   if (e.str("action") == "cancel") return end_action(m, e);
-  keep(m, e, type);
+  keep<&Model::actions>(m, e, type);
 }
 
 void on_history_begin(Model& m, const Event& e, const EventType&) {
-  if (e.num("chat_id") != m.open_chat || !e.on("clear")) return;
+  if (!e.on("clear")) return;
   m.messages.clear();
   m.at_newest = !e.says("from_message_id");
   m.more_older = true;
 }
 
-void clear_messages(Model& m, const Event& e, const EventType&) {
-  if (e.num("chat_id") == m.open_chat) m.messages.clear();
-}
+void clear_messages(Model& m, const Event&, const EventType&) { m.messages.clear(); }
 
 void on_history_end(Model& m, const Event& e, const EventType&) {
-  if (e.num("chat_id") != m.open_chat || e.on("clear")) return;
   if (e.on("newer")) {
     m.at_newest = !e.on("has_more");
-  } else {
+  } else if (!e.on("clear")) {
     m.more_older = e.on("has_more");
   }
 }
 
-// Whether it is pinned was told by "message_pinned".
-void on_message(Model& m, const Event& e, const EventType&) {
-  if (e.num("chat_id") != m.open_chat) return;
-  Event& message = m.messages[e.num("id")];
-  const std::string pinned = message.str("pinned");
-  message = e;
-  message.members["pinned"] = pinned;
-}
-
 void on_message_new(Model& m, const Event& e, const EventType& type) {
   // While older pages are shown, a new message would stand behind a hole.
-  if (m.at_newest) on_message(m, e, type);
+  if (m.at_newest) if_open<keep<&Model::messages>>(m, e, type);
   end_action(m, e);
 }
 
 // Its text and, when the media were replaced, their members.
 void on_message_update(Model& m, const Event& e, const EventType&) {
   const auto message = m.messages.find(e.num("id"));
-  if (e.num("chat_id") != m.open_chat || message == m.messages.end()) return;
+  if (message == m.messages.end()) return;
   message->second.members.try_emplace("edit_date", "1");
   for (const auto& [name, value] : e.members) message->second.members[name] = value;
 }
 
-void on_message_acked(Model& m, const Event& e, const EventType&) {
-  const auto message = m.messages.find(e.num("id"));
-  if (e.num("chat_id") != m.open_chat || message == m.messages.end()) return;
-  message->second.members["sending_state"] = "acked";
-}
-
 void on_message_sent(Model& m, const Event& e, const EventType& type) {
-  if (e.num("chat_id") != m.open_chat) return;
   auto message = m.messages.extract(e.num("old_id"));
   if (message.empty()) return;
   message.key() = e.num("new_id", e.num("old_id"));
   message.mapped().members["sending_state"] = type.argument;
   message.mapped().members["error"] = e.str("error");
+  if (e.says("date")) message.mapped().members["date"] = e.str("date");
   m.messages.insert(std::move(message));
 }
 
 void on_messages_deleted(Model& m, const Event& e, const EventType&) {
-  if (e.num("chat_id") != m.open_chat || e.on("from_cache")) return;
+  if (e.on("from_cache")) return;  // they still exist
   for (const std::string_view text : array_items(e.str("message_ids"))) {
     std::int64_t id = 0;
     std::from_chars(text.data(), text.data() + text.size(), id);
@@ -156,115 +145,88 @@ void on_notify(Model& m, const Event& e, const EventType&) {
   if (m.notifications.size() > 100) m.notifications.erase(m.notifications.begin());
 }
 
-// Older ones of the same chat go with it.
 void on_notify_withdrawn(Model& m, const Event& e, const EventType&) {
-  const auto goes = [&](const Event& n) {
-    return n.num("chat_id") == e.num("chat_id") && n.num("message_id") <= e.num("message_id");
-  };
-  auto& all = m.notifications;
-  all.erase(std::remove_if(all.begin(), all.end(), goes), all.end());
+  withdraw(m, e.num("chat_id"), e.num("message_id"));
 }
 
+// Only the chats that are told again are still in the list.
 void on_resync_begin(Model& m, const Event&, const EventType&) {
-  for (auto& [id, chat] : m.chats) chat.members["type"] = "told before";
+  for (auto& [id, chat] : m.chats) chat.members.erase("order");
 }
 
-// Chats that were not told again have left the list.
-void on_resync_end(Model& m, const Event&, const EventType&) {
-  for (auto& [id, chat] : m.chats) {
-    if (chat.str("type") == "told before") chat.members.erase("order");
-  }
-}
+constexpr std::string_view kMessageWords =
+    "{chat_id:title} {id} {chat_id:sender}: {text}{media_type? [{media_type}]}";
 
 constexpr EventType kEvents[] = {
-    {"auth_error", "login: {what} was refused: {message} ({code})", keep_last},
-    {"auth_state", "login: {state}", on_auth_state},
-    {"backend_fatal", "The backend dies: {kind} {sig}"},
-    {"call_discard_gone", "call {call_id} is over", on_call_gone},
-    {"call_update",
-     "Call with {user_name}{is_video?, video}: {state:state}{reason?, {reason:spaced}}"
-     "{message?, {message}}",
-     keep_last},
-    {"chat",
-     "chat {id}  {title}  [{chat_type:spaced}] {unread_count} unread{muted?, muted}: {last_text}",
-     keep, &Model::chats, "id"},
-    {"chat_action", "{chat_id:title}: {chat_id:sender}: {action}", on_action, &Model::actions,
-     "chat_id"},
-    {"chat_deleted", "{chat_id:title} is gone", change, &Model::chats, "chat_id", "order"},
-    {"chat_draft", "{chat_id:title}: draft: {text}", change, &Model::chats, "chat_id",
-     "draft=text"},
-    {"chat_last_message", "{chat_id:title}: last message {message_id}: {text}", change,
-     &Model::chats, "chat_id",
-     "last_message_id=message_id last_date=date last_text=text last_outgoing=outgoing"},
-    {"chat_marked", "{chat_id:title}: marked as unread: {marked_as_unread}", change, &Model::chats,
-     "chat_id", "marked_as_unread"},
-    {"chat_mentions", "{chat_id:title}: {unread_mention_count} unread mentions", change,
-     &Model::chats, "chat_id", "unread_mention_count"},
-    {"chat_mute_toggled", "{chat_id:title}: muted: {muted}", change, &Model::chats, "chat_id",
-     "muted"},
-    {"chat_notify", "{chat_id:title}: muted: {muted}", change, &Model::chats, "chat_id", "muted"},
-    {"chat_online_count", "{chat_id:title}: {count} online", keep, &Model::online, "chat_id"},
-    {"chat_position", "", change, &Model::chats, "chat_id", "order pinned"},
-    {"chat_read_outbox", "", change, &Model::chats, "chat_id", "last_read_outbox_message_id"},
-    {"chat_search_item", "{date:time}  {sender_name?{sender_name}: }{text}", add_to_list, nullptr,
-     "", "/jump {id}"},
-    {"chat_title", "chat {chat_id} is now {title}", change, &Model::chats, "chat_id", "title"},
-    {"chat_unread", "{chat_id:title}: {unread_count} unread", change, &Model::chats, "chat_id",
-     "unread_count last_read_inbox_message_id"},
-    {"chats_end", "", keep_last},
-    {"code_info",
+    {"auth_error", keep_last, "", "login: {what} was refused: {message} ({code})"},
+    {"auth_state", on_auth_state},
+    {"call_discard_gone", on_call_gone},
+    {"call_update", keep_last, "",
+     "Call with {user_name}{is_video?, video}: {state:spaced}{reason?, {reason:spaced}}"
+     "{message?, {message}}"},
+    {"chat", keep<&Model::chats>, "id",
+     "chat {id}  {title}  [{chat_type:spaced}] {unread_count} unread{muted?, muted}: {last_text}"},
+    {"chat_action", on_action, "chat_id", "{chat_id:title}: {chat_id:sender}: {action:spaced}"},
+    {"chat_deleted", change<&Model::chats>, "chat_id order"},
+    {"chat_draft", change<&Model::chats>, "chat_id draft=text"},
+    {"chat_last_message", change<&Model::chats>,
+     "chat_id last_message_id=message_id last_date=date last_text=text last_outgoing=outgoing"},
+    {"chat_marked", change<&Model::chats>, "chat_id marked_as_unread"},
+    {"chat_mentions", change<&Model::chats>, "chat_id unread_mention_count"},
+    {"chat_mute_toggled", change<&Model::chats>, "chat_id muted"},
+    {"chat_notify", change<&Model::chats>, "chat_id muted"},
+    {"chat_online_count", keep<&Model::online>, "chat_id"},
+    {"chat_position", change<&Model::chats>, "chat_id order pinned"},
+    {"chat_read_outbox", change<&Model::chats>, "chat_id last_read_outbox_message_id"},
+    {"chat_search_item", add_to_list, "/jump {id}",
+     "{date:time}  {sender_name?{sender_name}: }{text}"},
+    {"chat_title", change<&Model::chats>, "chat_id title"},
+    {"chat_unread", change<&Model::chats>, "chat_id unread_count last_read_inbox_message_id"},
+    {"chats_end", keep_last},
+    {"code_info", keep_last, "",
      "It comes by {delivery:spaced}{pattern? to {pattern}}{length?, {length} digits}"
-     "{timeout?; /resend after {timeout} s}",
-     keep_last},
-    {"command_end", "{command}: {ok?done}{error}", on_command_end},
-    {"command_refused", "refused: {text}"},
-    {"connection_state", "connection: {state:spaced}", keep_last},
-    {"events_lost", "{count} events were lost"},
-    {"file", "Downloaded: {path}", keep, &Model::files, "id"},
-    {"file_progress", "file {id}: {downloaded} of {total}", keep, &Model::files, "id"},
-    {"file_stopped", "file {id}: stopped", change, &Model::files, "id", "active"},
-    {"goodbye", "The backend has ended: {reason:spaced}", keep_last},
-    {"hello", "td_backend {version}, protocol {protocol}, {mode}"},
-    {"history_begin", "{chat_id:title}: messages", on_history_begin},
-    {"history_clear", "{chat_id:title}: from the begin", clear_messages},
-    {"history_cleared", "{chat_id:title}: all messages are gone", clear_messages},
-    {"history_end", "{chat_id:title}: end of messages", on_history_end},
-    {"hub_notify_message", "★ {chat_title}: {sender_name?{sender_name}: }{text}", on_notify},
-    {"hub_notify_withdrawn", "★ {chat_id:title}: read or gone up to {message_id}",
-     on_notify_withdrawn},
-    {"me", "logged in as {first_name} {last_name} ({id})", keep_last},
-    {"message", "{chat_id:title} {id} {chat_id:sender}: {text} {media_type}", on_message},
-    {"message_new", "{chat_id:title} {id} {chat_id:sender}: {text} {media_type}", on_message_new},
-    {"message_pinned", "", change, &Model::messages, "id", "pinned"},
-    {"message_reactions", "{chat_id:title} {id}: reactions {reactions}", change, &Model::messages,
-     "id", "reactions"},
-    {"message_reply_count", "{chat_id:title} {id}: {reply_count} replies", change, &Model::messages,
-     "id", "reply_count"},
-    {"message_send_acked", "{chat_id:title} {id}: the service has it", on_message_acked},
-    {"message_send_failed", "{chat_id:title} {old_id}: not sent: {error}", on_message_sent, nullptr,
-     "", "failed"},
-    {"message_send_succeeded", "{chat_id:title} {old_id}: sent, now {new_id}", on_message_sent},
-    {"message_update", "{chat_id:title} {id} now says: {text}", on_message_update},
-    {"messages_deleted", "{chat_id:title}: deleted {message_ids}", on_messages_deleted},
-    {"need", "login: please enter {what:spaced}", keep_last},
-    {"password_info",
-     "{hint?Hint: {hint}. }{has_recovery_email?There is a recovery e-mail address.}", keep_last},
-    {"pinned_list_item", "{text}", add_to_list, nullptr, "", "/jump {id}"},
-    {"pinned_message", "{chat_id:title}: pinned: {text}", keep, &Model::pins, "chat_id"},
-    {"pinned_none", "{chat_id:title}: nothing is pinned", drop, &Model::pins, "chat_id"},
-    {"proxy_item", "{server}:{port}  {kind}{enabled?  in use}", add_to_list, nullptr, "",
-     "/raw proxy_enable {proxy_id}"},
-    {"qr_link", "login: confirm on another device: {link}", keep_last},
-    {"resync_begin", "", on_resync_begin},
-    {"resync_end", "", on_resync_end},
-    {"search_chat", "{title}  [{chat_type:spaced}] {id}", add_to_list, nullptr, "", "/open {id}"},
-    {"shared_item",
-     "{date:time}  {sender_name?{sender_name}: }{text}{media_type?[{media_type:spaced}"
-     "{media_name? {media_name}}]}{url?  {url}}",
-     add_to_list, nullptr, "", "/jump {id}"},
-    {"storage", "Files: {files_size:size} in {file_count}, database: {database_size:size}"},
-    {"upload_progress", "file {id}: {uploaded} of {total}", keep, &Model::files, "id"},
-    {"user", "", keep, &Model::users, "id"},
+     "{timeout?; /resend after {timeout} s}"},
+    {"command_end", on_command_end},
+    {"connection_state", keep_last, "", "connection: {state:spaced}"},
+    {"file", keep<&Model::files>, "id", "Downloaded: {path}"},
+    {"file_progress", keep<&Model::files>, "id", "file {id}: {downloaded} of {total}"},
+    {"file_stopped", change<&Model::files>, "id active"},
+    {"goodbye", keep_last, "", "The backend has ended: {reason:spaced}"},
+    {"history_begin", if_open<on_history_begin>},
+    {"history_clear", if_open<clear_messages>},
+    {"history_cleared", if_open<clear_messages>},
+    {"history_end", if_open<on_history_end>},
+    {"hub_notify_message", on_notify, "", "★ {chat_title}: {sender_name?{sender_name}: }{text}"},
+    {"hub_notify_withdrawn", on_notify_withdrawn},
+    {"me", keep_last, "", "{first_name} {last_name}"},
+    {"message", if_open<keep<&Model::messages>>, "id", kMessageWords},
+    {"message_new", on_message_new, "id", kMessageWords},
+    {"message_pinned", if_open<change<&Model::messages>>, "id pinned"},
+    {"message_reactions", if_open<change<&Model::messages>>, "id reactions"},
+    {"message_reply_count", if_open<change<&Model::messages>>, "id reply_count"},
+    {"message_send_acked", if_open<change<&Model::messages>>, "id sending_state"},
+    {"message_send_failed", if_open<on_message_sent>, "failed"},
+    {"message_send_succeeded", if_open<on_message_sent>},
+    {"message_update", if_open<on_message_update>},
+    {"messages_deleted", if_open<on_messages_deleted>},
+    {"need", keep_last, "", "login: please enter {what:spaced}"},
+    {"password_info", keep_last, "",
+     "{hint?Hint: {hint}. }{has_recovery_email?There is a recovery e-mail address.}"},
+    {"pinned_list_item", add_to_list, "/jump {id}", "{text}"},
+    {"pinned_message", keep<&Model::pins>, "chat_id"},
+    {"pinned_none", drop<&Model::pins>, "chat_id"},
+    {"proxy_item", add_to_list, "/raw proxy_enable {proxy_id}",
+     "{server}:{port}  {kind}{enabled?  in use}"},
+    {"qr_link", keep_last},
+    {"resync_begin", on_resync_begin},
+    {"search_chat", add_to_list, "/open {id}", "{title}  [{chat_type:spaced}] {id}"},
+    {"shared_item", add_to_list, "/jump {id}",
+     "{date:time}  {sender_name?{sender_name}: }{media_type?[{media_type:spaced}"
+     "{media_name? {media_name}}] }{text}{url?  {url}}"},
+    {"storage", nullptr, "",
+     "Files: {files_size:size} in {file_count}, database: {database_size:size}"},
+    {"upload_progress", keep<&Model::files>, "id", "file {id}: {uploaded} of {total}"},
+    {"user", keep<&Model::users>, "id"},
 };
 
 const EventType* type_of(const Event& e) {
@@ -275,8 +237,9 @@ const EventType* type_of(const Event& e) {
 
 // --- how a member is shown ---
 
-// "last_week" and "recordingVoiceNote" as people write them.
-std::string spaced(const std::string& name) {
+// "last_week", "recordingVoiceNote" and "callStateReady" as people write them.
+std::string spaced(std::string name) {
+  if (name.compare(0, 9, "callState") == 0) name.erase(0, 9);
   std::string out;
   for (const char c : name) {
     const bool capital = c >= 'A' && c <= 'Z';
@@ -286,36 +249,19 @@ std::string spaced(const std::string& name) {
   return out;
 }
 
-struct Format {
-  std::string_view name;
-  std::string (*show)(const Model&, const Event&, std::string_view member);
-};
-constexpr Format kFormats[] = {
-    {"length",
-     [](const Model&, const Event& e, std::string_view member) {
-       const std::string seconds = std::to_string(100 + e.num(member) % 60);
-       return std::to_string(e.num(member) / 60) + ":" + seconds.substr(1);
-     }},
-    // Whoever sent the message, or does something.
-    {"sender", [](const Model& m, const Event& e, std::string_view) { return sender_name(m, e); }},
-    {"size", [](const Model&, const Event& e,
-                std::string_view member) { return size_text(e.num(member)); }},
-    {"spaced",
-     [](const Model&, const Event& e, std::string_view member) { return spaced(e.str(member)); }},
-    // "callStateReady": what is behind "State".
-    {"state",
-     [](const Model&, const Event& e, std::string_view member) {
-       const std::size_t at = e.str(member).find("State");
-       return spaced(e.str(member).substr(at == std::string::npos ? 0 : at + 5));
-     }},
-    {"time",
-     [](const Model&, const Event& e, std::string_view member) {
-       return e.says(member) ? clock_text(e.num(member), "%d %b %H:%M") : "";
-     }},
-    // The chat of that id.
-    {"title", [](const Model& m, const Event& e,
-                 std::string_view member) { return chat_title(m, e.num(member)); }},
-};
+std::string formatted(const Model& m, const Event& e, std::string_view name,
+                      std::string_view format) {
+  const std::int64_t number = e.num(name);
+  if (format == "title") return chat_title(m, number);
+  if (format == "sender") return sender_name(m, e);
+  if (format == "size") return size_text(number);
+  if (format == "time") return number > 0 ? clock_text(number, "%d %b %H:%M") : "";
+  if (format == "length") {
+    const std::string seconds = std::to_string(100 + number % 60);
+    return std::to_string(number / 60) + ":" + seconds.substr(1);
+  }
+  return spaced(e.str(name));
+}
 
 // Where the brace that `words` begin with is closed.
 std::size_t closing(std::string_view words) {
@@ -349,20 +295,21 @@ std::string in_words(const Model& model, const Event& event, std::string_view wo
     } else if (inside[end] == '?') {
       if (event.says(name)) out += in_words(model, event, inside.substr(end + 1));
     } else {
-      for (const Format& format : kFormats) {
-        if (format.name == inside.substr(end + 1)) out += format.show(model, event, name);
-      }
+      out += formatted(model, event, name, inside.substr(end + 1));
     }
   }
   return out.append(words);
 }
 
 std::string describe(const Model& model, const Event& event) {
+  if (event.members.empty()) return {};
   const EventType* type = type_of(event);
   if (type && !type->words.empty()) return in_words(model, event, type->words);
-  std::string out = event.str("type");
+  std::string out = spaced(event.str("type"));
+  if (event.says("chat_id")) out += ", " + chat_title(model, event.num("chat_id"));
+  out += ":";
   for (const auto& [name, value] : event.members) {
-    if (name != "type" && name != "seq" && name != "cmd")
+    if (name != "type" && name != "chat_id" && name != "seq")
       out.append(" ").append(name).append("=").append(value);
   }
   return out;

@@ -34,9 +34,7 @@ void open_marked(Client& c, Screen& s, std::int64_t chat_id) {
   s.chat = chat_id;
   s.message = 0;
   s.focus = kInput;
-  auto& all = c.model.notifications;
-  const auto goes = [&](const Event& n) { return n.num("chat_id") == chat_id; };
-  all.erase(std::remove_if(all.begin(), all.end(), goes), all.end());
+  withdraw(c.model, chat_id, INT64_MAX);
   open_chat(c, chat_id);
 }
 
@@ -137,11 +135,6 @@ void open_notification(Client& c, Screen& s) {
   }
 }
 
-void neighbour(Client& c, Screen& s, int by) {
-  mark_chat(c, s, by);
-  open_marked(c, s, s.chat);
-}
-
 // --- the input line ---
 
 // Removes from the cursor to `to`.
@@ -218,110 +211,129 @@ void on_mouse(Client& c, Screen& s) {
 constexpr wint_t control(char c) { return static_cast<wint_t>(c) & 31U; }
 // One of ncurses' own, apart from the characters of the same number.
 constexpr wint_t code(int key) { return static_cast<wint_t>(key) | 1U << 30; }
-constexpr unsigned kAnywhere = kInput | kChats | kMessages | kList;
 
+template <int kSteps>
+void by(Client& c, Screen& s) {
+  step(c, s, kSteps);
+}
+template <int kHalves>
+void by_half_pages(Client& c, Screen& s) {
+  step(c, s, kHalves * std::max(s.page / 2, 1));
+}
+template <int kSteps>
+void to_neighbour(Client& c, Screen& s) {
+  mark_chat(c, s, kSteps);
+  open_marked(c, s, s.chat);
+}
+void swap_focus(Client&, Screen& s) { s.focus = s.focus == kChats ? kInput : kChats; }
+void show_raw(Client&, Screen& s) { s.raw = !s.raw; }
+void draw_again(Client&, Screen&) { clearok(curscr, TRUE); }
+void go_left(Client&, Screen& s) { s.cursor = beside(s, true); }
+void go_right(Client&, Screen& s) { s.cursor = beside(s, false); }
+void go_to_begin(Client&, Screen& s) { s.cursor = 0; }
+void go_to_end(Client&, Screen& s) { s.cursor = s.input.size(); }
+void erase_left(Client&, Screen& s) { erase_input(s, beside(s, true)); }
+void erase_right(Client&, Screen& s) { erase_input(s, beside(s, false)); }
+void erase_word(Client&, Screen& s) { erase_input(s, word_begin(s)); }
+void erase_line(Client&, Screen& s) { erase_input(s, 0); }
 void show_help(Client& c, Screen& s);
 
 struct Key {
-  wint_t key;
-  unsigned parts;  // where it means this
+  wint_t key, also;             // `also` does the same; 0: no other one
+  const char *names, *meaning;  // in the help
   void (*act)(Client&, Screen&);
-  const char* words;  // in place of it: what it enters, "$" being the marked message or chat
-  // In the help; without names it stands in the row of another key.
-  const char* names;
-  const char* meaning;
+  const char* words = "";  // in place of it: what it enters
 };
-
 constexpr Key kKeys[] = {
-    {'\t', kAnywhere, [](Client&, Screen& s) { s.focus = s.focus == kChats ? kInput : kChats; }, "",
-     "Tab", "from the input to the chat list and back"},
-    {code(KEY_UP), kAnywhere, [](Client& c, Screen& s) { step(c, s, -1); }, "", "Up Down",
-     "mark a chat; in the input: mark a message"},
-    {code(KEY_DOWN), kAnywhere, [](Client& c, Screen& s) { step(c, s, 1); }, "", "", ""},
-    {code(KEY_PPAGE), kAnywhere, [](Client& c, Screen& s) { step(c, s, -std::max(s.page / 2, 1)); },
-     "", "PgUp PgDn", "page through messages or chats"},
-    {code(KEY_NPAGE), kAnywhere, [](Client& c, Screen& s) { step(c, s, std::max(s.page / 2, 1)); },
-     "", "", ""},
-    {'\r', kAnywhere, accept, "", "Enter", "open the chat, send the text"},
-    {'\n', kAnywhere, accept, "", "", ""},
-    {code(KEY_ENTER), kAnywhere, accept, "", "", ""},
-    {27, kAnywhere, back, "", "Esc", "back; away with a notification"},
-    {control('N'), kAnywhere, [](Client& c, Screen& s) { neighbour(c, s, 1); }, "", "Ctrl-N Ctrl-P",
-     "next and previous chat"},
-    {control('P'), kAnywhere, [](Client& c, Screen& s) { neighbour(c, s, -1); }, "", "", ""},
-    {control('F'), kAnywhere, nullptr, "/find ", "Ctrl-F", "search in the chat"},
-    {control('K'), kAnywhere, nullptr, "/search ", "Ctrl-K", "search for chats"},
-    {code(KEY_F(2)), kAnywhere, [](Client&, Screen& s) { s.raw = !s.raw; }, "", "F2 or Ctrl-R",
-     "the raw lines of the protocol"},
-    {control('R'), kAnywhere, [](Client&, Screen& s) { s.raw = !s.raw; }, "", "", ""},
-    {code(KEY_F(3)), kAnywhere, open_notification, "", "F3", "open the chat of the notification"},
-    {code(KEY_F(5)), kAnywhere, nullptr, "/accept", "F5", "take a call"},
-    {code(KEY_F(6)), kAnywhere, nullptr, "/hangup", "F6", "end it"},
-    {code(KEY_F(1)), kAnywhere, show_help, "", "F1 or ?", "this"},
-    {'?', kChats | kMessages | kList, show_help, "", "", ""},
-    {control('L'), kAnywhere, [](Client&, Screen&) { clearok(curscr, TRUE); }, "", "Ctrl-L",
-     "draw again"},
-    {control('C'), kAnywhere, nullptr, "/quit", "Ctrl-C", "end"},
-    {code(KEY_MOUSE), kAnywhere, on_mouse, "", "Mouse", "open, mark, scroll"},
-
-    {'r', kMessages, nullptr, "/reply $ ", "r", "on a marked message: answer it"},
-    {'e', kMessages, edit_marked, "", "e", "edit it"},
-    {'s', kMessages, nullptr, "/get $", "s", "download its file"},
-    {'x', kMessages, nullptr, "/stop $", "x", "stop the download"},
-    {'+', kMessages, nullptr, "/react $ 👍", "+", "thumb up, or down again"},
-    {'*', kMessages, nullptr, "/react $ ", "*", "another reaction"},
-    {'d', kMessages, nullptr, "/delete $ ", "d", "delete it here"},
-    {'D', kMessages, nullptr, "/revoke $ ", "D", "delete it for all"},
-    {'f', kMessages, nullptr, "/forward $ ", "f", "forward it"},
-    {'p', kMessages, nullptr, "/pin $", "p", "pin it"},
-    {'a', kMessages, nullptr, "/again $", "a", "send it again"},
-    {'m', kChats, nullptr, "/raw mute_toggle $", "m", "on a marked chat: mute or unmute it"},
-    {'/', kChats, nullptr, "/search ", "/", "search for chats"},
-
-    {code(KEY_LEFT), kAnywhere, [](Client&, Screen& s) { s.cursor = beside(s, true); }, "", "", ""},
-    {code(KEY_RIGHT), kAnywhere, [](Client&, Screen& s) { s.cursor = beside(s, false); }, "", "",
-     ""},
-    {code(KEY_HOME), kAnywhere, [](Client&, Screen& s) { s.cursor = 0; }, "", "Home Ctrl-A",
-     "to the begin of the input; End, Ctrl-E to its end"},
-    {control('A'), kAnywhere, [](Client&, Screen& s) { s.cursor = 0; }, "", "", ""},
-    {code(KEY_END), kAnywhere, [](Client&, Screen& s) { s.cursor = s.input.size(); }, "", "", ""},
-    {control('E'), kAnywhere, [](Client&, Screen& s) { s.cursor = s.input.size(); }, "", "", ""},
-    {code(KEY_BACKSPACE), kAnywhere, [](Client&, Screen& s) { erase_input(s, beside(s, true)); },
-     "", "", ""},
-    {8, kAnywhere, [](Client&, Screen& s) { erase_input(s, beside(s, true)); }, "", "", ""},
-    {127, kAnywhere, [](Client&, Screen& s) { erase_input(s, beside(s, true)); }, "", "", ""},
-    {code(KEY_DC), kAnywhere, [](Client&, Screen& s) { erase_input(s, beside(s, false)); }, "", "",
-     ""},
-    {control('U'), kAnywhere, [](Client&, Screen& s) { erase_input(s, 0); }, "", "Ctrl-U Ctrl-W",
-     "erase the input, a word of it"},
-    {control('W'), kAnywhere, [](Client&, Screen& s) { erase_input(s, word_begin(s)); }, "", "",
-     ""},
+    {'\t', 0, "Tab", "from the input to the chat list and back", swap_focus},
+    {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", by<-1>},
+    {code(KEY_DOWN), 0, "Down", "likewise", by<1>},
+    {code(KEY_PPAGE), 0, "PgUp", "page through messages or chats", by_half_pages<-1>},
+    {code(KEY_NPAGE), 0, "PgDn", "likewise", by_half_pages<1>},
+    {'\r', code(KEY_ENTER), "Enter", "open the chat, send the text", accept},
+    {27, 0, "Esc", "back; away with a notification", back},
+    {control('N'), 0, "Ctrl-N", "next chat", to_neighbour<1>},
+    {control('P'), 0, "Ctrl-P", "previous chat", to_neighbour<-1>},
+    {control('F'), 0, "Ctrl-F", "search in the chat", nullptr, "/find "},
+    {control('K'), 0, "Ctrl-K", "search for chats", nullptr, "/search "},
+    {code(KEY_F(2)), control('R'), "F2 Ctrl-R", "the raw lines of the protocol", show_raw},
+    {code(KEY_F(3)), 0, "F3", "open the chat of the notification", open_notification},
+    {code(KEY_F(5)), 0, "F5", "take a call", nullptr, "/accept"},
+    {code(KEY_F(6)), 0, "F6", "end it", nullptr, "/hangup"},
+    {code(KEY_F(1)), 0, "F1 ?", "this", show_help},
+    {control('L'), 0, "Ctrl-L", "draw again", draw_again},
+    {control('C'), 0, "Ctrl-C", "end", nullptr, "/quit"},
+    {code(KEY_MOUSE), 0, "Mouse", "open, mark, scroll", on_mouse},
+    {code(KEY_LEFT), 0, "Left", "back in the input", go_left},
+    {code(KEY_RIGHT), 0, "Right", "on in the input", go_right},
+    {code(KEY_HOME), control('A'), "Home Ctrl-A", "to its begin", go_to_begin},
+    {code(KEY_END), control('E'), "End Ctrl-E", "to its end", go_to_end},
+    {code(KEY_BACKSPACE), 127, "Backspace", "erase what is before the cursor", erase_left},
+    {control('H'), 0, "Ctrl-H", "likewise", erase_left},
+    {code(KEY_DC), control('D'), "Del Ctrl-D", "erase what is behind it", erase_right},
+    {control('W'), 0, "Ctrl-W", "erase the word before it", erase_word},
+    {control('U'), 0, "Ctrl-U", "erase all before it", erase_line},
 };
+
+// Where no text is typed: "$" is the marked message's id, or the marked chat's.
+constexpr Key kMessageKeys[] = {
+    {'r', 0, "r", "on a marked message: answer it", nullptr, "/reply $ "},
+    {'e', 0, "e", "edit it", edit_marked},
+    {'s', 0, "s", "download its file", nullptr, "/get $"},
+    {'x', 0, "x", "stop the download", nullptr, "/stop $"},
+    {'+', 0, "+", "thumb up, or down again", nullptr, "/react $ 👍"},
+    {'*', 0, "*", "another reaction", nullptr, "/react $ "},
+    {'d', 0, "d", "delete it here", nullptr, "/delete $ "},
+    {'D', 0, "D", "delete it for all", nullptr, "/revoke $ "},
+    {'f', 0, "f", "forward it", nullptr, "/forward $ "},
+    {'p', 0, "p", "pin it", nullptr, "/pin $"},
+    {'a', 0, "a", "send it again", nullptr, "/again $"},
+};
+constexpr Key kChatKeys[] = {
+    {'m', 0, "m", "on a marked chat: mute or unmute it", nullptr, "/raw mute_toggle $"},
+    {'/', 0, "/", "search for chats", nullptr, "/search "},
+};
+
+template <typename Keys>
+void add_help(std::vector<List::Row>& rows, const Keys& keys) {
+  for (const Key& key : keys) rows.push_back({key.names, "", key.meaning});
+}
 
 void show_help(Client& c, Screen&) {
-  enter(c, "/help");
-  std::vector<List::Row> keys;
-  for (const Key& key : kKeys) {
-    if (*key.names) keys.push_back({key.names, "", key.meaning});
+  List help = {"Help", 0, {}, true};
+  add_help(help.rows, kKeys);
+  add_help(help.rows, kMessageKeys);
+  add_help(help.rows, kChatKeys);
+  help.rows.push_back({"What is entered is sent to the open chat, but for:", "", ""});
+  for (const List::Row& row : words_help("")) help.rows.push_back(row);
+  c.model.list = std::move(help);
+}
+
+// True when the key is one of these.
+template <typename Keys>
+bool press(Client& c, Screen& s, wint_t key, const Keys& keys, std::int64_t marked) {
+  for (const Key& k : keys) {
+    if (k.key != key && (k.also != key || key == 0)) continue;
+    std::string words = k.words;
+    const std::size_t at = words.find('$');
+    if (at != std::string::npos) words.replace(at, 1, std::to_string(marked));
+    if (k.act) k.act(c, s);
+    use(c, s, words);
+    return true;
   }
-  keys.push_back({"What is entered is sent to the open chat, but for:", "", ""});
-  c.model.list.rows.insert(c.model.list.rows.begin(), keys.begin(), keys.end());
+  return false;
 }
 
 }  // namespace
 
 void handle_key(Client& c, Screen& s, wint_t key, bool is_code) {
   if (is_code) key = code(static_cast<int>(key));
-  const std::int64_t marked = s.focus == kChats ? s.chat : s.message;
-  for (const Key& k : kKeys) {
-    if (k.key != key || (k.parts & s.focus) == 0) continue;
-    std::string words = k.words;
-    const std::size_t at = words.find('$');
-    if (at != std::string::npos && marked == 0) return;
-    if (at != std::string::npos) words.replace(at, 1, std::to_string(marked));
-    return k.act ? k.act(c, s) : use(c, s, words);
+  if (press(c, s, key, kKeys, 0)) return;
+  if (s.focus == kMessages && press(c, s, key, kMessageKeys, s.message)) return;
+  if (s.focus == kChats && press(c, s, key, kChatKeys, s.chat)) return;
+  if (key == '?' && (s.focus != kInput || s.input.empty()) && !is_secret(c)) {
+    show_help(c, s);
+  } else if (!is_code && s.focus == kInput && key >= 32) {
+    s.input.insert(s.cursor++, 1, static_cast<wchar_t>(key));
   }
-  if (is_code || s.focus != kInput || key < 32) return;
-  if (key == '?' && s.input.empty() && !is_secret(c)) return show_help(c, s);
-  s.input.insert(s.cursor++, 1, static_cast<wchar_t>(key));
 }

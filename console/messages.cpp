@@ -43,8 +43,9 @@ std::string body(const Model& m, const Event& message) {
       in_words(m, message,
                "{media_type?[{media_type:spaced}{media_name? {media_name}}"
                "{media_w? {media_w}×{media_h}}{media_size?, {media_size:size}}"
-               "{media_duration?, {media_duration:length}}] }");
-  return media + (substitute ? "" : text.empty() && media.empty() ? "[no text]" : text);
+               "{media_duration?, {media_duration:length}}]}");
+  if (media.empty()) return text.empty() ? "[no text]" : text;
+  return media + (substitute || text.empty() ? "" : " " + text);
 }
 
 struct Layout {

@@ -59,6 +59,14 @@ std::vector<Reaction> reactions(const Event& message) {
   return all;
 }
 
+void withdraw(Model& model, std::int64_t chat_id, std::int64_t message_id) {
+  const auto goes = [&](const Event& n) {
+    return n.num("chat_id") == chat_id && n.num("message_id") <= message_id;
+  };
+  auto& all = model.notifications;
+  all.erase(std::remove_if(all.begin(), all.end(), goes), all.end());
+}
+
 void show_chat(Model& model, std::int64_t chat_id) {
   model.open_chat = chat_id;
   model.messages.clear();

@@ -72,5 +72,7 @@ struct Reaction {
   bool chosen;
 };
 std::vector<Reaction> reactions(const Event& message);
+// Takes away a chat's notifications up to that message.
+void withdraw(Model& model, std::int64_t chat_id, std::int64_t message_id);
 // Forgets the messages that are shown and shows another chat's.
 void show_chat(Model& model, std::int64_t chat_id);

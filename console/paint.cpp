@@ -74,7 +74,10 @@ std::vector<Line> wrap(const Line& line, int width, int indent) {
       if ((room -= columns({&text[end], 1})) < 0) break;
     }
     std::size_t next = end;
-    if (end < text.size() && text[end] != L'\n' && blank != std::wstring::npos) next = end = blank;
+    const bool overfull = end < text.size() && text[end] != L'\n';
+    if (overfull && blank != std::wstring::npos && blank > begin + (end - begin) / 2) {
+      next = end = blank;
+    }
     if (next < text.size() && (text[next] == L'\n' || text[next] == L' ')) ++next;
     if (next == begin) next = ++end;  // not even one has room
     for (std::size_t i = begin; i < end && i < text.size(); ++i) {
