@@ -156,8 +156,9 @@ std::size_t beside(const Screen& s, bool left) {
 
 std::size_t word_begin(const Screen& s) {
   const std::size_t end = s.input.find_last_not_of(L' ', s.cursor - 1);
-  const std::size_t blank = s.cursor == 0 || end == s.input.npos ? end : s.input.rfind(L' ', end);
-  return s.cursor == 0 || blank == s.input.npos ? 0 : blank + 1;
+  const std::size_t blank =
+      s.cursor == 0 || end == std::wstring::npos ? end : s.input.rfind(L' ', end);
+  return s.cursor == 0 || blank == std::wstring::npos ? 0 : blank + 1;
 }
 
 // --- the mouse ---

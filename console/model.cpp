@@ -11,6 +11,7 @@ std::vector<std::int64_t> chat_order(const Model& model) {
   }
   std::sort(places.rbegin(), places.rend());
   std::vector<std::int64_t> ids;
+  ids.reserve(places.size());
   for (const auto& [order, id] : places) ids.push_back(id);
   return ids;
 }

@@ -139,14 +139,16 @@ constexpr Part kParts[] = {
 
 // The command of a word. Empty when something is missing, which is noted.
 std::string filled(Client& c, const Word& word, std::string_view text) {
-  const auto names = [&](const char* part) { return word.command.find(part) != word.command.npos; };
+  const auto names = [&](const char* part) {
+    return word.command.find(part) != std::string_view::npos;
+  };
   Arguments a;
   if (names("{1}") || names("{file}") || names("{path}")) a.one = take_word(text);
   if (names("{2}")) a.two = take_word(text);
   a.rest = text;
   std::string out;
   std::string_view left = word.command;
-  for (std::size_t open; (open = left.find('{')) != left.npos;) {
+  for (std::size_t open; (open = left.find('{')) != std::string_view::npos;) {
     out += left.substr(0, open);
     const std::size_t close = left.find('}');
     for (const Part& part : kParts) {
