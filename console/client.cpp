@@ -56,31 +56,17 @@ void on_command_end(Client& c, const Event& e) {
   if (c.resync == 0 && c.model.open_chat != 0) open_chat(c, c.model.open_chat);
 }
 
-void note_it(Client& c, const Event& e) { tell(c, describe(c.model, e), false); }
-
-struct Reaction {
-  std::string_view type;
-  void (*react)(Client&, const Event&);
-};
-constexpr Reaction kReactions[] = {
-    {"auth_state",
-     [](Client& c, const Event&) {
-       if (c.model.ready() && c.model.chats.empty()) say(c, "chats 50");
-     }},
-    {"backend_fatal", [](Client& c, const Event& e) { tell(c, describe(c.model, e), true); }},
-    {"chat_info", note_it},
-    {"command_end", on_command_end},
-    {"file", note_it},
-    {"history_end", [](Client& c, const Event&) { mark_read(c); }},
-    {"message_new", [](Client& c, const Event&) { mark_read(c); }},
-    {"need",
-     [](Client& c, const Event& e) {
-       if (e.str("what") == "params") say(c, "params");
-     }},
-    {"storage", note_it},
-    {"tg_resolve", [](Client& c, const Event& e) { open_chat(c, e.num("chat_id")); }},
-    {"user_info", note_it},
-};
+void react(Client& c, const Event& e) {
+  const std::string& type = e.str("type");
+  if (type == "command_end") on_command_end(c, e);
+  if (type == "history_end" || type == "message_new") mark_read(c);
+  if (type == "tg_resolve") open_chat(c, e.num("chat_id"));
+  if (type == "need" && e.str("what") == "params") say(c, "params");
+  if (type == "auth_state" && c.model.ready() && c.model.chats.empty()) say(c, "chats 50");
+  for (const char* told : {"backend_fatal", "chat_info", "file", "storage", "user_info"}) {
+    if (type == told) tell(c, describe(c.model, e), type == "backend_fatal");
+  }
+}
 
 void on_event_line(Client& c, std::string_view line) {
   keep_raw(c, "< ", line);
@@ -93,9 +79,7 @@ void on_event_line(Client& c, std::string_view line) {
   }
   apply(c.model, e);
   check_order(c, e);
-  for (const Reaction& reaction : kReactions) {
-    if (reaction.type == e.str("type")) reaction.react(c, e);
-  }
+  react(c, e);
   if (c.on_event) c.on_event(e);
 }
 
@@ -110,7 +94,7 @@ void on_end(Client& c) {
   c.model.notifications.clear();
   const Event& goodbye = c.model.of("goodbye");
   if (goodbye.says("reason")) {
-    note_it(c, goodbye);
+    tell(c, describe(c.model, goodbye), false);
   } else if (c.note.substr(0, 5) != "FATAL") {
     tell(c, "The backend has ended with status " + std::to_string(c.backend.status), true);
   }
@@ -190,28 +174,12 @@ void open_chat(Client& c, std::int64_t chat_id) {
   c.loading = chat_id == 0 ? 0 : say(c, "open " + std::to_string(chat_id));
 }
 
-namespace {
-
-void load_more(Client& c, const char* command, std::int64_t message_id) {
-  if (c.loading != 0) return;
-  c.loading =
-      say(c, command + std::to_string(c.model.open_chat) + " " + std::to_string(message_id));
-}
-
-}  // namespace
-
-void load_older(Client& c) {
+void load_more(Client& c, bool older) {
   const Model& m = c.model;
-  if (m.more_older && !m.messages.empty()) {
-    load_more(c, "history_more ", m.messages.begin()->first);
-  }
-}
-
-void load_newer(Client& c) {
-  const Model& m = c.model;
-  if (!m.at_newest && !m.messages.empty()) {
-    load_more(c, "history_newer ", m.messages.rbegin()->first);
-  }
+  if (c.loading != 0 || m.messages.empty() || (older ? !m.more_older : m.at_newest)) return;
+  const auto& [id, message] = older ? *m.messages.begin() : *m.messages.rbegin();
+  c.loading = say(c, (older ? "history_more " : "history_newer ") + std::to_string(m.open_chat) +
+                         " " + std::to_string(id));
 }
 
 bool is_secret(const Client& c) {

@@ -55,7 +55,7 @@ void run_word(Client& client, std::string_view line);
 // Help on the words that begin with this.
 std::vector<List::Row> words_help(std::string_view begin);
 void open_chat(Client& client, std::int64_t chat_id);
-void load_older(Client& client);
-void load_newer(Client& client);
+// Older or newer messages than those that are shown, when there are any.
+void load_more(Client& client, bool older);
 // True when what is entered now must not be seen.
 bool is_secret(const Client& client);

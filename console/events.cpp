@@ -158,7 +158,7 @@ constexpr std::string_view kMessageWords =
     "{chat_id:title} {id} {chat_id:sender}: {text}{media_type? [{media_type}]}";
 
 constexpr EventType kEvents[] = {
-    {"auth_error", keep_last, "", "login: {what} was refused: {message} ({code})"},
+    {"auth_error", keep_last, "", "The {what} was refused: {message} ({code})"},
     {"auth_state", on_auth_state},
     {"call_discard_gone", on_call_gone},
     {"call_update", keep_last, "",
@@ -217,7 +217,7 @@ constexpr EventType kEvents[] = {
     {"pinned_none", drop<&Model::pins>, "chat_id"},
     {"proxy_item", add_to_list, "/raw proxy_enable {proxy_id}",
      "{server}:{port}  {kind}{enabled?  in use}"},
-    {"qr_link", keep_last},
+    {"qr_link", keep_last, "", "Open this link on a device that is logged in: {link}"},
     {"resync_begin", on_resync_begin},
     {"search_chat", add_to_list, "/open {id}", "{title}  [{chat_type:spaced}] {id}"},
     {"shared_item", add_to_list, "/jump {id}",

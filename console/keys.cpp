@@ -9,7 +9,7 @@ namespace {
 void set_input(Screen& s, const std::string& text) {
   s.input = widen(text);
   s.cursor = s.input.size();
-  s.focus = kInput;
+  s.focus = Focus::kInput;
 }
 
 // Enters the words; those that end in a blank are to be gone on with.
@@ -19,85 +19,61 @@ void use(Client& c, Screen& s, const std::string& words) {
   enter(c, words);
 }
 
-void mark_chat(Client& c, Screen& s, std::ptrdiff_t step) {
-  const std::vector<std::int64_t> ids = chat_order(c.model);
-  if (ids.empty()) return;
-  const auto it = std::find(ids.begin(), ids.end(), s.chat);
-  const std::ptrdiff_t at = it == ids.end() ? -std::max<std::ptrdiff_t>(step, 0) : it - ids.begin();
-  const auto last = static_cast<std::ptrdiff_t>(ids.size()) - 1;
-  if (at + step > last && c.model.of("chats_end").on("has_more")) enter(c, "/more");
-  s.chat = ids[static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(at + step, 0, last))];
-}
-
 void open_marked(Client& c, Screen& s, std::int64_t chat_id) {
   if (chat_id == 0) return;
-  s.chat = chat_id;
-  s.message = 0;
-  s.focus = kInput;
+  s.chats.marked = chat_id;
+  s.messages.marked = 0;
+  s.focus = Focus::kInput;
   withdraw(c.model, chat_id, INT64_MAX);
   open_chat(c, chat_id);
 }
 
-void older(Client& c, Screen& s) {
-  const Rows& messages = c.model.messages;
-  if (messages.empty()) return;
-  s.focus = kMessages;
-  const auto it = messages.lower_bound(s.message == 0 ? INT64_MAX : s.message);
-  if (s.hidden_above > 0) {
-    const int step = std::min(s.hidden_above, s.page / 2 + 1);
-    s.hidden_above -= step;
-    s.scroll -= step;
-  } else if (it == messages.begin()) {
-    load_older(c);
-  } else {
-    s.message = std::prev(it)->first;
-    s.hidden_below = 0;
+void step_chats(Client& c, Screen& s, int by) {
+  if (!move_mark(s.chats, by) && by > 0 && c.model.of("chats_end").on("has_more")) {
+    enter(c, "/more");
   }
 }
 
-void newer(Client& c, Screen& s) {
-  const Rows& messages = c.model.messages;
-  const auto it = messages.upper_bound(s.message);
-  if (s.hidden_below > 0) {
-    const int step = std::min(s.hidden_below, s.page / 2 + 1);
-    s.hidden_below -= step;
-    s.scroll += step;
-  } else if (it != messages.end()) {
-    s.message = it->first;
-    s.hidden_above = 0;
-  } else if (!c.model.at_newest) {
-    load_newer(c);
-  } else {
-    s.message = 0;
-    s.focus = kInput;
-  }
+void step_messages(Client& c, Screen& s, int by) {
+  if (c.model.messages.empty() || (s.focus == Focus::kInput && by > 0)) return;
+  s.focus = Focus::kMessages;
+  if (move_mark(s.messages, by)) return;
+  if (by < 0 || !c.model.at_newest) return load_more(c, by < 0);
+  s.messages.marked = 0;
+  s.focus = Focus::kInput;
 }
 
 void step(Client& c, Screen& s, int steps) {
-  if (s.focus == kList) s.row += steps;
-  if (s.focus == kChats) mark_chat(c, s, steps);
-  if ((s.focus & (kInput | kMessages)) == 0) return;
-  for (; steps < 0; ++steps) older(c, s);
-  for (; steps > 0 && s.focus == kMessages; --steps) newer(c, s);
+  const int by = steps < 0 ? -1 : 1;
+  for (; steps != 0; steps -= by) {
+    if (s.focus == Focus::kList) {
+      move_mark(s.list, by);
+    } else if (s.focus == Focus::kChats) {
+      step_chats(c, s, by);
+    } else {
+      step_messages(c, s, by);
+    }
+  }
 }
 
 void choose(Client& c, Screen& s) {
   const auto& rows = c.model.list.rows;
-  s.focus = kInput;
-  if (s.row < 0 || s.row >= static_cast<std::int64_t>(rows.size())) return;
-  const std::string words = rows[static_cast<std::size_t>(s.row)].words;
+  s.focus = Focus::kInput;
+  const auto at = static_cast<std::size_t>(s.list.marked) - 1;
+  if (at >= rows.size()) return;
+  const std::string words = rows[at].words;
   if (words.substr(0, 6) == "/jump ") {
-    s.message = std::strtoll(words.c_str() + 6, nullptr, 10);
-    s.focus = kMessages;
+    s.messages.marked = std::strtoll(words.c_str() + 6, nullptr, 10);
+    s.focus = Focus::kMessages;
   }
   use(c, s, words);
 }
 
 void accept(Client& c, Screen& s) {
-  if (s.focus == kList) return choose(c, s);
-  if (s.focus == kChats) return open_marked(c, s, s.chat);
-  s.message = 0;
-  if (s.focus == kInput) {
+  if (s.focus == Focus::kList) return choose(c, s);
+  if (s.focus == Focus::kChats) return open_marked(c, s, s.chats.marked);
+  s.messages.marked = 0;
+  if (s.focus == Focus::kInput) {
     const std::string line = narrow(s.input);
     set_input(s, "");
     if (c.ended) {
@@ -106,13 +82,13 @@ void accept(Client& c, Screen& s) {
       enter(c, line);
     }
   }
-  s.focus = kInput;
+  s.focus = Focus::kInput;
 }
 
 void back(Client& c, Screen& s) {
-  if (s.focus != kInput) {
-    s.message = 0;
-    s.focus = kInput;
+  if (s.focus != Focus::kInput) {
+    s.messages.marked = 0;
+    s.focus = Focus::kInput;
   } else if (!s.input.empty()) {
     set_input(s, "");
   } else {
@@ -125,8 +101,8 @@ void back(Client& c, Screen& s) {
 }
 
 void edit_marked(Client& c, Screen& s) {
-  const std::string id = std::to_string(s.message);
-  set_input(s, "/edit " + id + " " + c.model.message(s.message).str("text"));
+  const std::string id = std::to_string(s.messages.marked);
+  set_input(s, "/edit " + id + " " + c.model.message(s.messages.marked).str("text"));
 }
 
 void open_notification(Client& c, Screen& s) {
@@ -163,39 +139,30 @@ std::size_t word_begin(const Screen& s) {
 
 // --- the mouse ---
 
-const Screen::Place* place_at(const Screen& s, const MEVENT& at) {
-  const auto holds = [&](const Screen::Place& place) { return place.box.holds(at.y, at.x); };
-  const auto it = std::find_if(s.places.rbegin(), s.places.rend(), holds);
-  return it == s.places.rend() ? nullptr : &*it;
-}
-
 void wheel(Client& c, Screen& s, const MEVENT& at, int steps) {
-  const Screen::Place* place = place_at(s, at);
-  if (place && place->part == kRaw) {
+  if (s.raw_box.holds(at.y, at.x)) {
     s.raw_back = std::max(0, s.raw_back - steps);
-  } else if (place && place->part == kChats) {
-    mark_chat(c, s, steps);
+  } else if (s.chats.box.holds(at.y, at.x)) {
+    for (int i = 0; i < 3; ++i) step_chats(c, s, steps / 3);
   } else {
-    if (s.focus == kChats) s.focus = kInput;
+    if (s.focus == Focus::kChats) s.focus = Focus::kInput;
     step(c, s, steps);
   }
 }
 
 void click(Client& c, Screen& s, const MEVENT& at) {
-  const Screen::Place* place = place_at(s, at);
-  const std::int64_t id = place ? place->id : 0;
-  const Part part = place ? place->part : kInput;
-  if (s.focus == kList) {
-    if (part != kList) return;
-    s.row = id;
-    choose(c, s);
-  } else if (part == kChats || part == kNotice) {
-    open_marked(c, s, id);
-  } else if (part == kMessages) {
-    s.message = id;
-    s.focus = id == 0 ? kInput : kMessages;
-  } else if (part == kInput) {
-    s.focus = kInput;
+  if (s.list.box.holds(at.y, at.x)) {
+    s.list.marked = s.list.id_at(at.y);
+    if (s.list.marked != 0) choose(c, s);
+  } else if (s.notice_box.holds(at.y, at.x)) {
+    open_notification(c, s);
+  } else if (s.chats.box.holds(at.y, at.x)) {
+    open_marked(c, s, s.chats.id_at(at.y));
+  } else if (s.messages.box.holds(at.y, at.x)) {
+    s.messages.marked = s.messages.id_at(at.y);
+    s.focus = s.messages.marked == 0 ? Focus::kInput : Focus::kMessages;
+  } else if (s.focus != Focus::kList && !s.raw_box.holds(at.y, at.x)) {
+    s.focus = Focus::kInput;
   }
 }
 
@@ -219,14 +186,19 @@ void by(Client& c, Screen& s) {
 }
 template <int kHalves>
 void by_half_pages(Client& c, Screen& s) {
-  step(c, s, kHalves * std::max(s.page / 2, 1));
+  const View& view = s.focus == Focus::kList    ? s.list
+                     : s.focus == Focus::kChats ? s.chats
+                                                : s.messages;
+  step(c, s, kHalves * std::max(view.box.h / 2, 1));
 }
 template <int kSteps>
 void to_neighbour(Client& c, Screen& s) {
-  mark_chat(c, s, kSteps);
-  open_marked(c, s, s.chat);
+  step_chats(c, s, kSteps);
+  open_marked(c, s, s.chats.marked);
 }
-void swap_focus(Client&, Screen& s) { s.focus = s.focus == kChats ? kInput : kChats; }
+void swap_focus(Client&, Screen& s) {
+  s.focus = s.focus == Focus::kChats ? Focus::kInput : Focus::kChats;
+}
 void show_raw(Client&, Screen& s) { s.raw = !s.raw; }
 void draw_again(Client&, Screen&) { clearok(curscr, TRUE); }
 void go_left(Client&, Screen& s) { s.cursor = beside(s, true); }
@@ -330,11 +302,11 @@ bool press(Client& c, Screen& s, wint_t key, const Keys& keys, std::int64_t mark
 void handle_key(Client& c, Screen& s, wint_t key, bool is_code) {
   if (is_code) key = code(static_cast<int>(key));
   if (press(c, s, key, kKeys, 0)) return;
-  if (s.focus == kMessages && press(c, s, key, kMessageKeys, s.message)) return;
-  if (s.focus == kChats && press(c, s, key, kChatKeys, s.chat)) return;
-  if (key == '?' && (s.focus != kInput || s.input.empty()) && !is_secret(c)) {
+  if (s.focus == Focus::kMessages && press(c, s, key, kMessageKeys, s.messages.marked)) return;
+  if (s.focus == Focus::kChats && press(c, s, key, kChatKeys, s.chats.marked)) return;
+  if (key == '?' && (s.focus != Focus::kInput || s.input.empty()) && !is_secret(c)) {
     show_help(c, s);
-  } else if (!is_code && s.focus == kInput && key >= 32) {
+  } else if (!is_code && s.focus == Focus::kInput && key >= 32) {
     s.input.insert(s.cursor++, 1, static_cast<wchar_t>(key));
   }
 }

@@ -47,11 +47,11 @@ void put(const Box& box, const Line& line, attr_t over) {
   attrset(A_NORMAL);
 }
 
-void put_ends(const Box& box, Span left, const Span& right, attr_t over) {
-  const int room = std::max(box.w - columns(right.text), 0);
+Line ends(Span left, Span right, int width) {
+  const int room = std::max(width - columns(right.text), 0);
   left.text = clip(left.text, room - 1);
-  put({box.y, box.x, box.h, room}, {left}, over);
-  put({box.y, box.x + room, box.h, box.w - room}, {right}, over);
+  left.text.append(static_cast<std::size_t>(std::max(room - columns(left.text), 0)), L' ');
+  return {std::move(left), std::move(right)};
 }
 
 std::vector<Line> wrap(const Line& line, int width, int indent) {
@@ -87,4 +87,57 @@ std::vector<Line> wrap(const Line& line, int width, int indent) {
     begin = next;
   }
   return lines;
+}
+
+std::int64_t View::id_at(int y) const {
+  const int at = first + y - box.y;
+  const bool there = at >= 0 && at < static_cast<int>(rows.size());
+  return there ? rows[static_cast<std::size_t>(at)].id : 0;
+}
+
+void draw_view(View& v, const Box& box, std::vector<View::Row> rows, bool from_end, bool lit) {
+  v.box = box;
+  v.rows = std::move(rows);
+  const int total = static_cast<int>(v.rows.size());
+  const int last = std::max(total - box.h, 0);
+  const auto is_marked = [&](const View::Row& row) { return row.id == v.marked; };
+  const auto begin = std::find_if(v.rows.begin(), v.rows.end(), is_marked);
+  if (v.marked == 0 || begin == v.rows.end()) {
+    v.first = from_end ? last : v.first;
+    v.drawn = 0;
+  } else {
+    const int before = v.begin;
+    v.begin = static_cast<int>(begin - v.rows.begin());
+    v.end = static_cast<int>(std::find_if_not(begin, v.rows.end(), is_marked) - v.rows.begin());
+    v.first += v.scroll + (v.marked == v.drawn ? v.begin - before : 0);
+    const int at_end = v.end - box.h;
+    v.first = std::clamp(v.first, std::min(v.begin, at_end), std::max(v.begin, at_end));
+    v.drawn = v.marked;
+  }
+  v.scroll = 0;
+  v.first = std::clamp(v.first, 0, last);
+  for (int y = 0; y < box.h && v.first + y < total; ++y) {
+    const View::Row& row = v.rows[static_cast<std::size_t>(v.first + y)];
+    const bool reversed = lit && v.marked != 0 && row.id == v.marked;
+    put({box.y + y, box.x, 1, box.w}, row.line, reversed ? A_REVERSE : A_NORMAL);
+  }
+}
+
+bool move_mark(View& v, int by) {
+  const int top = v.first + v.scroll;
+  const int hidden = by < 0 ? top - v.begin : v.end - top - v.box.h;
+  if (v.marked != 0 && v.marked == v.drawn && hidden > 0) {
+    v.scroll += by * std::min(hidden, v.box.h / 2 + 1);
+    return true;
+  }
+  const auto total = static_cast<std::ptrdiff_t>(v.rows.size());
+  const auto is_marked = [&](const View::Row& row) { return v.marked != 0 && row.id == v.marked; };
+  const auto found = std::find_if(v.rows.begin(), v.rows.end(), is_marked) - v.rows.begin();
+  for (auto at = found < total ? found : by < 0 ? total : -1; (at += by) >= 0 && at < total;) {
+    const std::int64_t id = v.rows[static_cast<std::size_t>(at)].id;
+    if (id == 0 || id == v.marked) continue;
+    v.marked = id;
+    return true;
+  }
+  return false;
 }

@@ -1,4 +1,4 @@
-// Spans of coloured text on the terminal, and the colours that the screen uses.
+// Coloured text on the terminal: lines of it, and views of rows of which one can be marked.
 #pragma once
 
 #include <ncurses.h>
@@ -41,7 +41,32 @@ void start_curses();
 // them.
 void put(const Box& box, const Line& line, attr_t over = A_NORMAL);
 // Text at the left, as much of it as the text at the right leaves room for.
-void put_ends(const Box& box, Span left, const Span& right, attr_t over);
+Line ends(Span left, Span right, int width);
 // Lines of at most so many columns, broken at blanks where there are any; all but the first are
 // indented.
 std::vector<Line> wrap(const Line& line, int width, int indent = 0);
+
+// The chats, the messages, or a list to choose from.
+struct View {
+  struct Row {
+    std::int64_t id;  // several lines of one id are one row; 0: the line belongs to none
+    Line line;
+  };
+  std::int64_t marked = 0;  // 0: none
+
+  // As it was drawn last.
+  Box box;
+  std::vector<Row> rows;
+  int first = 0;           // the line at the top
+  int begin = 0, end = 0;  // lines of the marked row
+  std::int64_t drawn = 0;  // which it was
+  int scroll = 0;          // lines to go down by in the next picture
+
+  std::int64_t id_at(int y) const;
+};
+// The mark stays where it was, and is seen; of a row that is taller than the box a part is. Without
+// a mark the view stands at its end when `from_end`. `lit`: the mark is shown as such.
+void draw_view(View& view, const Box& box, std::vector<View::Row> rows, bool from_end, bool lit);
+// Marks the row above (-1) or below (1), or shows more of one that is taller than the box. False
+// when there is none.
+bool move_mark(View& view, int by);

@@ -11,94 +11,71 @@ namespace {
 
 // --- the list of chats, and lists to choose from ---
 
-void draw_chat(const Client& c, const Screen& s, std::int64_t id, Box box) {
+void add_chat(std::vector<View::Row>& rows, const Client& c, std::int64_t id, int width) {
   const Model& m = c.model;
   const Event& chat = m.chat(id);
-  const attr_t over = id == s.chat && s.focus == kChats ? A_REVERSE : A_NORMAL;
   const bool online = Model::find(m.users, other_side(m, id)).str("status_type") == "online";
   const bool loud = chat.says("unread_count") && !chat.on("muted");
-  const std::wstring mark = id == m.open_chat ? L"▌" : L" ";
-  const std::string state =
-      in_words(m, chat,
-               "{pinned?▴}{muted? ⊘}{unread_mention_count? @}{marked_as_unread? •}"
-               "{unread_count? {unread_count}}");
-  const Box line = box.top();
-  put({line.y, line.x, 1, 1}, {{online ? L"●" : L" ", colour(kGood)}}, over);
-  put_ends({line.y, line.x + 1, 1, line.w - 1},
-           {mark + widen(chat_title(m, id)), loud ? A_BOLD : A_NORMAL},
-           {widen(state), loud ? colour(kWarn) | A_BOLD : colour(kDim)}, over);
-  if (box.h < 1) return;
-  Span below = {L"  " + widen(in_words(m, chat, "{last_outgoing?You: }{last_text}")), colour(kDim)};
-  if (chat.says("draft")) below = {L"  Draft: " + widen(chat.str("draft")), colour(kBad)};
-  if (m.actions.count(id) != 0) below = {L"  " + widen(presence(m, id)), colour(kGood)};
-  put(box, {below}, over);
+  const std::wstring title = (id == m.open_chat ? L"▌" : L" ") + widen(chat_title(m, id));
+  const std::string state = in_words(m, chat,
+                                     "{pinned?▴}{muted? ⊘}{unread_mention_count? @}"
+                                     "{marked_as_unread? •}{unread_count? {unread_count}}");
+  Line line = ends({title, loud ? A_BOLD : A_NORMAL},
+                   {widen(state), loud ? colour(kWarn) | A_BOLD : colour(kDim)}, width - 1);
+  line.insert(line.begin(), {online ? L"●" : L" ", colour(kGood)});
+  rows.push_back({id, std::move(line)});
 }
 
-// The first of `total` rows that is seen when `shown` are, and this one shall be.
-std::size_t first_row(std::size_t marked, std::size_t total, std::size_t shown) {
-  return marked < total && marked >= shown ? marked - shown + 1 : 0;
+// What was written last, is being written, or is written there at the moment.
+Line below_chat(const Model& m, std::int64_t id) {
+  const Event& chat = m.chat(id);
+  if (m.actions.count(id) != 0) return {{L"  " + widen(presence(m, id)), colour(kGood)}};
+  if (chat.says("draft")) return {{widen(in_words(m, chat, "  Draft: {draft}")), colour(kBad)}};
+  return {{widen(in_words(m, chat, "  {last_outgoing?You: }{last_text}")), colour(kDim)}};
 }
 
 void draw_chats(const Client& c, Screen& s, Box box) {
-  const int height = box.h >= 16 ? 2 : 1;
-  const std::vector<std::int64_t> ids = chat_order(c.model);
-  const auto at = static_cast<std::size_t>(std::find(ids.begin(), ids.end(), s.chat) - ids.begin());
-  const auto shown = static_cast<std::size_t>(box.h / height);
-  const std::size_t first = first_row(at, ids.size(), shown);
   attrset(colour(kDim));
-  mvvline(box.y, box.x + box.w - 1, ACS_VLINE, box.h);
-  s.places.push_back({box, kChats, 0});
-  if (ids.empty()) put({box.y, box.x, 1, box.w - 1}, {{L" No chats yet", colour(kDim)}});
-  for (std::size_t i = first; i < ids.size() && i - first < shown; ++i) {
-    const Box row = {box.y + static_cast<int>(i - first) * height, box.x, height, box.w - 1};
-    s.places.push_back({row, kChats, ids[i]});
-    draw_chat(c, s, ids[i], row);
+  mvvline(box.y, box.x + --box.w, ACS_VLINE, box.h);
+  std::vector<View::Row> rows;
+  for (const std::int64_t id : chat_order(c.model)) {
+    add_chat(rows, c, id, box.w);
+    if (box.h >= 16) rows.push_back({id, below_chat(c.model, id)});
   }
+  if (rows.empty()) rows.push_back({0, {{L" No chats yet", colour(kDim)}}});
+  draw_view(s.chats, box, std::move(rows), false, s.focus == Focus::kChats);
 }
 
 void draw_list(const Client& c, Screen& s, Box box) {
   const List& list = c.model.list;
   const std::wstring count = L": " + std::to_wstring(list.rows.size());
-  put_ends(box.top(),
-           {L" " + widen(list.title) + count + (list.command ? L"…" : L" found"), A_BOLD},
-           {L"Enter, Esc ", A_NORMAL}, colour(kBar));
-  const auto total = static_cast<std::int64_t>(list.rows.size());
-  s.row = std::clamp<std::int64_t>(s.row, 0, std::max<std::int64_t>(total - 1, 0));
-  s.page = box.h;
-  const auto shown = static_cast<std::size_t>(std::max(box.h, 1));
-  for (std::size_t i = first_row(static_cast<std::size_t>(s.row), list.rows.size(), shown);
-       i < list.rows.size() && box.h > 0; ++i) {
-    const Box line = box.top();
-    const auto row = static_cast<std::int64_t>(i);
-    const List::Row& r = list.rows[i];
-    const attr_t over = row == s.row ? A_REVERSE : A_NORMAL;
-    s.places.push_back({line, kList, row});
-    std::wstring text = L" " + widen(r.text);
-    if (!r.meaning.empty()) text.resize(std::max<std::size_t>(text.size() + 1, 34), L' ');
-    put(line, {{text, r.meaning.empty() ? A_NORMAL : colour(kKeyword)}, {widen(r.meaning)}}, over);
+  const std::wstring title = L" " + widen(list.title) + count + (list.command ? L"…" : L" found");
+  put(box.top(), ends({title, A_BOLD}, {L"Enter, Esc "}, box.w), colour(kBar));
+  std::vector<View::Row> rows;
+  for (const List::Row& row : list.rows) {
+    std::wstring text = L" " + widen(row.text);
+    if (!row.meaning.empty()) text.resize(std::max<std::size_t>(text.size() + 1, 34), L' ');
+    const attr_t attr = row.meaning.empty() ? A_NORMAL : colour(kKeyword);
+    rows.push_back(
+        {static_cast<std::int64_t>(rows.size()) + 1, {{text, attr}, {widen(row.meaning)}}});
   }
+  if (s.list.marked == 0) s.list.marked = 1;
+  draw_view(s.list, box, std::move(rows), false, true);
 }
 
 // --- the login ---
 
-struct StateText {
-  std::string_view state;
-  const wchar_t* text;
+struct Need {
+  std::string_view what, text;
 };
-constexpr StateText kStateTexts[] = {
-    {"", L"The backend starts."},
-    {"WaitTdlibParameters", L"The library starts."},
-    {"WaitPhoneNumber", L"Enter your telephone number, or /qr to use another device."},
-    {"WaitCode", L"Enter the code that was sent to you."},
-    {"WaitPassword", L"Enter the password of the account."},
-    {"WaitEmailAddress", L"Enter your e-mail address."},
-    {"WaitEmailCode", L"Enter the code from the e-mail."},
-    {"WaitRegistration", L"This number is new here: enter your first and last name."},
-    {"WaitOtherDeviceConfirmation", L"Open this link on a device that is logged in:"},
-    {"WaitPremiumPurchase", L"The service wants a payment that cannot be made here."},
-    {"LoggingOut", L"Logging out."},
-    {"Closing", L"Closing."},
-    {"Closed", L"Closed."},
+constexpr Need kNeeds[] = {
+    {"phone", "Enter your telephone number, or /qr to use another device."},
+    {"code", "Enter the code that was sent to you."},
+    {"password", "Enter the password of the account."},
+    {"email", "Enter your e-mail address."},
+    {"email_code", "Enter the code from the e-mail."},
+    {"name", "This number is new here: enter your first and last name."},
+    {"purchase", "The service wants a payment that cannot be made here."},
 };
 
 void draw_text(const Line& paragraphs, Box box) {
@@ -106,6 +83,7 @@ void draw_text(const Line& paragraphs, Box box) {
     box.top();
   const bool spacious = box.h > 10;
   for (const Span& paragraph : paragraphs) {
+    if (paragraph.text.empty()) continue;
     for (const Line& line : wrap({paragraph}, std::max(box.w - 4, 1))) {
       const Box place = box.top();
       put({place.y, place.x + 2, place.h, place.w - 3}, line);
@@ -117,22 +95,20 @@ void draw_text(const Line& paragraphs, Box box) {
 void draw_login(const Client& c, const Box& box) {
   const Model& m = c.model;
   Line texts = {{L"td_console", A_BOLD}};
-  for (const StateText& text : kStateTexts) {
-    if (text.state == m.of("auth_state").str("state")) texts.push_back({text.text});
-  }
-  const auto tell_last = [&](const char* type, const char* words, attr_t attr) {
-    const std::string text = in_words(m, m.of(type), words);
-    if (!text.empty()) texts.push_back({widen(text), attr});
-  };
-  tell_last("qr_link", "{link}", colour(kKeyword));
-  for (const char* facts : {"code_info", "password_info"}) {
-    if (m.last.count(facts) != 0) {
-      texts.push_back({widen(describe(m, m.of(facts))), colour(kDim)});
-    }
-  }
-  tell_last("auth_error", "{message}", colour(kBad) | A_BOLD);
   if (c.ended) {
-    texts = {{L"The backend has ended.", A_BOLD}, {L"Enter starts it again, Ctrl-C leaves."}};
+    texts.push_back({L"The backend has ended."});
+    texts.push_back({L"Enter starts it again, Ctrl-C leaves."});
+    return draw_text(texts, box);
+  }
+  std::string wanted = in_words(m, m.of("auth_state"), "{state:spaced}");
+  for (const Need& need : kNeeds) {
+    if (need.what == m.of("need").str("what")) wanted = need.text;
+  }
+  texts.push_back({widen(wanted)});
+  for (const char* told : {"qr_link", "code_info", "password_info", "auth_error"}) {
+    const attr_t attr =
+        told == std::string_view("auth_error") ? colour(kBad) | A_BOLD : colour(kDim);
+    texts.push_back({widen(describe(m, m.of(told))), attr});
   }
   draw_text(texts, box);
 }
@@ -162,11 +138,11 @@ Line coloured(const std::string& raw) {
 }
 
 void draw_raw(const Client& c, Screen& s, Box box) {
-  s.places.push_back({box, kRaw, 0});
-  put_ends(box.top(), {L" Raw lines: > commands, < events, | output", A_BOLD},
-           {std::to_wstring(c.open_commands.size()) + L" open commands, event " +
-            std::to_wstring(c.last_seq) + L" "},
-           colour(kBar));
+  s.raw_box = box;
+  const std::wstring right = std::to_wstring(c.open_commands.size()) + L" open commands, event " +
+                             std::to_wstring(c.last_seq) + L" ";
+  put(box.top(), ends({L" Raw lines: > commands, < events, | output", A_BOLD}, {right}, box.w),
+      colour(kBar));
   int skip = s.raw_back;
   for (auto raw = c.raw.rbegin(); raw != c.raw.rend() && box.h > 0; ++raw) {
     const std::vector<Line> lines = wrap(coloured(*raw), std::max(box.w, 4), 2);
@@ -188,7 +164,7 @@ void draw_top(const Client& c, Box box) {
   if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";
   right += connection.str("state") == "ready" ? " ● " : " ○ ";
-  put_ends(box, {widen(left), A_BOLD}, {widen(right), A_BOLD}, colour(kBar));
+  put(box, ends({widen(left), A_BOLD}, {widen(right), A_BOLD}, box.w), colour(kBar));
 }
 
 void draw_call(const Client& c, Box box) {
@@ -206,19 +182,21 @@ void draw_call(const Client& c, Box box) {
 void draw_notification(const Client& c, Screen& s, Box box) {
   const auto& all = c.model.notifications;
   const std::string more = all.size() > 1 ? "+" + std::to_string(all.size() - 1) + "  " : "";
-  s.places.push_back({box, kNotice, all.back().num("chat_id")});
-  put_ends(box, {L" " + widen(describe(c.model, all.back())), A_BOLD}, {widen(more) + L"F3 opens "},
-           colour(kWarn) | A_REVERSE);
+  s.notice_box = box;
+  put(box,
+      ends({L" " + widen(describe(c.model, all.back())), A_BOLD}, {widen(more) + L"F3 opens "},
+           box.w),
+      colour(kWarn) | A_REVERSE);
 }
 
 void draw_status(const Client& c, const Screen& s, Box box) {
   if (!c.note.empty()) {
     return put(box, {{L" " + widen(c.note), colour(c.note_is_error ? kBad : kGood)}});
   }
-  std::string hint = s.focus == kMessages
+  std::string hint = s.focus == Focus::kMessages
                          ? " r answer  e edit  s download  + react  d delete  ? help"
-                     : s.focus == kChats ? " Enter opens  m mutes  / searches  ? help"
-                                         : " ? help  Tab chats  F2 raw lines";
+                     : s.focus == Focus::kChats ? " Enter opens  m mutes  / searches  ? help"
+                                                : " ? help  Tab chats  F2 raw lines";
   if (s.input.substr(0, 1) == L"/") {
     const std::string typed = narrow(s.input);
     const std::string word = typed.substr(1, typed.find(' ') - 1);
@@ -238,7 +216,7 @@ void draw_input(const Client& c, const Screen& s, Box box) {
   while (begin < s.cursor && before() > room) ++begin;
   put(box, {{prompt, colour(kKeyword) | A_BOLD}, {text.substr(begin)}});
   move(box.y, std::min(columns(prompt) + before(), box.w - 1));
-  curs_set(s.focus == kInput ? 1 : 0);
+  curs_set(s.focus == Focus::kInput ? 1 : 0);
 }
 
 std::int64_t now_ms() {
@@ -262,7 +240,7 @@ void draw(const Client& c, Screen& s) {
   Box box = {0, 0, getmaxy(stdscr), getmaxx(stdscr)};
   const int height = box.h;
   erase();
-  s.places.clear();
+  s.chats.box = s.messages.box = s.list.box = s.raw_box = s.notice_box = {};
   if (s.raw && height >= 6) {
     box.h -= height / 3;
     draw_raw(c, s, {box.h, 0, height / 3, box.w});
@@ -272,25 +250,21 @@ void draw(const Client& c, Screen& s) {
   if (height >= 5) draw_top(c, box.top());
   if (m.of("call_update").says("state")) draw_call(c, box.top());
   if (!m.notifications.empty() && box.h > 2) draw_notification(c, s, box.top());
-  const bool narrow_one = box.w < 60;  // there is room for one of the list and the messages
-  if (s.focus == kList) {
-    draw_list(c, s, box);
-  } else if (!m.ready() || c.ended) {
-    draw_login(c, box);
-  } else if (narrow_one && s.focus == kChats) {
-    draw_chats(c, s, box);
+  const bool covered = s.focus == Focus::kList || !m.ready() || c.ended;
+  const bool one = box.w < 60;  // there is room for one of the chats and the messages
+  const int width = one ? box.w : std::clamp(box.w / 3, 24, 40);
+  // The chats are laid out for the keys that go from one to the next even where they are not seen.
+  const bool shown = !covered && (!one || s.focus == Focus::kChats);
+  draw_chats(c, s, {box.y, 0, shown ? box.h : 0, width});
+  const Box rest = {box.y, shown ? width : 0, box.h, shown ? box.w - width : box.w};
+  if (s.focus == Focus::kList) {
+    draw_list(c, s, rest);
+  } else if (covered) {
+    draw_login(c, rest);
+  } else if (m.open_chat != 0) {
+    draw_messages(c, s, rest);
   } else {
-    if (!narrow_one) {
-      const int width = std::clamp(box.w / 3, 24, 40);
-      draw_chats(c, s, {box.y, 0, box.h, width});
-      box.x = width;
-      box.w -= width;
-    }
-    if (m.open_chat != 0) {
-      draw_messages(c, s, box);
-    } else {
-      draw_text({{L"Tab, Up and Down, Enter open a chat; ? shows all keys.", colour(kDim)}}, box);
-    }
+    draw_text({{L"Tab, Up and Down, Enter open a chat; ? shows all keys.", colour(kDim)}}, rest);
   }
   draw_input(c, s, input);
   refresh();
@@ -311,8 +285,8 @@ int run_screen(Client& c) {
     follow(c, STDIN_FILENO, c.changed ? 33 : 1000);
     if (read_keys(c, s)) c.changed = true;
     if (c.model.list.is_new) {
-      s.focus = kList;
-      s.row = 0;
+      s.focus = Focus::kList;
+      s.list = {};
       c.model.list.is_new = false;
     }
     if (c.model.notifications.size() > notifications) beep();

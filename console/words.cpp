@@ -6,19 +6,18 @@
 
 namespace {
 
-// What stands behind a word: the words that its command names, and what is left behind them.
-struct Arguments {
-  std::string one, two, rest;
-};
-
 struct Word {
   std::string_view name, arguments, meaning;
-  // The command that it becomes; "{...}" are kParts.
+  // The command that it becomes, as in_words has it, made of the members of parts_of.
   std::string_view command;
   bool lists = false;  // the command's events are a list to choose from
   // In place of a command. False: the arguments will not do.
   bool (*run)(Client&, const std::string& rest) = nullptr;
 };
+
+std::string usage(const Word& word) {
+  return "/" + std::string(word.name) + " " + std::string(word.arguments);
+}
 
 // A chat of the list that has this in its title, or of that id.
 bool run_open(Client& c, const std::string& wanted) {
@@ -63,9 +62,9 @@ constexpr Word kWords[] = {
     {"again", "<message id>", "sends one that failed once more", "send_again {chat} {1}"},
     {"get", "<message id>", "downloads a message's file", "downloadp {file}"},
     {"stop", "<message id>", "stops that download", "cancel {file}"},
-    {"file", "<path> [caption]", "sends a file", "sendfile64 {chat} {path} {caption}"},
-    {"photo", "<path> [caption]", "sends a photo", "sendphoto64 {chat} {path} {caption}"},
-    {"video", "<path> [caption]", "sends a video", "sendvideo64 {chat} {path} {caption}"},
+    {"file", "<path> [caption]", "sends a file", "sendfile64 {chat} {path}{text? {text}}"},
+    {"photo", "<path> [caption]", "sends a photo", "sendphoto64 {chat} {path}{text? {text}}"},
+    {"video", "<path> [caption]", "sends a video", "sendvideo64 {chat} {path}{text? {text}}"},
     {"find", "<text>", "searches the open chat", "chat_search64 {id} {chat} {text}", true},
     {"search", "<text>", "searches for public chats", "search_server64 {id} {text}", true},
     {"media", "<photo|video|file|link>", "lists shared media", "shared64 {id} {chat} {1}", true},
@@ -94,75 +93,46 @@ constexpr Word kWords[] = {
     {"quit", "", "ends it", "", false, run_quit},
 };
 
-std::string text_of(std::int64_t id) { return id == 0 ? "" : std::to_string(id); }
-
-const Event& named_message(const Client& c, const Arguments& a) {
-  return c.model.message(std::strtoll(a.one.c_str(), nullptr, 10));
+// What commands are made of: the first words behind the word, if the command names them, what is
+// left behind those, and what the client knows. Empty: there is no such thing.
+Event parts_of(const Client& c, std::string_view command, std::string_view line) {
+  const Model& m = c.model;
+  const auto names = [&](const char* part) { return command.find(part) != std::string::npos; };
+  const auto id_text = [](std::int64_t id) { return id == 0 ? "" : std::to_string(id); };
+  Event e;
+  auto& parts = e.members;
+  if (names("{1}") || names("{file}") || names("{path}")) parts["1"] = take_word(line);
+  if (names("{2}")) parts["2"] = take_word(line);
+  const Event& message = m.message(e.num("1"));
+  parts["rest"] = line;
+  parts["text"] = base64(line);
+  parts["path"] = base64(e.str("1"));
+  parts["id"] = std::to_string(c.last_id + 1);
+  parts["chat"] = id_text(m.open_chat);
+  parts["user"] = id_text(other_side(m, m.open_chat));
+  parts["call"] = m.of("call_update").str("call_id");
+  parts["file"] = message.str("media_file_id");
+  // The same emoji again takes it away.
+  parts["add"] = "add";
+  for (const Reaction& r : reactions(message)) {
+    if (r.emoji == e.str("2") && r.chosen) parts["add"] = "remove";
+  }
+  return e;
 }
 
-// A part of a command; empty when there is none, which is said by `missing` unless it may be so.
-struct Part {
-  std::string_view name;
-  std::string (*text)(const Client&, const Arguments&);
-  const char* missing = "";  // "": how the word is used
-};
-constexpr Part kParts[] = {
-    {"1", [](const Client&, const Arguments& a) { return a.one; }},
-    {"2", [](const Client&, const Arguments& a) { return a.two; }},
-    {"rest", [](const Client&, const Arguments& a) { return a.rest; }},
-    {"text", [](const Client&, const Arguments& a) { return base64(a.rest); }},
-    {"path", [](const Client&, const Arguments& a) { return base64(a.one); }},
-    {"caption", [](const Client&, const Arguments& a) { return base64(a.rest); }, nullptr},
-    {"id", [](const Client& c, const Arguments&) { return std::to_string(c.last_id + 1); }},
-    {"chat", [](const Client& c, const Arguments&) { return text_of(c.model.open_chat); },
-     "Open a chat first"},
-    {"user",
-     [](const Client& c, const Arguments&) {
-       return text_of(other_side(c.model, c.model.open_chat));
-     },
-     "Open a private chat first"},
-    {"call",
-     [](const Client& c, const Arguments&) { return c.model.of("call_update").str("call_id"); },
-     "There is no call"},
-    {"file",
-     [](const Client& c, const Arguments& a) { return named_message(c, a).str("media_file_id"); },
-     "There is no file in it"},
-    // The same emoji again takes it away.
-    {"add",
-     [](const Client& c, const Arguments& a) -> std::string {
-       for (const Reaction& r : reactions(named_message(c, a))) {
-         if (r.emoji == a.two && r.chosen) return "remove";
-       }
-       return "add";
-     }},
-};
-
-// The command of a word. Empty when something is missing, which is noted.
-std::string filled(Client& c, const Word& word, std::string_view text) {
-  const auto names = [&](const char* part) {
+void run_command(Client& c, const Word& word, const std::string& line) {
+  const Event parts = parts_of(c, word.command, line);
+  const auto names = [&](const std::string& part) {
     return word.command.find(part) != std::string_view::npos;
   };
-  Arguments a;
-  if (names("{1}") || names("{file}") || names("{path}")) a.one = take_word(text);
-  if (names("{2}")) a.two = take_word(text);
-  a.rest = text;
-  std::string out;
-  std::string_view left = word.command;
-  for (std::size_t open; (open = left.find('{')) != std::string_view::npos;) {
-    out += left.substr(0, open);
-    const std::size_t close = left.find('}');
-    for (const Part& part : kParts) {
-      if (part.name != left.substr(open + 1, close - open - 1)) continue;
-      const std::string value = part.text(c, a);
-      out += value;
-      if (!value.empty() || !part.missing) continue;
-      const std::string usage = "/" + std::string(word.name) + " " + std::string(word.arguments);
-      tell(c, *part.missing ? part.missing : usage, true);
-      return {};
-    }
-    left.remove_prefix(close + 1);
+  for (const auto& [name, value] : parts.members) {
+    if (!value.empty() || !names("{" + name + "}") || names("{" + name + "?")) continue;
+    return tell(c, usage(word) + "  (there is no " + name + ")", true);
   }
-  return out.append(left);
+  if (word.lists) {
+    c.model.list = {"/" + std::string(word.name) + " " + line, c.last_id + 1, {}, true};
+  }
+  say(c, in_words(c.model, parts, word.command));
 }
 
 }  // namespace
@@ -171,8 +141,7 @@ std::vector<List::Row> words_help(std::string_view begin) {
   std::vector<List::Row> rows;
   for (const Word& w : kWords) {
     if (w.name.substr(0, begin.size()) != begin) continue;
-    const std::string left = "/" + std::string(w.name) + " ";
-    rows.push_back({left + std::string(w.arguments), left, std::string(w.meaning)});
+    rows.push_back({usage(w), "/" + std::string(w.name) + " ", std::string(w.meaning)});
   }
   return rows;
 }
@@ -181,18 +150,8 @@ void run_word(Client& c, std::string_view line) {
   const std::string name = take_word(line);
   for (const Word& word : kWords) {
     if (word.name != name) continue;
-    if (word.run) {
-      if (!word.run(c, std::string(line))) {
-        tell(c, "/" + name + " " + std::string(word.arguments), true);
-      }
-      return;
-    }
-    const std::string command = filled(c, word, line);
-    if (command.empty()) return;
-    if (word.lists) {
-      c.model.list = {"/" + name + " " + std::string(line), c.last_id + 1, {}, true};
-    }
-    say(c, command);
+    if (!word.run) return run_command(c, word, std::string(line));
+    if (!word.run(c, std::string(line))) tell(c, usage(word), true);
     return;
   }
   tell(c, "There is no /" + name + "; /help lists what there is", true);
