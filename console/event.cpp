@@ -96,6 +96,7 @@ bool take_member(std::string_view& in, Event& event) {
   if (!take(in, '"') || !take_string(in, name) || !take(in, ':')) return false;
   if (take(in, '"')) {
     if (!take_string(in, value)) return false;
+    value = clean(value);
   } else {
     if (!take_raw(in, raw)) return false;
     value = raw;

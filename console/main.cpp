@@ -29,7 +29,7 @@ constexpr char kUsage[] =
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
   std::string line = clock_text(std::time(nullptr), "%H:%M:%S ");
-  for (const wchar_t c : widen(text)) line += c == L'\n' ? " / " : narrow({&c, 1});
+  for (const char c : clean(text)) line += c == '\n' ? std::string(" / ") : std::string(1, c);
   std::puts(line.c_str());
   std::fflush(stdout);
 }

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "console/text.h"
-
 void start_curses() {
   initscr();
   cbreak();
@@ -17,72 +15,79 @@ void start_curses() {
   start_color();
   use_default_colors();
   const bool many = COLORS >= 256;
-  init_pair(kBar, COLOR_WHITE, many ? short{24} : short{COLOR_BLUE});
-  init_pair(kDim, many ? short{245} : short{COLOR_WHITE}, -1);
-  init_pair(kGood, COLOR_GREEN, -1);
-  init_pair(kBad, COLOR_RED, -1);
-  init_pair(kWarn, COLOR_YELLOW, -1);
-  init_pair(kKeyword, COLOR_CYAN, -1);
-  short pair = kFirstName;
-  for (const int name : {COLOR_CYAN, COLOR_MAGENTA, COLOR_YELLOW, COLOR_BLUE, COLOR_RED}) {
-    init_pair(pair++, static_cast<short>(name), -1);
+  const int grey = many ? 245 : COLOR_WHITE;
+  const int blue = many ? 24 : COLOR_BLUE;
+  struct Pair {
+    int number, front, behind;
+  };
+  // The colours of texts have the numbers of their marks.
+  for (const Pair& pair :
+       {Pair{kDim[0], grey, -1}, Pair{kGood[0], COLOR_GREEN, -1}, Pair{kBad[0], COLOR_RED, -1},
+        Pair{kWarn[0], COLOR_YELLOW, -1}, Pair{kKeyword[0], COLOR_CYAN, -1},
+        Pair{kTopBar, COLOR_WHITE, blue}, Pair{kCallBar, COLOR_BLACK, COLOR_GREEN},
+        Pair{kNoticeBar, COLOR_BLACK, COLOR_YELLOW}, Pair{kFirstName, COLOR_CYAN, -1},
+        Pair{kFirstName + 1, COLOR_MAGENTA, -1}, Pair{kFirstName + 2, COLOR_YELLOW, -1},
+        Pair{kFirstName + 3, COLOR_BLUE, -1}, Pair{kFirstName + 4, COLOR_RED, -1}}) {
+    init_extended_pair(pair.number, pair.front, pair.behind);
   }
 }
 
-void put(const Box& box, const Line& line, attr_t over) {
+void put(const Box& box, std::string_view utf8, attr_t over) {
   const int width = std::min(box.w, getmaxx(stdscr) - box.x);
   if (box.h < 1 || box.y < 0 || box.y >= getmaxy(stdscr) || width < 1) return;
-  attrset(over);
+  std::wstring text = widen(utf8);
+  std::replace(text.begin(), text.end(), L'\n', L' ');
+  attr_t attr = over;
+  attrset(attr);
   mvhline(box.y, box.x, ' ', width);
   move(box.y, box.x);
-  int used = 0;
-  for (const Span& span : line) {
-    std::wstring text = span.text;
-    std::replace(text.begin(), text.end(), L'\n', L' ');
-    text = clip(text, width - used);
-    attrset(span.attr | over);
-    addwstr(text.c_str());
-    used += columns(text);
+  std::wstring run;
+  for (const wchar_t c : clip(text, width) + L'\1') {
+    if (!is_colour(c)) {
+      run += c;
+      continue;
+    }
+    attrset(attr);
+    addwstr(run.c_str());
+    run.clear();
+    attr = c == kPlain[0]  ? over
+           : c == kBold[0] ? attr | A_BOLD
+                           : (attr & ~A_COLOR) | static_cast<attr_t>(COLOR_PAIR(c));
   }
   attrset(A_NORMAL);
 }
 
-Line ends(Span left, Span right, int width) {
-  const int room = std::max(width - columns(right.text), 0);
-  left.text = clip(left.text, room - 1);
-  left.text.append(static_cast<std::size_t>(std::max(room - columns(left.text), 0)), L' ');
-  return {std::move(left), std::move(right)};
+std::string ends(std::string_view left, const std::string& right, int width) {
+  const int room = std::max(width - columns(widen(right)), 0);
+  const std::wstring text = clip(widen(left), room - 1);
+  const auto gap = static_cast<std::size_t>(std::max(room - columns(text), 0));
+  return narrow(text) + kPlain + std::string(gap, ' ') + right;
 }
 
-std::vector<Line> wrap(const Line& line, int width, int indent) {
-  std::wstring text;
-  std::vector<attr_t> attrs;
-  for (const Span& span : line) {
-    text += span.text;
-    attrs.resize(text.size(), span.attr);
-  }
-  std::vector<Line> lines;
+std::vector<std::string> wrap(std::string_view utf8, int width, int indent) {
+  const std::wstring text = widen(utf8);
+  std::vector<std::string> lines;
+  std::wstring colours;  // those that hold where the line begins
   for (std::size_t begin = 0; begin < text.size() || lines.empty();) {
-    lines.emplace_back();
-    if (lines.size() > 1)
-      lines.back().push_back({std::wstring(static_cast<std::size_t>(indent), L' ')});
-    int room = width - (lines.size() > 1 ? indent : 0);
+    int room = width - (lines.empty() ? 0 : indent);
     std::size_t end = begin;
-    std::size_t blank = std::wstring::npos;
+    std::size_t blank = begin;
     for (; end < text.size() && text[end] != L'\n'; ++end) {
       if (text[end] == L' ') blank = end;
       if ((room -= columns({&text[end], 1})) < 0) break;
     }
     std::size_t next = end;
     const bool overfull = end < text.size() && text[end] != L'\n';
-    if (overfull && blank != std::wstring::npos && blank > begin + (end - begin) / 2) {
-      next = end = blank;
-    }
+    // A long word is rather broken than put on a line of its own behind half an empty one.
+    if (overfull && blank > begin + (end - begin) / 2) next = end = blank;
     if (next < text.size() && (text[next] == L'\n' || text[next] == L' ')) ++next;
-    if (next == begin) next = ++end;  // not even one has room
-    for (std::size_t i = begin; i < end && i < text.size(); ++i) {
-      if (i == begin || attrs[i] != attrs[i - 1]) lines.back().push_back({L"", attrs[i]});
-      lines.back().back().text += text[i];
+    if (next == begin) next = end = std::min(begin + 1, text.size());  // not even one has room
+    const std::wstring part = text.substr(begin, end - begin);
+    const auto blanks = static_cast<std::size_t>(lines.empty() ? 0 : indent);
+    lines.push_back(std::string(blanks, ' ') + narrow(colours + part));
+    for (const wchar_t c : part) {
+      if (c == kPlain[0]) colours.clear();
+      if (is_colour(c) && c != kPlain[0]) colours += c;
     }
     begin = next;
   }

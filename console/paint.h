@@ -5,28 +5,13 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
-enum Colour : short {
-  kBar = 1,
-  kDim,
-  kGood,
-  kBad,
-  kWarn,
-  kKeyword,
-  kFirstName,  // and four more
-};
+#include "console/text.h"
 
-inline attr_t colour(int pair) { return static_cast<attr_t>(COLOR_PAIR(pair)); }
-inline attr_t name_colour(std::int64_t id) {
-  return colour(kFirstName + static_cast<int>(static_cast<std::uint64_t>(id) % 5)) | A_BOLD;
-}
-
-struct Span {
-  std::wstring text;
-  attr_t attr = A_NORMAL;
-};
-using Line = std::vector<Span>;
+enum Bar : short { kTopBar = 8, kCallBar, kNoticeBar };  // pairs of colours, for whole lines
+inline attr_t bar(Bar pair) { return static_cast<attr_t>(COLOR_PAIR(pair)) | A_BOLD; }
 
 struct Box {
   int y = 0, x = 0, h = 0, w = 0;
@@ -37,20 +22,20 @@ struct Box {
 };
 
 void start_curses();
-// Draws the spans into the first line of the box, filled up with blanks; `over` is added to all of
-// them.
-void put(const Box& box, const Line& line, attr_t over = A_NORMAL);
+// Draws the text into the first line of the box, filled up with blanks; `over` is added to all of
+// it.
+void put(const Box& box, std::string_view text, attr_t over = A_NORMAL);
 // Text at the left, as much of it as the text at the right leaves room for.
-Line ends(Span left, Span right, int width);
+std::string ends(std::string_view left, const std::string& right, int width);
 // Lines of at most so many columns, broken at blanks where there are any; all but the first are
 // indented.
-std::vector<Line> wrap(const Line& line, int width, int indent = 0);
+std::vector<std::string> wrap(std::string_view text, int width, int indent = 0);
 
 // The chats, the messages, or a list to choose from.
 struct View {
   struct Row {
     std::int64_t id;  // several lines of one id are one row; 0: the line belongs to none
-    Line line;
+    std::string line;
   };
   std::int64_t marked = 0;  // 0: none
 

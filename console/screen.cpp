@@ -11,53 +11,50 @@ namespace {
 
 // --- the list of chats, and lists to choose from ---
 
-void add_chat(std::vector<View::Row>& rows, const Client& c, std::int64_t id, int width) {
-  const Model& m = c.model;
+std::string chat_line(const Model& m, std::int64_t id, int width) {
   const Event& chat = m.chat(id);
   const bool online = Model::find(m.users, other_side(m, id)).str("status_type") == "online";
   const bool loud = chat.says("unread_count") && !chat.on("muted");
-  const std::wstring title = (id == m.open_chat ? L"▌" : L" ") + widen(chat_title(m, id));
+  const std::string title = (id == m.open_chat ? "▌" : " ") + chat_title(m, id);
   const std::string state = in_words(m, chat,
                                      "{pinned?▴}{muted? ⊘}{unread_mention_count? @}"
                                      "{marked_as_unread? •}{unread_count? {unread_count}}");
-  Line line = ends({title, loud ? A_BOLD : A_NORMAL},
-                   {widen(state), loud ? colour(kWarn) | A_BOLD : colour(kDim)}, width - 1);
-  line.insert(line.begin(), {online ? L"●" : L" ", colour(kGood)});
-  rows.push_back({id, std::move(line)});
+  return ends((online ? kGood + "●" + kPlain : " ") + ((loud ? kBold : "") + title),
+              (loud ? kBold + kWarn : kDim) + state, width);
 }
 
 // What was written last, is being written, or is written there at the moment.
-Line below_chat(const Model& m, std::int64_t id) {
+std::string below_chat(const Model& m, std::int64_t id) {
   const Event& chat = m.chat(id);
-  if (m.actions.count(id) != 0) return {{L"  " + widen(presence(m, id)), colour(kGood)}};
-  if (chat.says("draft")) return {{widen(in_words(m, chat, "  Draft: {draft}")), colour(kBad)}};
-  return {{widen(in_words(m, chat, "  {last_outgoing?You: }{last_text}")), colour(kDim)}};
+  if (m.actions.count(id) != 0) return kGood + "  " + presence(m, id);
+  if (chat.says("draft")) return in_words(m, chat, kBad + "  Draft: {draft}");
+  return in_words(m, chat, kDim + "  {last_outgoing?You: }{last_text}");
 }
 
 void draw_chats(const Client& c, Screen& s, Box box) {
-  attrset(colour(kDim));
-  mvvline(box.y, box.x + --box.w, ACS_VLINE, box.h);
+  mvvline(box.y, box.x + --box.w, ACS_VLINE | COLOR_PAIR(kDim[0]), box.h);
   std::vector<View::Row> rows;
   for (const std::int64_t id : chat_order(c.model)) {
-    add_chat(rows, c, id, box.w);
+    rows.push_back({id, chat_line(c.model, id, box.w)});
     if (box.h >= 16) rows.push_back({id, below_chat(c.model, id)});
   }
-  if (rows.empty()) rows.push_back({0, {{L" No chats yet", colour(kDim)}}});
+  if (rows.empty()) rows.push_back({0, kDim + " No chats yet"});
   draw_view(s.chats, box, std::move(rows), false, s.focus == Focus::kChats);
 }
 
 void draw_list(const Client& c, Screen& s, Box box) {
   const List& list = c.model.list;
-  const std::wstring count = L": " + std::to_wstring(list.rows.size());
-  const std::wstring title = L" " + widen(list.title) + count + (list.command ? L"…" : L" found");
-  put(box.top(), ends({title, A_BOLD}, {L"Enter, Esc "}, box.w), colour(kBar));
+  const std::string title = " " + list.title + ": " + std::to_string(list.rows.size());
+  put(box.top(), ends(title + (list.command != 0 ? "…" : " found"), "Enter, Esc ", box.w),
+      bar(kTopBar));
   std::vector<View::Row> rows;
   for (const List::Row& row : list.rows) {
-    std::wstring text = L" " + widen(row.text);
-    if (!row.meaning.empty()) text.resize(std::max<std::size_t>(text.size() + 1, 34), L' ');
-    const attr_t attr = row.meaning.empty() ? A_NORMAL : colour(kKeyword);
-    rows.push_back(
-        {static_cast<std::int64_t>(rows.size()) + 1, {{text, attr}, {widen(row.meaning)}}});
+    std::string text = " " + row.text;
+    if (!row.meaning.empty()) {
+      text.resize(std::max<std::size_t>(text.size() + 1, 34), ' ');
+      text = kKeyword + text + kPlain + row.meaning;
+    }
+    rows.push_back({static_cast<std::int64_t>(rows.size()) + 1, text});
   }
   if (s.list.marked == 0) s.list.marked = 1;
   draw_view(s.list, box, std::move(rows), false, true);
@@ -78,15 +75,14 @@ constexpr Need kNeeds[] = {
     {"purchase", "The service wants a payment that cannot be made here."},
 };
 
-void draw_text(const Line& paragraphs, Box box) {
-  for (int skip = (box.h - 2 * static_cast<int>(paragraphs.size())) / 3; skip > 0; --skip)
-    box.top();
+void draw_text(const std::vector<std::string>& paragraphs, Box box) {
+  const int above = (box.h - 2 * static_cast<int>(paragraphs.size())) / 3;
+  for (int i = 0; i < above; ++i) box.top();
   const bool spacious = box.h > 10;
-  for (const Span& paragraph : paragraphs) {
-    if (paragraph.text.empty()) continue;
-    for (const Line& line : wrap({paragraph}, std::max(box.w - 4, 1))) {
-      const Box place = box.top();
-      put({place.y, place.x + 2, place.h, place.w - 3}, line);
+  for (const std::string& paragraph : paragraphs) {
+    if (paragraph.empty()) continue;
+    for (const std::string& line : wrap(paragraph, std::max(box.w - 4, 1))) {
+      put(box.top(), "  " + line);
     }
     if (spacious) box.top();
   }
@@ -94,58 +90,50 @@ void draw_text(const Line& paragraphs, Box box) {
 
 void draw_login(const Client& c, const Box& box) {
   const Model& m = c.model;
-  Line texts = {{L"td_console", A_BOLD}};
   if (c.ended) {
-    texts.push_back({L"The backend has ended."});
-    texts.push_back({L"Enter starts it again, Ctrl-C leaves."});
-    return draw_text(texts, box);
+    return draw_text({kBold + "The backend has ended.", "Enter starts it again, Ctrl-C leaves."},
+                     box);
   }
   std::string wanted = in_words(m, m.of("auth_state"), "{state:spaced}");
   for (const Need& need : kNeeds) {
     if (need.what == m.of("need").str("what")) wanted = need.text;
   }
-  texts.push_back({widen(wanted)});
-  for (const char* told : {"qr_link", "code_info", "password_info", "auth_error"}) {
-    const attr_t attr =
-        told == std::string_view("auth_error") ? colour(kBad) | A_BOLD : colour(kDim);
-    texts.push_back({widen(describe(m, m.of(told))), attr});
+  std::vector<std::string> texts = {kBold + "td_console", wanted};
+  for (const char* told : {"qr_link", "code_info", "password_info"}) {
+    texts.push_back(describe(m, m.of(told)));
   }
+  if (m.last.count("auth_error") != 0) texts.push_back(kBad + describe(m, m.of("auth_error")));
   draw_text(texts, box);
 }
 
 // --- the raw lines ---
 
 // A line of JSON with its names, strings and other values in colours of their own.
-Line coloured(const std::string& raw) {
-  const std::wstring text = widen(raw);
-  if (raw[0] == '>') return {{text, colour(kGood) | A_BOLD}};
-  if (raw[0] == '|') return {{text, colour(kWarn)}};
-  Line line;
+std::string coloured(const std::string& raw) {
+  const std::string text = clean(raw);
+  if (raw[0] == '>') return kBold + kGood + text;
+  if (raw[0] == '|') return kWarn + text;
+  std::string out;
   for (std::size_t at = 0; at < text.size();) {
-    std::size_t end = at + 1;
-    attr_t attr = A_NORMAL;
-    if (text[at] == L'"') {
-      while (end < text.size() && text[end] != L'"') end += text[end] == L'\\' ? 2 : 1;
-      end = std::min(end + 1, text.size());
-      attr = end < text.size() && text[end] == L':' ? colour(kKeyword) : colour(kWarn);
-    } else {
-      end = std::min(text.find(L'"', end), text.size());
-    }
-    line.push_back({text.substr(at, end - at), attr});
+    std::size_t end = std::min(text.find('"', at), text.size());
+    out += kPlain + text.substr(at, end - at);
+    at = end++;
+    while (end < text.size() && text[end] != '"') end += text[end] == '\\' ? 2 : 1;
+    end = std::min(end + 1, text.size());
+    if (at < end) out += (text[end] == ':' ? kKeyword : kWarn) + text.substr(at, end - at);
     at = end;
   }
-  return line;
+  return out;
 }
 
 void draw_raw(const Client& c, Screen& s, Box box) {
   s.raw_box = box;
-  const std::wstring right = std::to_wstring(c.open_commands.size()) + L" open commands, event " +
-                             std::to_wstring(c.last_seq) + L" ";
-  put(box.top(), ends({L" Raw lines: > commands, < events, | output", A_BOLD}, {right}, box.w),
-      colour(kBar));
+  const std::string right = std::to_string(c.open_commands.size()) + " open commands, event " +
+                            std::to_string(c.last_seq) + " ";
+  put(box.top(), ends(" Raw lines: > commands, < events, | output", right, box.w), bar(kTopBar));
   int skip = s.raw_back;
   for (auto raw = c.raw.rbegin(); raw != c.raw.rend() && box.h > 0; ++raw) {
-    const std::vector<Line> lines = wrap(coloured(*raw), std::max(box.w, 4), 2);
+    const std::vector<std::string> lines = wrap(coloured(*raw), std::max(box.w, 4), 2);
     for (auto line = lines.rbegin(); line != lines.rend() && box.h > 0; ++line) {
       if (skip-- <= 0) put(box.bottom(), *line);
     }
@@ -164,7 +152,7 @@ void draw_top(const Client& c, Box box) {
   if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";
   right += connection.str("state") == "ready" ? " ● " : " ○ ";
-  put(box, ends({widen(left), A_BOLD}, {widen(right), A_BOLD}, box.w), colour(kBar));
+  put(box, ends(left, right, box.w), bar(kTopBar));
 }
 
 void draw_call(const Client& c, Box box) {
@@ -172,27 +160,19 @@ void draw_call(const Client& c, Box box) {
   const std::string& state = call.str("state");
   const bool over = state == "callStateDiscarded" || state == "callStateError";
   const bool asks = state == "callStatePending" && !call.on("outgoing");
-  const std::string text = " ☎ " + describe(c.model, call) +
-                           (over   ? "  (Esc)"
-                            : asks ? "  (F5 takes it, F6 not)"
-                                   : "  (F6 ends it)");
-  put(box, {{widen(text), over ? A_NORMAL : colour(kGood) | A_BOLD}}, A_REVERSE);
+  const char* hint = over ? "  (Esc)" : asks ? "  (F5 takes it, F6 not)" : "  (F6 ends it)";
+  put(box, " ☎ " + describe(c.model, call) + hint, over ? A_REVERSE : bar(kCallBar));
 }
 
 void draw_notification(const Client& c, Screen& s, Box box) {
   const auto& all = c.model.notifications;
   const std::string more = all.size() > 1 ? "+" + std::to_string(all.size() - 1) + "  " : "";
   s.notice_box = box;
-  put(box,
-      ends({L" " + widen(describe(c.model, all.back())), A_BOLD}, {widen(more) + L"F3 opens "},
-           box.w),
-      colour(kWarn) | A_REVERSE);
+  put(box, ends(" " + describe(c.model, all.back()), more + "F3 opens ", box.w), bar(kNoticeBar));
 }
 
 void draw_status(const Client& c, const Screen& s, Box box) {
-  if (!c.note.empty()) {
-    return put(box, {{L" " + widen(c.note), colour(c.note_is_error ? kBad : kGood)}});
-  }
+  if (!c.note.empty()) return put(box, (c.note_is_error ? kBad : kGood) + " " + c.note);
   std::string hint = s.focus == Focus::kMessages
                          ? " r answer  e edit  s download  + react  d delete  ? help"
                      : s.focus == Focus::kChats ? " Enter opens  m mutes  / searches  ? help"
@@ -203,7 +183,7 @@ void draw_status(const Client& c, const Screen& s, Box box) {
     hint.clear();
     for (const List::Row& row : words_help(word)) hint += " " + row.text;
   }
-  put(box, {{widen(hint), colour(kDim)}});
+  put(box, kDim + hint);
 }
 
 void draw_input(const Client& c, const Screen& s, Box box) {
@@ -214,7 +194,7 @@ void draw_input(const Client& c, const Screen& s, Box box) {
   std::size_t begin = 0;
   const auto before = [&] { return columns({&text[begin], s.cursor - begin}); };
   while (begin < s.cursor && before() > room) ++begin;
-  put(box, {{prompt, colour(kKeyword) | A_BOLD}, {text.substr(begin)}});
+  put(box, kBold + kKeyword + narrow(prompt) + kPlain + narrow(text.substr(begin)));
   move(box.y, std::min(columns(prompt) + before(), box.w - 1));
   curs_set(s.focus == Focus::kInput ? 1 : 0);
 }
@@ -264,7 +244,7 @@ void draw(const Client& c, Screen& s) {
   } else if (m.open_chat != 0) {
     draw_messages(c, s, rest);
   } else {
-    draw_text({{L"Tab, Up and Down, Enter open a chat; ? shows all keys.", colour(kDim)}}, rest);
+    draw_text({kDim + "Tab, Up and Down, Enter open a chat; ? shows all keys."}, rest);
   }
   draw_input(c, s, input);
   refresh();

@@ -16,6 +16,16 @@ int columns(wchar_t c) { return std::max(wcwidth(c), 0); }
 
 }  // namespace
 
+std::string clean(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    const bool control = (c >= 0 && c < ' ') || c == 127;
+    if (!control || c == '\n') out += c;
+    if (c == '\t') out += ' ';
+  }
+  return out;
+}
+
 std::wstring widen(std::string_view utf8) {
   std::wstring out;
   out.reserve(utf8.size());
@@ -26,10 +36,8 @@ std::wstring widen(std::string_view utf8) {
     if (used > utf8.size()) c = kReplacement;  // no character, or a part of one
     if (used > utf8.size() || used == 0) used = 1;
     utf8.remove_prefix(used);
-    if (c == L'\t') c = L' ';
-    const bool control = (c < 0x20 && c != L'\n') || (c >= 0x7F && c < 0xA0);
-    if (control || kTurnsDirection.find(c) != std::wstring_view::npos) continue;
-    out += c == L'\n' || wcwidth(c) >= 0 ? c : kReplacement;
+    if (kTurnsDirection.find(c) != std::wstring_view::npos) continue;
+    out += c == L'\n' || is_colour(c) || wcwidth(c) >= 0 ? c : kReplacement;
   }
   return out;
 }

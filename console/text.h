@@ -6,8 +6,17 @@
 #include <string>
 #include <string_view>
 
-// U+FFFD for what is no UTF-8 or cannot be shown; line feeds stay, tabs become blanks, other
-// controls and the marks that turn the writing direction are left out.
+// A text carries its colours with it: each of these holds from its place on. Bold and a colour go
+// together, kPlain ends both.
+inline const std::string kPlain = "\1", kBold = "\2", kDim = "\3", kGood = "\4", kBad = "\5",
+                         kWarn = "\6", kKeyword = "\7";
+constexpr char kFirstName = 16;  // names have five colours, from this character on
+inline bool is_colour(wchar_t c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
+// Text from outside, without characters that would steer: tabs become blanks, line feeds stay.
+std::string clean(std::string_view text);
+
+// U+FFFD for what is no UTF-8 or cannot be shown; the marks that turn the writing direction are
+// left out.
 std::wstring widen(std::string_view utf8);
 std::string narrow(std::wstring_view wide);
 
