@@ -38,22 +38,17 @@ void check_order(Client& c, const Event& e) {
   if (!lost) return;
   ++c.losses;
   tell(c, "Events were lost; asking for the state again", true);
-  c.lost_meanwhile = c.resync != 0;
-  if (c.resync == 0) c.resync = say(c, "resync");
+  c.resync = say(c, "resync");
 }
 
 void on_command_end(Client& c, const Event& e) {
   const std::int64_t id = e.num("cmd");
   c.open_commands.erase(id);
   if (c.loading == id) c.loading = 0;
-  if (c.resync != id) {
-    if (!e.on("ok")) tell(c, e.str("command") + ": " + e.str("error"), true);
-    return;
-  }
-  // What was lost meanwhile may have been a part of it.
-  c.resync = c.lost_meanwhile ? say(c, "resync") : 0;
-  c.lost_meanwhile = false;
-  if (c.resync == 0 && c.model.open_chat != 0) open_chat(c, c.model.open_chat);
+  if (!e.on("ok")) tell(c, e.str("command") + ": " + e.str("error"), true);
+  if (c.resync != id) return;
+  c.resync = 0;
+  if (c.model.open_chat != 0) open_chat(c, c.model.open_chat);
 }
 
 void react(Client& c, const Event& e) {
@@ -122,8 +117,10 @@ bool start_client(Client& c) {
 
 void follow(Client& c, int terminal, int milliseconds) {
   const std::int64_t now = std::time(nullptr);
-  if (now - c.touched >= 10) touch_ui_running(c.backend);
-  if (now - c.touched >= 10) c.touched = now;
+  if (now - c.touched >= 10) {
+    touch_ui_running(c.backend);
+    c.touched = now;
+  }
   wait_for_news(c.backend, terminal, milliseconds);
   const bool runs = read_lines(
       c.backend, [&](std::string_view line) { on_output_line(c, line); },

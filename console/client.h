@@ -24,9 +24,8 @@ struct Client {
   std::int64_t loading = 0;              // the command that loads messages; 0: none
   std::int64_t last_seq = 0;
   std::int64_t losses = 0;
-  std::int64_t resync = 0;      // the command that repairs a loss; 0: none
-  bool lost_meanwhile = false;  // while it ran
-  std::int64_t told_read = 0;   // how far the open chat was marked as read
+  std::int64_t resync = 0;     // the command that repairs the last loss; 0: none
+  std::int64_t told_read = 0;  // how far the open chat was marked as read
   // The newest lines both ways: "> " and a command, "< " and an event, "| " and what the process
   // wrote to its output.
   std::deque<std::string> raw;

@@ -9,66 +9,65 @@ namespace {
 
 struct EventType {
   std::string_view type;
-  void (*take)(Model&, const Event&, const EventType&) = nullptr;
+  void (*take)(Model&, const Event&, std::string_view) = nullptr;
   std::string_view argument = {};  // what `take` wants
   std::string_view words = {};     // as in_words has them; empty: its members, as they are
 };
 
 // --- what an event changes ---
 
-void keep_last(Model& m, const Event& e, const EventType&) { m.last[e.str("type")] = e; }
+void keep_last(Model& m, const Event& e, std::string_view) { m.last[e.str("type")] = e; }
 
 // A new row. The argument is the member that names it.
 template <Rows Model::*kRows>
-void keep(Model& m, const Event& e, const EventType& type) {
-  (m.*kRows)[e.num(type.argument)] = e;
+void keep(Model& m, const Event& e, std::string_view argument) {
+  (m.*kRows)[e.num(argument)] = e;
 }
 
 template <Rows Model::*kRows>
-void drop(Model& m, const Event& e, const EventType& type) {
-  (m.*kRows).erase(e.num(type.argument));
+void drop(Model& m, const Event& e, std::string_view argument) {
+  (m.*kRows).erase(e.num(argument));
 }
 
 // Members of a row that is there take the event's values, or go with them. The argument begins with
 // the member that names the row; "draft=text" is one that has another name in the event.
 template <Rows Model::*kRows>
-void change(Model& m, const Event& e, const EventType& type) {
-  std::string_view names = type.argument;
-  const auto row = (m.*kRows).find(e.num(take_word(names)));
+void change(Model& m, const Event& e, std::string_view argument) {
+  const auto row = (m.*kRows).find(e.num(take_word(argument)));
   if (row == (m.*kRows).end()) return;
-  while (!names.empty()) {
-    const std::string name = take_word(names);
+  while (!argument.empty()) {
+    const std::string name = take_word(argument);
     const std::size_t end = name.find('=');
     row->second.members[name.substr(0, end)] = e.str(name.substr(end + 1));  // npos + 1 is 0
   }
 }
 
 // What concerns only the messages that are shown.
-template <void (*kTake)(Model&, const Event&, const EventType&)>
-void if_open(Model& m, const Event& e, const EventType& type) {
-  if (e.num("chat_id") == m.open_chat) kTake(m, e, type);
+template <void (*kTake)(Model&, const Event&, std::string_view)>
+void if_open(Model& m, const Event& e, std::string_view argument) {
+  if (e.num("chat_id") == m.open_chat) kTake(m, e, argument);
 }
 
 // A row of the list that its command has opened. The argument: what choosing it enters.
-void add_to_list(Model& m, const Event& e, const EventType& type) {
+void add_to_list(Model& m, const Event& e, std::string_view argument) {
   if (m.list.command == 0 || e.num("cmd") != m.list.command) return;
-  m.list.rows.push_back({describe(m, e), in_words(m, e, type.argument), {}});
+  m.list.rows.push_back({describe(m, e), in_words(m, e, argument), {}});
 }
 
-void on_command_end(Model& m, const Event& e, const EventType&) {
+void on_command_end(Model& m, const Event& e, std::string_view) {
   if (e.num("cmd") == m.list.command) m.list.command = 0;
 }
 
-void on_auth_state(Model& m, const Event& e, const EventType& type) {
+void on_auth_state(Model& m, const Event& e, std::string_view argument) {
   if (m.of("auth_state").str("state") != e.str("state")) {
     for (const char* told : {"auth_error", "code_info", "need", "password_info", "qr_link"}) {
       m.last.erase(told);
     }
   }
-  keep_last(m, e, type);
+  keep_last(m, e, argument);
 }
 
-void on_call_gone(Model& m, const Event& e, const EventType&) {
+void on_call_gone(Model& m, const Event& e, std::string_view) {
   const auto call = m.last.find("call_update");
   if (call == m.last.end() || call->second.num("call_id") != e.num("call_id")) return;
   call->second.members["state"] = "callStateDiscarded";
@@ -82,21 +81,21 @@ void end_action(Model& m, const Event& e) {
   }
 }
 
-void on_action(Model& m, const Event& e, const EventType& type) {
+void on_action(Model& m, const Event& e, std::string_view argument) {
   if (e.str("action") == "cancel") return end_action(m, e);
-  keep<&Model::actions>(m, e, type);
+  keep<&Model::actions>(m, e, argument);
 }
 
-void on_history_begin(Model& m, const Event& e, const EventType&) {
+void on_history_begin(Model& m, const Event& e, std::string_view) {
   if (!e.on("clear")) return;
   m.messages.clear();
   m.at_newest = !e.says("from_message_id");
   m.more_older = true;
 }
 
-void clear_messages(Model& m, const Event&, const EventType&) { m.messages.clear(); }
+void clear_messages(Model& m, const Event&, std::string_view) { m.messages.clear(); }
 
-void on_history_end(Model& m, const Event& e, const EventType&) {
+void on_history_end(Model& m, const Event& e, std::string_view) {
   if (e.on("newer")) {
     m.at_newest = !e.on("has_more");
   } else if (!e.on("clear")) {
@@ -104,31 +103,31 @@ void on_history_end(Model& m, const Event& e, const EventType&) {
   }
 }
 
-void on_message_new(Model& m, const Event& e, const EventType& type) {
+void on_message_new(Model& m, const Event& e, std::string_view argument) {
   // While older pages are shown, a new message would stand behind a hole.
-  if (m.at_newest) if_open<keep<&Model::messages>>(m, e, type);
+  if (m.at_newest) if_open<keep<&Model::messages>>(m, e, argument);
   end_action(m, e);
 }
 
 // Its text and, when the media were replaced, their members.
-void on_message_update(Model& m, const Event& e, const EventType&) {
+void on_message_update(Model& m, const Event& e, std::string_view) {
   const auto message = m.messages.find(e.num("id"));
   if (message == m.messages.end()) return;
   message->second.members.try_emplace("edit_date", "1");
   for (const auto& [name, value] : e.members) message->second.members[name] = value;
 }
 
-void on_message_sent(Model& m, const Event& e, const EventType& type) {
+void on_message_sent(Model& m, const Event& e, std::string_view argument) {
   auto message = m.messages.extract(e.num("old_id"));
   if (message.empty()) return;
   message.key() = e.num("new_id", e.num("old_id"));
-  message.mapped().members["sending_state"] = type.argument;
+  message.mapped().members["sending_state"] = argument;
   message.mapped().members["error"] = e.str("error");
   if (e.says("date")) message.mapped().members["date"] = e.str("date");
   m.messages.insert(std::move(message));
 }
 
-void on_messages_deleted(Model& m, const Event& e, const EventType&) {
+void on_messages_deleted(Model& m, const Event& e, std::string_view) {
   if (e.on("from_cache")) return;  // they still exist
   for (const std::string_view text : array_items(e.str("message_ids"))) {
     std::int64_t id = 0;
@@ -137,7 +136,7 @@ void on_messages_deleted(Model& m, const Event& e, const EventType&) {
   }
 }
 
-void on_notify(Model& m, const Event& e, const EventType&) {
+void on_notify(Model& m, const Event& e, std::string_view) {
   m.notifications.push_back(e);
   if (e.str("sender_name") == e.str("chat_title")) {
     m.notifications.back().members.erase("sender_name");
@@ -145,12 +144,12 @@ void on_notify(Model& m, const Event& e, const EventType&) {
   if (m.notifications.size() > 100) m.notifications.erase(m.notifications.begin());
 }
 
-void on_notify_withdrawn(Model& m, const Event& e, const EventType&) {
+void on_notify_withdrawn(Model& m, const Event& e, std::string_view) {
   withdraw(m, e.num("chat_id"), e.num("message_id"));
 }
 
 // Only the chats that are told again are still in the list.
-void on_resync_begin(Model& m, const Event&, const EventType&) {
+void on_resync_begin(Model& m, const Event&, std::string_view) {
   for (auto& [id, chat] : m.chats) chat.members.erase("order");
 }
 
@@ -277,7 +276,7 @@ std::size_t closing(std::string_view words) {
 
 void apply(Model& model, const Event& event) {
   const EventType* type = type_of(event);
-  if (type && type->take) type->take(model, event, *type);
+  if (type && type->take) type->take(model, event, type->argument);
 }
 
 std::string in_words(const Model& model, const Event& event, std::string_view words) {

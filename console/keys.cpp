@@ -69,7 +69,7 @@ void choose(Client& c, Screen& s) {
   use(c, s, words);
 }
 
-void accept(Client& c, Screen& s) {
+void accept(Client& c, Screen& s, int) {
   if (s.focus == Focus::kList) return choose(c, s);
   if (s.focus == Focus::kChats) return open_marked(c, s, s.chats.marked);
   s.messages.marked = 0;
@@ -85,7 +85,7 @@ void accept(Client& c, Screen& s) {
   s.focus = Focus::kInput;
 }
 
-void back(Client& c, Screen& s) {
+void back(Client& c, Screen& s, int) {
   if (s.focus != Focus::kInput) {
     s.messages.marked = 0;
     s.focus = Focus::kInput;
@@ -100,12 +100,12 @@ void back(Client& c, Screen& s) {
   }
 }
 
-void edit_marked(Client& c, Screen& s) {
+void edit_marked(Client& c, Screen& s, int) {
   const std::string id = std::to_string(s.messages.marked);
   set_input(s, "/edit " + id + " " + c.model.message(s.messages.marked).str("text"));
 }
 
-void open_notification(Client& c, Screen& s) {
+void open_notification(Client& c, Screen& s, int) {
   if (!c.model.notifications.empty()) {
     open_marked(c, s, c.model.notifications.back().num("chat_id"));
   }
@@ -121,20 +121,21 @@ void erase_input(Screen& s, std::size_t to) {
 }
 
 // The next place for the cursor. Characters that take no column belong to the one before them.
-std::size_t beside(const Screen& s, bool left) {
+std::size_t beside(const Screen& s, int by) {
   std::size_t at = s.cursor;
   do {
-    if (at == (left ? 0 : s.input.size())) return at;
-    at += left ? std::size_t(-1) : 1;
+    if (at == (by < 0 ? 0 : s.input.size())) return at;
+    at += static_cast<std::size_t>(by);
   } while (at < s.input.size() && columns({&s.input[at], 1}) == 0);
   return at;
 }
 
-std::size_t word_begin(const Screen& s) {
-  const std::size_t end = s.input.find_last_not_of(L' ', s.cursor - 1);
-  const std::size_t blank =
-      s.cursor == 0 || end == std::wstring::npos ? end : s.input.rfind(L' ', end);
-  return s.cursor == 0 || blank == std::wstring::npos ? 0 : blank + 1;
+void go(Client&, Screen& s, int by) { s.cursor = beside(s, by); }
+void go_far(Client&, Screen& s, int by) { s.cursor = by < 0 ? 0 : s.input.size(); }
+void erase_one(Client&, Screen& s, int by) { erase_input(s, beside(s, by)); }
+void erase_all(Client&, Screen& s, int) { erase_input(s, 0); }
+void erase_word(Client&, Screen& s, int) {
+  erase_input(s, s.input.rfind(L' ', std::max<std::size_t>(s.cursor, 2) - 2) + 1);
 }
 
 // --- the mouse ---
@@ -155,7 +156,7 @@ void click(Client& c, Screen& s, const MEVENT& at) {
     s.list.marked = s.list.id_at(at.y);
     if (s.list.marked != 0) choose(c, s);
   } else if (s.notice_box.holds(at.y, at.x)) {
-    open_notification(c, s);
+    open_notification(c, s, 0);
   } else if (s.chats.box.holds(at.y, at.x)) {
     open_marked(c, s, s.chats.id_at(at.y));
   } else if (s.messages.box.holds(at.y, at.x)) {
@@ -166,7 +167,7 @@ void click(Client& c, Screen& s, const MEVENT& at) {
   }
 }
 
-void on_mouse(Client& c, Screen& s) {
+void on_mouse(Client& c, Screen& s, int) {
   MEVENT at{};
   if (getmouse(&at) != OK) return;
   if (at.bstate & BUTTON4_PRESSED) wheel(c, s, at, -3);
@@ -180,91 +181,80 @@ constexpr wint_t control(char c) { return static_cast<wint_t>(c) & 31U; }
 // One of ncurses' own, apart from the characters of the same number.
 constexpr wint_t code(int key) { return static_cast<wint_t>(key) | 1U << 30; }
 
-template <int kSteps>
-void by(Client& c, Screen& s) {
-  step(c, s, kSteps);
-}
-template <int kHalves>
-void by_half_pages(Client& c, Screen& s) {
+void page(Client& c, Screen& s, int by) {
   const View& view = s.focus == Focus::kList    ? s.list
                      : s.focus == Focus::kChats ? s.chats
                                                 : s.messages;
-  step(c, s, kHalves * std::max(view.box.h / 2, 1));
+  step(c, s, by * std::max(view.box.h / 2, 1));
 }
-template <int kSteps>
-void to_neighbour(Client& c, Screen& s) {
-  step_chats(c, s, kSteps);
+
+void neighbour(Client& c, Screen& s, int by) {
+  step_chats(c, s, by);
   open_marked(c, s, s.chats.marked);
 }
-void swap_focus(Client&, Screen& s) {
+
+void swap_focus(Client&, Screen& s, int) {
   s.focus = s.focus == Focus::kChats ? Focus::kInput : Focus::kChats;
 }
-void show_raw(Client&, Screen& s) { s.raw = !s.raw; }
-void draw_again(Client&, Screen&) { clearok(curscr, TRUE); }
-void go_left(Client&, Screen& s) { s.cursor = beside(s, true); }
-void go_right(Client&, Screen& s) { s.cursor = beside(s, false); }
-void go_to_begin(Client&, Screen& s) { s.cursor = 0; }
-void go_to_end(Client&, Screen& s) { s.cursor = s.input.size(); }
-void erase_left(Client&, Screen& s) { erase_input(s, beside(s, true)); }
-void erase_right(Client&, Screen& s) { erase_input(s, beside(s, false)); }
-void erase_word(Client&, Screen& s) { erase_input(s, word_begin(s)); }
-void erase_line(Client&, Screen& s) { erase_input(s, 0); }
-void show_help(Client& c, Screen& s);
+void show_raw(Client&, Screen& s, int) { s.raw = !s.raw; }
+void draw_again(Client&, Screen&, int) { clearok(curscr, TRUE); }
+void show_help(Client& c, Screen& s, int);
 
 struct Key {
   wint_t key, also;             // `also` does the same; 0: no other one
   const char *names, *meaning;  // in the help
-  void (*act)(Client&, Screen&);
-  const char* words = "";  // in place of it: what it enters
+  const char* words;            // what it enters, or what it does:
+  void (*act)(Client&, Screen&, int by) = nullptr;
+  int by = 0;
 };
 constexpr Key kKeys[] = {
-    {'\t', 0, "Tab", "from the input to the chat list and back", swap_focus},
-    {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", by<-1>},
-    {code(KEY_DOWN), 0, "Down", "likewise", by<1>},
-    {code(KEY_PPAGE), 0, "PgUp", "page through messages or chats", by_half_pages<-1>},
-    {code(KEY_NPAGE), 0, "PgDn", "likewise", by_half_pages<1>},
-    {'\r', code(KEY_ENTER), "Enter", "open the chat, send the text", accept},
-    {27, 0, "Esc", "back; away with a notification", back},
-    {control('N'), 0, "Ctrl-N", "next chat", to_neighbour<1>},
-    {control('P'), 0, "Ctrl-P", "previous chat", to_neighbour<-1>},
-    {control('F'), 0, "Ctrl-F", "search in the chat", nullptr, "/find "},
-    {control('K'), 0, "Ctrl-K", "search for chats", nullptr, "/search "},
-    {code(KEY_F(2)), control('R'), "F2 Ctrl-R", "the raw lines of the protocol", show_raw},
-    {code(KEY_F(3)), 0, "F3", "open the chat of the notification", open_notification},
-    {code(KEY_F(5)), 0, "F5", "take a call", nullptr, "/accept"},
-    {code(KEY_F(6)), 0, "F6", "end it", nullptr, "/hangup"},
-    {code(KEY_F(1)), 0, "F1 ?", "this", show_help},
-    {control('L'), 0, "Ctrl-L", "draw again", draw_again},
-    {control('C'), 0, "Ctrl-C", "end", nullptr, "/quit"},
-    {code(KEY_MOUSE), 0, "Mouse", "open, mark, scroll", on_mouse},
-    {code(KEY_LEFT), 0, "Left", "back in the input", go_left},
-    {code(KEY_RIGHT), 0, "Right", "on in the input", go_right},
-    {code(KEY_HOME), control('A'), "Home Ctrl-A", "to its begin", go_to_begin},
-    {code(KEY_END), control('E'), "End Ctrl-E", "to its end", go_to_end},
-    {code(KEY_BACKSPACE), 127, "Backspace", "erase what is before the cursor", erase_left},
-    {control('H'), 0, "Ctrl-H", "likewise", erase_left},
-    {code(KEY_DC), control('D'), "Del Ctrl-D", "erase what is behind it", erase_right},
-    {control('W'), 0, "Ctrl-W", "erase the word before it", erase_word},
-    {control('U'), 0, "Ctrl-U", "erase all before it", erase_line},
+    {'\t', 0, "Tab", "from the input to the chat list and back", "", swap_focus},
+    {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", "", step, -1},
+    {code(KEY_DOWN), 0, "Down", "likewise", "", step, 1},
+    {code(KEY_PPAGE), 0, "PgUp", "page through messages or chats", "", page, -1},
+    {code(KEY_NPAGE), 0, "PgDn", "likewise", "", page, 1},
+    {'\r', code(KEY_ENTER), "Enter", "open the chat, send the text", "", accept},
+    {27, 0, "Esc", "back; away with a notification", "", back},
+    {control('N'), 0, "Ctrl-N", "next chat", "", neighbour, 1},
+    {control('P'), 0, "Ctrl-P", "previous chat", "", neighbour, -1},
+    {control('F'), 0, "Ctrl-F", "search in the chat", "/find "},
+    {control('K'), 0, "Ctrl-K", "search for chats", "/search "},
+    {code(KEY_F(2)), control('R'), "F2 Ctrl-R", "the raw lines of the protocol", "", show_raw},
+    {code(KEY_F(3)), 0, "F3", "open the chat of the notification", "", open_notification},
+    {code(KEY_F(5)), 0, "F5", "take a call", "/accept"},
+    {code(KEY_F(6)), 0, "F6", "end it", "/hangup"},
+    {code(KEY_F(1)), 0, "F1 ?", "this", "", show_help},
+    {control('L'), 0, "Ctrl-L", "draw again", "", draw_again},
+    {control('C'), 0, "Ctrl-C", "end", "/quit"},
+    {code(KEY_MOUSE), 0, "Mouse", "open, mark, scroll", "", on_mouse},
+    {code(KEY_LEFT), 0, "Left", "back in the input", "", go, -1},
+    {code(KEY_RIGHT), 0, "Right", "on in the input", "", go, 1},
+    {code(KEY_HOME), control('A'), "Home Ctrl-A", "to its begin", "", go_far, -1},
+    {code(KEY_END), control('E'), "End Ctrl-E", "to its end", "", go_far, 1},
+    {code(KEY_BACKSPACE), 127, "Backspace", "erase what is before the cursor", "", erase_one, -1},
+    {control('H'), 0, "Ctrl-H", "likewise", "", erase_one, -1},
+    {code(KEY_DC), control('D'), "Del Ctrl-D", "erase what is behind it", "", erase_one, 1},
+    {control('W'), 0, "Ctrl-W", "erase the word before it", "", erase_word},
+    {control('U'), 0, "Ctrl-U", "erase all before it", "", erase_all},
 };
 
 // Where no text is typed: "$" is the marked message's id, or the marked chat's.
 constexpr Key kMessageKeys[] = {
-    {'r', 0, "r", "on a marked message: answer it", nullptr, "/reply $ "},
-    {'e', 0, "e", "edit it", edit_marked},
-    {'s', 0, "s", "download its file", nullptr, "/get $"},
-    {'x', 0, "x", "stop the download", nullptr, "/stop $"},
-    {'+', 0, "+", "thumb up, or down again", nullptr, "/react $ 👍"},
-    {'*', 0, "*", "another reaction", nullptr, "/react $ "},
-    {'d', 0, "d", "delete it here", nullptr, "/delete $ "},
-    {'D', 0, "D", "delete it for all", nullptr, "/revoke $ "},
-    {'f', 0, "f", "forward it", nullptr, "/forward $ "},
-    {'p', 0, "p", "pin it", nullptr, "/pin $"},
-    {'a', 0, "a", "send it again", nullptr, "/again $"},
+    {'r', 0, "r", "on a marked message: answer it", "/reply $ "},
+    {'e', 0, "e", "edit it", "", edit_marked},
+    {'s', 0, "s", "download its file", "/get $"},
+    {'x', 0, "x", "stop the download", "/stop $"},
+    {'+', 0, "+", "thumb up, or down again", "/react $ 👍"},
+    {'*', 0, "*", "another reaction", "/react $ "},
+    {'d', 0, "d", "delete it here", "/delete $ "},
+    {'D', 0, "D", "delete it for all", "/revoke $ "},
+    {'f', 0, "f", "forward it", "/forward $ "},
+    {'p', 0, "p", "pin it", "/pin $"},
+    {'a', 0, "a", "send it again", "/again $"},
 };
 constexpr Key kChatKeys[] = {
-    {'m', 0, "m", "on a marked chat: mute or unmute it", nullptr, "/raw mute_toggle $"},
-    {'/', 0, "/", "search for chats", nullptr, "/search "},
+    {'m', 0, "m", "on a marked chat: mute or unmute it", "/raw mute_toggle $"},
+    {'/', 0, "/", "search for chats", "/search "},
 };
 
 template <typename Keys>
@@ -272,7 +262,7 @@ void add_help(std::vector<List::Row>& rows, const Keys& keys) {
   for (const Key& key : keys) rows.push_back({key.names, "", key.meaning});
 }
 
-void show_help(Client& c, Screen&) {
+void show_help(Client& c, Screen&, int) {
   List help = {"Help", 0, {}, true};
   add_help(help.rows, kKeys);
   add_help(help.rows, kMessageKeys);
@@ -290,7 +280,7 @@ bool press(Client& c, Screen& s, wint_t key, const Keys& keys, std::int64_t mark
     std::string words = k.words;
     const std::size_t at = words.find('$');
     if (at != std::string::npos) words.replace(at, 1, std::to_string(marked));
-    if (k.act) k.act(c, s);
+    if (k.act) k.act(c, s, k.by);
     use(c, s, words);
     return true;
   }
@@ -305,7 +295,7 @@ void handle_key(Client& c, Screen& s, wint_t key, bool is_code) {
   if (s.focus == Focus::kMessages && press(c, s, key, kMessageKeys, s.messages.marked)) return;
   if (s.focus == Focus::kChats && press(c, s, key, kChatKeys, s.chats.marked)) return;
   if (key == '?' && (s.focus != Focus::kInput || s.input.empty()) && !is_secret(c)) {
-    show_help(c, s);
+    show_help(c, s, 0);
   } else if (!is_code && s.focus == Focus::kInput && key >= 32) {
     s.input.insert(s.cursor++, 1, static_cast<wchar_t>(key));
   }
