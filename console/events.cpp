@@ -197,7 +197,7 @@ constexpr EventType kEvents[] = {
     {"history_end", if_open<on_history_end>},
     {"hub_notify_message", on_notify, "", "★ {chat_title}: {sender_name?{sender_name}: }{text}"},
     {"hub_notify_withdrawn", on_notify_withdrawn},
-    {"me", keep_last, "", "{first_name} {last_name}"},
+    {"me", keep_last, "", "logged in as {first_name} {last_name}"},
     {"message", if_open<keep<&Model::messages>>, "id", kMessageWords},
     {"message_new", on_message_new, "id", kMessageWords},
     {"message_pinned", if_open<change<&Model::messages>>, "id pinned"},

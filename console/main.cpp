@@ -38,10 +38,12 @@ void enter_and_print(Client& c, const std::string& line) {
   enter(c, line);
   if (!c.note.empty()) print(c.note);
   c.note.clear();
-  // Other lists come row by row, as events.
-  if (c.model.list.command != 0) return;
-  for (const List::Row& row : c.model.list.rows) print(row.text + ": " + row.meaning);
-  c.model.list.rows.clear();
+  // The help is there at once; other lists come row by row, as events.
+  List& list = c.model.list;
+  if (list.is_new && list.command == 0) {
+    for (const List::Row& row : list.rows) print(row.text + ": " + row.meaning);
+  }
+  list.is_new = false;
 }
 
 // Without a screen, for logs and for ssh: a line for an event, the same input a line each. Returns

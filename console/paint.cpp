@@ -15,20 +15,22 @@ void start_curses() {
   start_color();
   use_default_colors();
   const bool many = COLORS >= 256;
-  const int grey = many ? 245 : COLOR_WHITE;
-  const int blue = many ? 24 : COLOR_BLUE;
-  struct Pair {
-    int number, front, behind;
-  };
+  const short grey = many ? short{245} : short{COLOR_WHITE};
+  const short blue = many ? short{24} : short{COLOR_BLUE};
   // The colours of texts have the numbers of their marks.
-  for (const Pair& pair :
-       {Pair{kDim[0], grey, -1}, Pair{kGood[0], COLOR_GREEN, -1}, Pair{kBad[0], COLOR_RED, -1},
-        Pair{kWarn[0], COLOR_YELLOW, -1}, Pair{kKeyword[0], COLOR_CYAN, -1},
-        Pair{kTopBar, COLOR_WHITE, blue}, Pair{kCallBar, COLOR_BLACK, COLOR_GREEN},
-        Pair{kNoticeBar, COLOR_BLACK, COLOR_YELLOW}, Pair{kFirstName, COLOR_CYAN, -1},
-        Pair{kFirstName + 1, COLOR_MAGENTA, -1}, Pair{kFirstName + 2, COLOR_YELLOW, -1},
-        Pair{kFirstName + 3, COLOR_BLUE, -1}, Pair{kFirstName + 4, COLOR_RED, -1}}) {
-    init_extended_pair(pair.number, pair.front, pair.behind);
+  const short pairs[][3] = {{kDim[0], grey, -1},
+                            {kGood[0], COLOR_GREEN, -1},
+                            {kBad[0], COLOR_RED, -1},
+                            {kWarn[0], COLOR_YELLOW, -1},
+                            {kKeyword[0], COLOR_CYAN, -1},
+                            {kTopBar, COLOR_WHITE, blue},
+                            {kCallBar, COLOR_BLACK, COLOR_GREEN},
+                            {kNoticeBar, COLOR_BLACK, COLOR_YELLOW}};
+  for (const auto& [pair, front, behind] : pairs) init_pair(pair, front, behind);
+  short pair = kFirstName;
+  for (const short name : {short{COLOR_CYAN}, short{COLOR_MAGENTA}, short{COLOR_YELLOW},
+                           short{COLOR_BLUE}, short{COLOR_RED}}) {
+    init_pair(pair++, name, -1);
   }
 }
 

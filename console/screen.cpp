@@ -146,8 +146,8 @@ void draw_raw(const Client& c, Screen& s, Box box) {
 void draw_top(const Client& c, Box box) {
   const Model& m = c.model;
   const Event& connection = m.of("connection_state");
-  const std::string left =
-      " td_console  " + describe(m, m.of("me")) + (c.quitting && !c.ended ? "  ending…" : "");
+  const std::string left = " td_console  " + in_words(m, m.of("me"), "{first_name} {last_name}") +
+                           (c.quitting && !c.ended ? "  ending…" : "");
   std::string right = in_words(m, connection, "{state:spaced}");
   if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";

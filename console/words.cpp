@@ -127,10 +127,11 @@ void run_command(Client& c, const Word& word, const std::string& line) {
   };
   for (const auto& [name, value] : parts.members) {
     if (!value.empty() || !names("{" + name + "}") || names("{" + name + "?")) continue;
-    return tell(c, usage(word) + "  (there is no " + name + ")", true);
+    return tell(c, usage(word) + (name < "a" ? "" : "  (there is no " + name + ")"), true);
   }
   if (word.lists) {
-    c.model.list = {"/" + std::string(word.name) + " " + line, c.last_id + 1, {}, true};
+    const std::string title = "/" + std::string(word.name) + (line.empty() ? "" : " ") + line;
+    c.model.list = {title, c.last_id + 1, {}, true};
   }
   say(c, in_words(c.model, parts, word.command));
 }
