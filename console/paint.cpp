@@ -34,17 +34,17 @@ void start_curses() {
   }
 }
 
-void put(const Box& box, std::string_view utf8, attr_t over) {
+void put(const Box& box, std::string_view text, attr_t over) {
   const int width = std::min(box.w, getmaxx(stdscr) - box.x);
   if (box.h < 1 || box.y < 0 || box.y >= getmaxy(stdscr) || width < 1) return;
-  std::wstring text = widen(utf8);
-  std::replace(text.begin(), text.end(), L'\n', L' ');
+  std::wstring wide = widen(text);
+  std::replace(wide.begin(), wide.end(), L'\n', L' ');
   attr_t attr = over;
   attrset(attr);
   mvhline(box.y, box.x, ' ', width);
   move(box.y, box.x);
   std::wstring run;
-  for (const wchar_t c : clip(text, width) + L'\1') {
+  for (const wchar_t c : clip(wide, width) + L'\1') {
     if (!is_colour(c)) {
       run += c;
       continue;
@@ -66,25 +66,25 @@ std::string ends(std::string_view left, const std::string& right, int width) {
   return narrow(text) + kPlain + std::string(gap, ' ') + right;
 }
 
-std::vector<std::string> wrap(std::string_view utf8, int width, int indent) {
-  const std::wstring text = widen(utf8);
+std::vector<std::string> wrap(std::string_view text, int width, int indent) {
+  const std::wstring wide = widen(text);
   std::vector<std::string> lines;
   std::wstring colours;  // those that hold where the line begins
-  for (std::size_t begin = 0; begin < text.size() || lines.empty();) {
+  for (std::size_t begin = 0; begin < wide.size() || lines.empty();) {
     int room = width - (lines.empty() ? 0 : indent);
     std::size_t end = begin;
     std::size_t blank = begin;
-    for (; end < text.size() && text[end] != L'\n'; ++end) {
-      if (text[end] == L' ') blank = end;
-      if ((room -= columns({&text[end], 1})) < 0) break;
+    for (; end < wide.size() && wide[end] != L'\n'; ++end) {
+      if (wide[end] == L' ') blank = end;
+      if ((room -= columns({&wide[end], 1})) < 0) break;
     }
     std::size_t next = end;
-    const bool overfull = end < text.size() && text[end] != L'\n';
+    const bool overfull = end < wide.size() && wide[end] != L'\n';
     // A long word is rather broken than put on a line of its own behind half an empty one.
     if (overfull && blank > begin + (end - begin) / 2) next = end = blank;
-    if (next < text.size() && (text[next] == L'\n' || text[next] == L' ')) ++next;
-    if (next == begin) next = end = std::min(begin + 1, text.size());  // not even one has room
-    const std::wstring part = text.substr(begin, end - begin);
+    if (next < wide.size() && (wide[next] == L'\n' || wide[next] == L' ')) ++next;
+    if (next == begin) next = end = std::min(begin + 1, wide.size());  // not even one has room
+    const std::wstring part = wide.substr(begin, end - begin);
     const auto blanks = static_cast<std::size_t>(lines.empty() ? 0 : indent);
     lines.push_back(std::string(blanks, ' ') + narrow(colours + part));
     for (const wchar_t c : part) {
@@ -123,10 +123,10 @@ void draw_view(View& v, const Box& box, std::vector<View::Row> rows, bool from_e
   }
   v.scroll = 0;
   v.first = std::clamp(v.first, 0, last);
-  for (int y = 0; y < box.h && v.first + y < total; ++y) {
-    const View::Row& row = v.rows[static_cast<std::size_t>(v.first + y)];
-    const bool reversed = lit && v.marked != 0 && row.id == v.marked;
-    put({box.y + y, box.x, 1, box.w}, row.line, reversed ? A_REVERSE : A_NORMAL);
+  Box left = box;
+  for (auto row = v.rows.begin() + v.first; row != v.rows.end() && left.h > 0; ++row) {
+    const bool reversed = lit && v.marked != 0 && row->id == v.marked;
+    put(left.top(), row->line, reversed ? A_REVERSE : A_NORMAL);
   }
 }
 
