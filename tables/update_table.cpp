@@ -68,6 +68,7 @@ constexpr UpdateRow kUpdates[] = {
     {"updateScopeNotificationSettings", update<on_scope_notification_settings>},
 };
 // clang-format on
+static_assert(sizeof kUpdates / sizeof *kUpdates <= 64);  // the dispatcher keeps a bit for each
 
 }  // namespace
 

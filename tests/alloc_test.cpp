@@ -1,11 +1,10 @@
+// The replaced operator new and its table; what a process does that runs out: crash_test.py.
 #include "frame/alloc.h"
 
 #include <dlfcn.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -13,20 +12,17 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "frame/memtest.h"
 #include "frame/oom_report.h"
 #include "platform/memory_map.h"
 #include "tests/forked_child.h"
 #include "tests/matches.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TD_SANITIZED_ALLOCATOR 1
 // A refused request must come back as null, as the C library's does.
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
@@ -305,118 +301,5 @@ TEST(MemoryMapReader, CountsStacksAndHeapsInAnyChunking) {
     EXPECT_EQ(reader.summary.heap_bytes, 8u + 100 + 1 + 5 + 7);
   }
 }
-
-MemoryMapSummary own_summary() {
-  MemoryMapReader reader;
-  MemoryMap map;
-  EXPECT_TRUE(open_memory_map(map));
-  char chunk[10];  // smaller than a line
-  while (const std::size_t got = read_memory_map(map, chunk, sizeof chunk)) {
-    add_memory_map_text(reader, chunk, got);
-  }
-  close_memory_map(map);
-  EXPECT_EQ(map.fd, -1);
-  return reader.summary;
-}
-
-TEST(MemoryMap, ShowsThisProcessesStacksAndHeaps) {
-  std::mutex gate;
-  gate.lock();
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) threads.emplace_back([&] { std::lock_guard<std::mutex>{gate}; });
-  const MemoryMapSummary with_threads = own_summary();
-  EXPECT_GE(with_threads.stacks, 1 + 3u);
-  EXPECT_GE(with_threads.stack_bytes, 3u << 20);
-  gate.unlock();
-  for (std::thread& thread : threads) thread.join();
-
-  const MemoryMapSummary idle = own_summary();
-  EXPECT_GE(idle.heaps, 1u);
-  void* p = try_mmap_alloc(3 << 20);
-  EXPECT_GE(own_summary().heap_bytes, idle.heap_bytes + (3 << 20));
-  EXPECT_TRUE(try_mmap_free(p));
-}
-
-std::string memtest_lines(const std::string& arg, const std::string& result) {
-  std::string lines = "[backend] MEMTEST begin arg='" + arg + "'\n";
-  for (const std::string size : {"131072", "262144", "323584", "585728", "1048576", "2097152"}) {
-    for (const std::string kind : {"mmap  size=", "malloc size="}) {
-      lines.append("[backend] MEMTEST ").append(kind + size).append(" " + result + "\n");
-    }
-  }
-  return lines + "[backend] MEMTEST end\n[backend] CMD memtest\n";
-}
-
-TEST(Memtest, ProbesTwelveTimesAndReplies) {
-  const ChildResult child = run_in_child([] { run_memtest("a 'b' c"); });
-  EXPECT_EQ(child.log, memtest_lines("a 'b' c", "OK"));
-  EXPECT_EQ(child.out, "MEMTEST_DONE\n");
-}
-
-#if !defined(TD_SANITIZED_ALLOCATOR)  // which reserves its whole heap before a limit can be set
-// Keeps the compiler from leaving out an allocation that nobody uses.
-void* volatile g_kept;
-void* keep(void* p) {
-  g_kept = p;
-  return p;
-}
-
-// Lets the process's address space grow by `room` bytes from now on, and no further.
-void limit_address_space(std::size_t room) {
-  char text[64] = {};
-  const int fd = open("/proc/self/statm", O_RDONLY);
-  if (fd < 0 || read(fd, text, sizeof text - 1) <= 0) _exit(1);
-  close(fd);
-  rlimit limit = {};
-  getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur = std::strtoul(text, nullptr, 10) * page_size() + room;
-  if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(1);
-}
-
-// Takes whatever malloc can still give, down to `smallest` bytes; the last block is returned.
-void* use_up_malloc(std::size_t smallest) {
-  void* last = nullptr;
-  for (std::size_t size = 64 * 1024; size >= smallest; size /= 16) {
-    while (void* more = std::malloc(size)) last = keep(more);
-  }
-  return last;
-}
-
-// Status 5: every request was served by one page of its own, until the room was used up.
-[[noreturn]] void allocate_single_bytes_until_nothing_is_left() {
-  constexpr std::size_t kRoom = 64 * 1024;  // less than the steps in which malloc grows
-  limit_address_space(0);
-  use_up_malloc(1);
-  limit_address_space(kRoom);
-  try {
-    for (;;) {
-      char* const p = static_cast<char*>(keep(::operator new(1)));
-      *p = 1;
-      const MmapAlloc* slot = slot_of(p);
-      if (slot == nullptr || slot->length != page_size()) _exit(2);
-    }
-  } catch (const std::bad_alloc&) {
-    _exit(live_mappings() == kRoom / page_size() ? 5 : 6);
-  }
-}
-
-TEST_F(AllocTest, WhatMallocCannotServeIsMappedPageByPageUntilNothingIsLeft) {
-  // In a fresh process: after threads malloc has arenas that map single pages themselves.
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  EXPECT_EXIT(allocate_single_bytes_until_nothing_is_left(), testing::ExitedWithCode(5),
-              "^td_backend: OOM \\(operator new\\) size=1 (.*\n)*"
-              "td_backend: /proc/self/vmstat end");
-}
-
-TEST(Memtest, SaysWhatFails) {
-  const ChildResult child = run_in_child([] {
-    limit_address_space(0);
-    std::free(use_up_malloc(64 * 1024));  // room for the lines themselves
-    run_memtest("");
-  });
-  EXPECT_EQ(child.log, memtest_lines("", "FAIL errno=12 (Cannot allocate memory)"));
-  EXPECT_EQ(child.out, "MEMTEST_DONE\n");
-}
-#endif
 
 }  // namespace

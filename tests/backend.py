@@ -232,7 +232,7 @@ class Backend:
 
     def _run_child(self, descriptors, their_socket):
         libc.prctl(1, signal.SIGKILL)  # when the test ends, this process does, too
-        for number in (signal.SIGPIPE, signal.SIGXFSZ):
+        for number in (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGINT, signal.SIGHUP):
             signal.signal(number, signal.SIG_DFL)
         if self.real:
             leave_the_network()

@@ -1,7 +1,9 @@
 """How the program ends when it cannot go on: faults on its own and on TDLib's threads, exceptions,
 memory exhaustion; what it leaves in each channel and on disk."""
+import mmap
 import platform
 import re
+import resource
 import unittest
 
 from backend import Backend, read_file
@@ -153,6 +155,20 @@ class Crash(unittest.TestCase):
                 with Backend(env={"TDLIB_DB_DIR": str(run.dir / "tdlib-db")}) as after:
                     after.start()  # finds the database's lock free
                     self.assertEqual(after.replies(), ["BACKEND_READY client_id=1"])
+
+    def test_memtest(self):
+        for enough, result in ((True, "OK"), (False, "FAIL errno=12 (Cannot allocate memory)")):
+            with started() as run:
+                if not enough:
+                    pages = int(read_file(f"/proc/{run.pid}/statm").split()[0])
+                    limit = pages * mmap.PAGESIZE + (64 << 10)
+                    resource.prlimit(run.pid, resource.RLIMIT_AS, (limit, limit))
+                run.send_line("memtest a 'b' c")
+                sizes = (131072, 262144, 323584, 585728, 1048576, 2097152)
+                self.assertEqual(run.dbg_lines(), ["MEMTEST begin arg='a 'b' c'", *(
+                    f"MEMTEST {kind} size={size} {result}"
+                    for size in sizes for kind in ("mmap ", "malloc")), "MEMTEST end", "CMD memtest"])
+                self.assertEqual(run.replies(), ["MEMTEST_DONE"])
 
     def test_every_allocation_mapped(self):
         """With the least threshold the table fills up, and malloc takes over."""

@@ -6,8 +6,9 @@
 #include <memory>
 #include <string_view>
 
-// The build of the address sanitizer takes a part of what takes long; the released kernels, all.
-#if defined(__SANITIZE_ADDRESS__)
+// The build of the address sanitizer, and those for other processors, which run emulated, take a
+// part of what takes long; the released kernels, all.
+#if defined(__SANITIZE_ADDRESS__) || !defined(__x86_64__)
 constexpr std::size_t kPart = 7;
 #else
 constexpr std::size_t kPart = 1;

@@ -323,8 +323,10 @@ def compare(expected, now):
             line = got[index] if index < len(got) else None
             if item and line and item.text == item.form(line):
                 continue
-            wrong += [f"  expected {kind} {item.text}"] * bool(item)
-            wrong += [f"  got      {line}"] * bool(line)
+            if item:
+                wrong.append(f"  expected {kind} {item.text}")
+            if line:
+                wrong.append(f"  got      {line}")
         kept += in_form(got, want, kind)
     log = [line[2:] for line in now if line[0] == "|"]
     left = list(log)

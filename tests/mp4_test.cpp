@@ -99,8 +99,11 @@ TEST(Mp4Probe, FindsTheHeaderInLegalTreesAlone) {
       {"10/20/100x90", movie(tkhd(0, 100) + box("mdia", mdhd(0, 10, 20)))},
       {"600/1500/240x90", box("moov", box("trak", tkhd(0, 9)) + kVideo)},
       {"10/20/0x0", media(mdhd(0, 10, 20))},
+      // Without its height, and with half of it.
       {"10/20/9x0",
        movie(box("tkhd", tkhd_body(0, 9).substr(0, 80)) + box("mdia", mdhd(0, 10, 20)))},
+      {"10/20/9x0",
+       movie(box("tkhd", tkhd_body(0, 9).substr(0, 82)) + box("mdia", mdhd(0, 10, 20)))},
       {"3/9/50x90", kFtyp + big_boxes},
       {"7/70/240x90", kFtyp + open_box("moov", to_the_end)},
       {"600/1500/240x90", box("moov", kVideo) + open_box("mdat", "abc")},

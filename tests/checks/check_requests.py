@@ -79,6 +79,14 @@ class Checker:
                 self.value(f"{name}.{key}", self.objects[name][key], member)
 
 
+def check_tables(checker, source):
+    for name in ("command", "answer", "update"):
+        text = pathlib.Path(source, f"tables/{name}_table.cpp").read_text()
+        words = re.findall(r'^    \{"(\w+)"', text, flags=re.M)
+        checker.errors += [f"the {name} table has {word} twice"
+                           for word in sorted({w for w in words if words.count(w) > 1})]
+
+
 def check_updates(checker, source):
     table = pathlib.Path(source, "tables/update_table.cpp").read_text()
     decided = re.findall(r"^\| `(update\w+)` \| (both|level 2|no) \| ",
@@ -108,6 +116,7 @@ def main():
             built |= set(re.findall(r'make_id_request\("(\w+)"', text))
     built &= checker.functions
     if len(sys.argv) > 3:
+        check_tables(checker, sys.argv[3])
         check_updates(checker, sys.argv[3])
     for error in sorted(set(checker.errors)):
         print(error)
