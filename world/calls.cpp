@@ -9,6 +9,23 @@ static constexpr double kRingSeconds = 3;  // until the other side takes the pho
 static constexpr double kConnectSeconds = 0.3;
 static constexpr double kMissedSeconds = 30;  // until a call that nobody takes is over
 
+namespace {
+
+struct Call {
+  enum State { kPending, kExchangingKeys, kReady, kHangingUp, kDiscarded };
+  Id id = 0;
+  Id user = 0;
+  bool outgoing = false;
+  bool video = false;
+  State state = kPending;
+  std::string_view reason;  // why it is over
+  Id since = 0;             // when the talk began; 0: it has not
+};
+
+}  // namespace
+
+static std::map<Id, Call> g_calls;
+
 // By Call::State.
 static constexpr const char* kStates[] = {
     "callStatePending is_created=true is_received=true",
@@ -24,8 +41,8 @@ static constexpr const char* kStates[] = {
 
 // Null when there is none, or when it has left the state.
 static Call* find_call(Id id) {
-  const auto found = g_world.calls.find(id);
-  return found == g_world.calls.end() ? nullptr : &found->second;
+  const auto found = g_calls.find(id);
+  return found == g_calls.end() ? nullptr : &found->second;
 }
 static Call* find_call(Id id, Call::State state) {
   Call* call = find_call(id);
@@ -50,7 +67,7 @@ static void end_call(Call& call, std::string_view reason) {
   note.content = content_row("messageCall");
   note.seconds = call.since != 0 ? std::max<Id>(date_now() - call.since, 0) : 0;
   note.text = reason;
-  g_world.calls.erase(call.id);
+  g_calls.erase(call.id);
   if (chat == nullptr) return;
   tell_chat(*chat);
   tell_new_message(*chat, append_message(*chat, note));
@@ -67,10 +84,12 @@ static void connect(Call& call) {
   });
 }
 
+bool is_called() { return !g_calls.empty(); }
+
 Id begin_call(Id user, bool outgoing, bool video) {
   static Id last = 0;
   const Id id = ++last;
-  Call& call = g_world.calls[id] = {id, user, outgoing, video, Call::kPending, {}, 0};
+  Call& call = g_calls[id] = {id, user, outgoing, video, Call::kPending, {}, 0};
   enter_state(call, Call::kPending);
   later(outgoing ? kRingSeconds : kMissedSeconds, [id, outgoing] {
     Call* ringing = find_call(id, Call::kPending);
@@ -101,7 +120,7 @@ static std::string accept_call(Asked& asked) {
   const std::string error = check_protocol(asked.json["protocol"]);
   if (!error.empty()) return error;
   connect(*call);
-  return ok_text();
+  return {};
 }
 
 static std::string discard_call(Asked& asked) {
@@ -112,21 +131,13 @@ static std::string discard_call(Asked& asked) {
   end_call(*call, asked.json.boolean("is_disconnected") ? "callDiscardReasonDisconnected"
                   : taken                               ? "callDiscardReasonHungUp"
                                                         : "callDiscardReasonDeclined");
-  return ok_text();
-}
-
-static std::string send_signaling(Asked& asked) {
-  const Id id = asked.json.number("call_id");
-  if (find_call(id) == nullptr) return refuse("Call not found");
-  tell("updateNewCallSignalingData call_id data", {id, asked.json.string("data")});
-  return ok_text();
+  return {};
 }
 
 const Requests kCallRequests = {
     {"createCall", kUser, create_call},
     {"acceptCall", kNothing, accept_call},
     {"discardCall", kNothing, discard_call},
-    {"sendCallSignalingData", kNothing, send_signaling},
 };
 
 }  // namespace world

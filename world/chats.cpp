@@ -209,6 +209,7 @@ static std::string members_text(const Chat& chat) {
 }
 
 static std::string group_full_text(const Chat& chat) {
+  if (chat.standing == S::kBanned) return refuse("CHANNEL_PRIVATE");
   const std::string description = "About " + chat_title(chat);
   if (chat.kind == K::kBasicGroup) {
     return object("basicGroupFullInfo description creator_user_id members",
@@ -280,16 +281,15 @@ static std::string chat_object(Chat& chat, bool complete) {
       {!is_channel(chat), !is_super(chat)});
   return object(
       "chat id type title photo accent_color_id profile_accent_color_id=-1 permissions "
-      "last_message positions chat_lists is_marked_as_unread view_as_topics "
+      "last_message positions chat_lists view_as_topics "
       "can_be_deleted_only_for_self can_be_reported unread_count last_read_inbox_message_id "
       "last_read_outbox_message_id unread_mention_count notification_settings "
       "available_reactions=@chatAvailableReactionsAll available_reactions.max_reaction_count=11",
       {chat.id, chat_type_text(chat), chat_title(chat), photo_text(chat), chat.number % 7, rights,
        complete ? message_text(chat, last_id(chat)) : "", complete ? positions_text(chat) : "[]",
-       chat.order != 0 ? "[" + list_text(chat) + "]" : "[]", chat.marked_unread,
-       chat.kind == K::kForum, chat.standing != S::kBanned, is_super(chat), chat.unread,
-       chat.last_read_inbox, chat.last_read_outbox, chat.mentions,
-       notification_settings_text(chat)});
+       chat.order != 0 ? "[" + list_text(chat) + "]" : "[]", chat.kind == K::kForum,
+       chat.standing != S::kBanned, is_super(chat), chat.unread, chat.last_read_inbox,
+       chat.last_read_outbox, chat.mentions, notification_settings_text(chat)});
 }
 
 std::string chat_text(Chat& chat) { return chat_object(chat, true); }
@@ -344,12 +344,7 @@ static std::string open_chat(Asked& asked) {
     tell("updateChatOnlineMemberCount chat_id online_member_count",
          {chat.id, 1 + chat.members / 3});
   }
-  return ok_text();
-}
-
-static std::string close_chat(Asked& asked) {
-  asked.chat->open = false;
-  return ok_text();
+  return {};
 }
 
 static std::string create_private_chat(Asked& asked) {
@@ -364,13 +359,13 @@ static std::string join_chat(Asked& asked) {
   if (asked.chat->standing == S::kBanned) return refuse("USER_BANNED_IN_CHANNEL");
   if (asked.chat->standing != S::kLeft) return refuse("USER_ALREADY_PARTICIPANT");
   set_standing(*asked.chat, S::kMember);
-  return ok_text();
+  return {};
 }
 
 static std::string leave_chat(Asked& asked) {
   if (!is_group(*asked.chat)) return refuse("Can't leave private and secret chats");
   if (asked.chat->standing != S::kBanned) set_standing(*asked.chat, S::kLeft);
-  return ok_text();
+  return {};
 }
 
 static std::string set_notifications(Asked& asked) {
@@ -384,7 +379,7 @@ static std::string set_notifications(Asked& asked) {
                                           : static_cast<int>(seconds);
   tell("updateChatNotificationSettings chat_id notification_settings",
        {chat.id, notification_settings_text(chat)});
-  return ok_text();
+  return {};
 }
 
 static std::string get_scope(Asked& asked) {
@@ -392,55 +387,30 @@ static std::string get_scope(Asked& asked) {
   return object("scopeNotificationSettings show_preview=true");
 }
 
-void mark_unread(Chat& chat, bool unread) {
-  chat.marked_unread = unread;
-  tell("updateChatIsMarkedAsUnread chat_id is_marked_as_unread", {chat.id, unread});
-}
-
-static std::string toggle_marked(Asked& asked) {
-  mark_unread(*asked.chat, asked.json.boolean("is_marked_as_unread"));
-  return ok_text();
-}
-
-// The group with that id of its own, which the client must know.
-static Chat* asked_group(const Asked& asked) {
+// The text of the group with that id of its own, which the client must know.
+static std::string with_group(const Asked& asked, std::string (*text)(const Chat&)) {
   const Id basic = asked.json.number("basic_group_id"), super = asked.json.number("supergroup_id");
   const bool possible = std::max(basic, super) < 1000000000 && std::min(basic, super) >= 0;
-  return possible ? told_chat(super != 0 ? kSupergroups - super : -basic) : nullptr;
+  const Chat* chat = possible ? told_chat(super != 0 ? kSupergroups - super : -basic) : nullptr;
+  if (chat != nullptr) return text(*chat);
+  return refuse(super != 0 ? "Supergroup not found" : "Basic group not found");
 }
-
-static std::string get_basic(Asked& asked) {
-  const Chat* chat = asked_group(asked);
-  return chat == nullptr ? refuse("Basic group not found") : group_text(*chat);
-}
-static std::string get_basic_full(Asked& asked) {
-  const Chat* chat = asked_group(asked);
-  return chat == nullptr ? refuse("Basic group not found") : group_full_text(*chat);
-}
-static std::string get_super(Asked& asked) {
-  const Chat* chat = asked_group(asked);
-  return chat == nullptr ? refuse("Supergroup not found") : group_text(*chat);
-}
-static std::string get_super_full(Asked& asked) {
-  const Chat* chat = asked_group(asked);
-  if (chat == nullptr) return refuse("Supergroup not found");
-  return chat->standing == S::kBanned ? refuse("CHANNEL_PRIVATE") : group_full_text(*chat);
-}
+static std::string get_group(Asked& asked) { return with_group(asked, group_text); }
+static std::string get_group_full(Asked& asked) { return with_group(asked, group_full_text); }
 
 const Requests kChatRequests = {
     {"getChat", kChat, [](Asked& asked) { return chat_text(*asked.chat); }},
     {"openChat", kChat, open_chat},
-    {"closeChat", kChat, close_chat},
+    {"closeChat", kChat, [](Asked& asked) { return asked.chat->open = false, std::string(); }},
     {"createPrivateChat", kNothing, create_private_chat},
     {"joinChat", kChat, join_chat},
     {"leaveChat", kChat, leave_chat},
     {"setChatNotificationSettings", kChat, set_notifications},
     {"getScopeNotificationSettings", kNothing, get_scope},
-    {"toggleChatIsMarkedAsUnread", kChat, toggle_marked},
-    {"getBasicGroup", kNothing, get_basic},
-    {"getBasicGroupFullInfo", kNothing, get_basic_full},
-    {"getSupergroup", kNothing, get_super},
-    {"getSupergroupFullInfo", kNothing, get_super_full},
+    {"getBasicGroup", kNothing, get_group},
+    {"getBasicGroupFullInfo", kNothing, get_group_full},
+    {"getSupergroup", kNothing, get_group},
+    {"getSupergroupFullInfo", kNothing, get_group_full},
 };
 
 }  // namespace world

@@ -149,17 +149,9 @@ std::string slot_text(char slot, const Chat& chat, const Message& m) {
       tell_person(about + 1);
       return "[" + std::to_string(about) + "," + std::to_string(about + 1) + "]";
     case 'k': return bare_object(m.seconds >= 0 ? m.text : "callDiscardReasonHungUp");
-    default: return {};
-  }
-}
-
-Id slot_number(char slot, const Message& m) {
-  const Id about = kMe + 2 + static_cast<Id>(m.dice >> 16 & 7);
-  switch (slot) {
-    case 'd': tell_person(about); return about;
-    case 'e': return message_id(message_index(m.id) / 2);
-    case 'j': return m.seconds >= 0 ? m.seconds : static_cast<Id>(3 + m.dice % 200);
-    default: return 0;
+    case 'e': return std::to_string(message_id(message_index(m.id) / 2));
+    case 'j': return std::to_string(m.seconds >= 0 ? m.seconds : 3 + static_cast<Id>(m.dice % 200));
+    default: tell_person(about); return std::to_string(about);
   }
 }
 
@@ -198,7 +190,6 @@ void append_content(std::string& out, Chat& chat, const Message& m) {
     const auto slot = static_cast<std::size_t>(mark[1] - 'a');
     texts[slot] = slot_text(mark[1], chat, m);
     values[slot] = texts[slot];
-    values[slot].number = slot_number(mark[1], m);
   }
   append_object(out, shape, values);
 }

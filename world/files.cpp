@@ -12,16 +12,33 @@ namespace world {
 static constexpr int kSteps = 5;  // pieces of a download
 static constexpr double kStepSeconds = 0.25;
 
+namespace {
+
+struct File {
+  Id key = 0;
+  int size = 0;
+  std::string path;  // of what is on the disk; empty before the download
+  int done = 0;
+  bool active = false;
+  bool own = false;  // an upload
+  bool photo = false;
+  int run = 0;  // counts the downloads, so that a step of a cancelled one is known
+};
+
+}  // namespace
+
+static std::vector<File> g_files;  // by id - 1
+
 static File* find_file(Id id) {
-  if (id < 1 || id > static_cast<Id>(g_world.files.size())) return nullptr;
-  return &g_world.files[static_cast<std::size_t>(id - 1)];
+  if (id < 1 || id > static_cast<Id>(g_files.size())) return nullptr;
+  return &g_files[static_cast<std::size_t>(id - 1)];
 }
 
 bool has_file(Id id) { return find_file(id) != nullptr; }
 
 static int add_file(File file) {
-  g_world.files.push_back(std::move(file));
-  return static_cast<int>(g_world.files.size());
+  g_files.push_back(std::move(file));
+  return static_cast<int>(g_files.size());
 }
 
 int own_file(const std::string& path, int size) {
@@ -48,7 +65,8 @@ std::string file_text(int id) {
 }
 
 std::string file_text(Id key, int size, bool photo) {
-  int& id = g_world.file_ids[key];
+  static std::unordered_map<Id, int> ids;
+  int& id = ids[key];
   if (id == 0) {
     File file;
     file.key = key;
@@ -63,52 +81,32 @@ static void tell_file(int id) { tell("updateFile file", {file_text(id)}); }
 
 // ---- what stands in them
 
-static std::string big_endian(std::size_t number) {
-  std::string out;
-  for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>(number >> shift);
+static void append_little_endian(std::string& out, std::initializer_list<std::uint32_t> numbers) {
+  for (const std::uint32_t number : numbers) {
+    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>(number >> shift);
+  }
+}
+
+// A BMP file: a part of a circle in one colour on another.
+static std::string picture(std::uint64_t dice, int size) {
+  const auto edge = static_cast<std::uint32_t>(std::clamp(size / 3000 * 8, 24, 100));
+  const std::uint32_t bytes = 4 * edge * edge, bytes_before = 54,
+                      one_plane_of_32_bits = 32 << 16 | 1;
+  std::string out = "BM";
+  append_little_endian(out, {bytes_before + bytes, 0, bytes_before, 40, edge, edge,
+                             one_plane_of_32_bits, 0, bytes, 2835, 2835, 0, 0});
+  for (std::uint32_t i = 0; i < edge * edge; ++i) {
+    const std::uint32_t x = i % edge, y = i / edge;
+    const auto colour = static_cast<std::uint32_t>(dice);
+    append_little_endian(out, {x * x + y * y < edge * edge / 2 ? colour : ~colour});
+  }
   return out;
-}
-
-// A part of a PNG file: its length, its type and data, and their checksum.
-static std::string png_chunk(const std::string& type, const std::string& data) {
-  const std::string chunk = type + data;
-  std::uint32_t crc = 0xFFFFFFFFu;
-  for (const char c : chunk) {
-    crc ^= static_cast<unsigned char>(c);
-    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
-  }
-  return big_endian(data.size()) + chunk + big_endian(~crc);
-}
-
-// A circle of one colour in another, not compressed: one stored block of a zlib stream.
-static std::string picture(std::uint64_t dice, std::size_t size) {
-  const std::size_t edge = std::clamp<std::size_t>(size / 3000 * 8, 24, 100);
-  std::string rows;
-  for (std::size_t y = 0; y < edge; ++y) {
-    rows += '\0';
-    for (std::size_t x = 0; x < edge; ++x) {
-      const std::uint64_t colour = x * x + y * y < edge * edge / 2 ? dice : ~dice;
-      for (int k = 0; k < 3; ++k) rows += static_cast<char>(colour >> 8 * k);
-    }
-  }
-  std::string stream = "\x78\x01\x01";
-  for (const std::size_t n : {rows.size(), ~rows.size()})
-    (stream += static_cast<char>(n)) += static_cast<char>(n >> 8);
-  std::uint32_t a = 1, b = 0;  // its checksum
-  for (const char c : rows) {
-    a = (a + static_cast<unsigned char>(c)) % 65521;
-    b = (b + a) % 65521;
-  }
-  stream += rows + big_endian(b << 16 | a);
-  const std::string header = big_endian(edge) + big_endian(edge) + std::string("\x08\x02\0\0\0", 5);
-  return "\x89PNG\r\n\x1a\n" + png_chunk("IHDR", header) + png_chunk("IDAT", stream) +
-         png_chunk("IEND", "");
 }
 
 static std::string file_bytes(const File& file) {
   const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(file.key));
   const auto size = static_cast<std::size_t>(file.size);
-  std::string bytes = file.photo ? picture(dice, size) : "";
+  std::string bytes = file.photo ? picture(dice, file.size) : "";
   // What follows a picture's end is ignored; the others are plain text.
   for (unsigned i = 0; bytes.size() < size; ++i) (bytes += some_text(mix(dice, i))) += '\n';
   bytes.resize(size);
@@ -127,7 +125,7 @@ static bool write_piece(File& file, int up_to) {
   if (file.path.empty()) {
     const std::string directory = g_world.files_directory + (file.photo ? "/photos" : "/documents");
     mkdir(directory.c_str(), 0700);
-    file.path = directory + "/file_" + std::to_string(file.key) + (file.photo ? ".png" : ".txt");
+    file.path = directory + "/file_" + std::to_string(file.key) + (file.photo ? ".bmp" : ".txt");
   }
   const int fd = open(file.path.c_str(), O_WRONLY | O_CREAT | (file.done == 0 ? O_TRUNC : 0), 0600);
   if (fd < 0) return false;
@@ -152,37 +150,30 @@ static void next_piece(int id, int run) {
   if (file.active) later(is_online() ? kStepSeconds : 1, [id, run] { next_piece(id, run); });
 }
 
-static std::string with_file(Asked& asked, void (*change)(File& file, int id)) {
+static std::string download_file(Asked& asked) {
+  const Id priority = asked.json.number("priority");
   const auto id = static_cast<int>(asked.json.number("file_id"));
   File* file = find_file(id);
+  if (priority < 1 || priority > 32) return refuse("Download priority must be between 1 and 32");
   if (file == nullptr) return refuse("Invalid file identifier");
-  change(*file, id);
+  if (is_complete(*file) && access(file->path.c_str(), R_OK) != 0) forget(*file);
+  if (!is_complete(*file) && !file->active) {
+    file->active = true;
+    tell_file(id);
+    later(kStepSeconds, [id, run = ++file->run] { next_piece(id, run); });
+  }
   return file_text(id);
 }
 
-static void begin_download(File& file, int id) {
-  if (is_complete(file) && access(file.path.c_str(), R_OK) != 0) forget(file);
-  if (is_complete(file) || file.active) return;
-  file.active = true;
-  tell_file(id);
-  later(kStepSeconds, [id, run = ++file.run] { next_piece(id, run); });
-}
-
-static void cancel_download(File& file, int id) {
-  if (!file.active) return;
-  file.active = false;
-  tell_file(id);
-}
-
-static std::string download_file(Asked& asked) {
-  const Id priority = asked.json.number("priority");
-  if (priority < 1 || priority > 32) return refuse("Download priority must be between 1 and 32");
-  return with_file(asked, begin_download);
-}
-
-static std::string cancel_file(Asked& asked) {
-  const std::string answer = with_file(asked, cancel_download);
-  return has_file(asked.json.number("file_id")) ? ok_text() : answer;
+static std::string cancel_download(Asked& asked) {
+  const auto id = static_cast<int>(asked.json.number("file_id"));
+  File* file = find_file(id);
+  if (file == nullptr) return refuse("Invalid file identifier");
+  if (file->active) {
+    file->active = false;
+    tell_file(id);
+  }
+  return {};
 }
 
 // ---- storage
@@ -191,7 +182,7 @@ static bool is_kept(const File& file) { return !file.path.empty() && !file.own; 
 
 static std::string get_storage(Asked&) {
   Id size = 0, count = 0;
-  for (const File& file : g_world.files) {
+  for (const File& file : g_files) {
     if (is_kept(file)) size += file.done;
     count += is_kept(file);
   }
@@ -202,7 +193,7 @@ static std::string optimize_storage(Asked& asked) {
   const Json& limit = asked.json["size"];
   Id left = limit.is_null() || limit.number() < 0 ? Id{1} << 30 : limit.number();
   Id freed = 0, count = 0;
-  for (auto i = static_cast<int>(g_world.files.size()); i > 0; --i) {
+  for (auto i = static_cast<int>(g_files.size()); i > 0; --i) {
     File& file = *find_file(i);
     if (!is_kept(file) || file.active || (left -= file.done) >= 0) continue;
     unlink(file.path.c_str());
@@ -216,9 +207,8 @@ static std::string optimize_storage(Asked& asked) {
 
 const Requests kFileRequests = {
     {"downloadFile", kNothing, download_file},
-    {"cancelDownloadFile", kNothing, cancel_file},
-    {"getFile", kNothing, [](Asked& asked) { return with_file(asked, [](File&, int) {}); }},
-    {"getStorageStatisticsFast", kUnloggedIn, get_storage},
+    {"cancelDownloadFile", kNothing, cancel_download},
+    {"getStorageStatisticsFast", kNothing, get_storage, kWithParameters},
     {"optimizeStorage", kNothing, optimize_storage},
 };
 

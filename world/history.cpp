@@ -54,7 +54,7 @@ static std::string get_pinned_message(Asked& asked) {
 static std::string get_properties(Asked& asked) {
   const Chat& chat = *asked.chat;
   const Message& m = asked.message;
-  const bool plain = !content_is_service(m.content), sent = m.state == Message::kSent;
+  const bool plain = !content_is_service(m.content), sent = m.sending.empty();
   const bool free = plain && sent && chat.kind != ChatKind::kSecret;
   return object(
       "messageProperties can_be_copied=%a can_be_deleted_only_for_self=%b "
@@ -130,7 +130,7 @@ static bool passes(const Chat& chat, const Message& m, std::string_view filter) 
   if (filter == "Pinned") return is_pinned(chat, m.id);
   if (filter == "Mention") return m.mention;
   if (filter == "UnreadMention") return m.mention && m.id > chat.last_read_inbox;
-  if (filter == "FailedToSend") return m.state == Message::kFailed;
+  if (filter == "FailedToSend") return m.failed;
   for (const auto& row : kFilters) {
     if (row.filter == filter) return has_type(row.types, m);
   }
@@ -166,26 +166,6 @@ static std::string search_chat_messages(Asked& asked) {
                 {total, list.done(), next_from});
 }
 
-// In all chats: the newest first, chat by chat; no more pages.
-static std::string search_messages(Asked& asked) {
-  Id left = asked_limit(asked);
-  const Id limit = left;
-  List list;
-  for (const auto& place : g_world.list) {
-    Chat& chat = *find_chat(place.second);
-    int looked = 0;
-    for (Id id = last_id(chat); id != 0 && left > 0 && looked < 500; id = previous_id(chat, id)) {
-      ++looked;
-      const Message m = find_message(chat, id);
-      if (!matches(chat, m, asked.json)) continue;
-      tell_chat(chat);
-      list.next() += message_text(chat, m);
-      --left;
-    }
-  }
-  return object("foundMessages total_count messages", {limit - left, list.done()});
-}
-
 // ---- reading
 
 static std::string view_messages(Asked& asked) {
@@ -193,10 +173,9 @@ static std::string view_messages(Asked& asked) {
   Id newest = 0;
   for (const Json& id : asked.json["message_ids"].items)
     newest = std::max(newest, find_message(chat, id.number()).id);
-  if (!chat.open && !asked.json.boolean("force_read")) return ok_text();
+  if (!chat.open && !asked.json.boolean("force_read")) return {};
   if (is_sent_id(newest)) read_inbox(chat, newest);
-  if (chat.marked_unread) mark_unread(chat, false);
-  return ok_text();
+  return {};
 }
 
 const Requests kHistoryRequests = {
@@ -207,7 +186,6 @@ const Requests kHistoryRequests = {
     {"getMessageThreadHistory", kChat | kMessage | kPage, get_thread_history},
     {"getChatPinnedMessage", kChat, get_pinned_message},
     {"searchChatMessages", kChat | kLimit | kReadable, search_chat_messages},
-    {"searchMessages", kNothing, search_messages},
     {"viewMessages", kChat, view_messages},
 };
 

@@ -102,7 +102,7 @@ void take_request(int client_id, const char* text) {
     error = refuse("Invalid TDLib instance specified");
   } else if (g_closed || client_id != 1) {
     error = error_text(500, "Request aborted");
-  } else if (has_parameters() && has_bad_string(request)) {
+  } else if (stage() != kParameters && has_bad_string(request)) {
     error = refuse("Strings must be encoded in UTF-8");
   } else {
     return answer(request);
@@ -156,7 +156,6 @@ void later(double seconds, std::function<void()> what) {
   g_timers.emplace(now() + seconds, std::move(what));
 }
 
-std::string ok_text() { return object("ok"); }
 std::string refuse(std::string_view message) { return error_text(400, message); }
 std::string error_text(int code, std::string_view message) {
   return object("error code message", {code, message});

@@ -67,7 +67,7 @@ void live_one_moment(std::uint64_t moment) {
   if (!is_online()) return;
   if (roll >= 97) {
     if (roll < 99) rename_somebody(dice >> 8);
-    if (roll == 99 && moment > 100 && g_world.calls.empty()) begin_call(kMe + 2, false, false);
+    if (roll == 99 && moment > 100 && !is_called()) begin_call(kMe + 2, false, false);
   } else if (roll >= 60 && roll < 80) {
     come_or_go(kMe + 2 + static_cast<Id>((dice >> 8) % 10));
   } else if (Chat* chat = random_chat(dice >> 8)) {

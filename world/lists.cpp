@@ -58,30 +58,19 @@ static std::string load_chats(Asked& asked) {
     tell_chat(chat);
     loaded = true;
   }
-  return loaded ? ok_text() : error_text(404, "Not Found");
+  return loaded ? std::string() : error_text(404, "Not Found");
 }
 
-// `listed`: those that are in a list, else those that are not.
-static std::string chats_found(std::string_view query, Id limit, bool listed) {
-  const std::string wanted = lower(query);
+static std::string search_public_chats(Asked& asked) {
+  const std::string wanted = lower(asked.json.string("query"));
   std::vector<Id> ids;
   for (Chat& chat : g_world.chats) {
-    if (wanted.empty() || static_cast<Id>(ids.size()) >= limit) break;
-    if ((chat.order != 0) != listed || lower(chat_title(chat)).find(wanted) == std::string::npos)
-      continue;
+    if (utf16_length(wanted) < 4 || ids.size() == 10) break;
+    if (chat.order != 0 || lower(chat_title(chat)).find(wanted) == std::string::npos) continue;
     tell_chat(chat);
     ids.push_back(chat.id);
   }
   return chats_text(ids.size(), ids);
-}
-
-static std::string search_chats(Asked& asked) {
-  return chats_found(asked.json.string("query"), asked.json.number("limit"), true);
-}
-
-static std::string search_public_chats(Asked& asked) {
-  const std::string_view query = asked.json.string("query");
-  return chats_found(query, utf16_length(query) < 4 ? 0 : 10, false);
 }
 
 static std::string search_public_chat(Asked& asked) {
@@ -97,7 +86,6 @@ static std::string search_public_chat(Asked& asked) {
 const Requests kListRequests = {
     {"getChats", kLimit, get_chats},
     {"loadChats", kLimit, load_chats},
-    {"searchChats", kNothing, search_chats},
     {"searchPublicChat", kNothing, search_public_chat},
     {"searchPublicChats", kNothing, search_public_chats},
 };

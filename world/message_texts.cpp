@@ -62,14 +62,6 @@ static std::string reply_text(const Message& m) {
                  quote, origin, to.date, content});
 }
 
-static std::string sending_text(const Message& m) {
-  if (m.state == Message::kSent) return {};
-  if (m.state == Message::kPending) return object("messageSendingStatePending sending_id=1");
-  return object(
-      "messageSendingStateFailed error can_retry retry_after",
-      {error_text(m.error_code, m.error), m.error_code == 429, static_cast<double>(m.retry_after)});
-}
-
 static std::string topic_text(const Message& m) {
   if (m.topic != 0) return object("messageTopicForum forum_topic_id", {m.topic});
   return m.thread == 0 ? "" : object("messageTopicThread message_thread_id", {m.thread});
@@ -83,9 +75,9 @@ std::string message_text(Chat& chat, const Message& m) {
       "message id sender_id chat_id sending_state is_outgoing is_pinned can_be_saved=true "
       "is_channel_post contains_unread_mention date edit_date forward_info interaction_info "
       "reply_to topic_id content",
-      {m.id, sender_text(m.sender), m.chat, sending_text(m), m.outgoing, is_pinned(chat, m.id),
+      {m.id, sender_text(m.sender), m.chat, m.sending, m.outgoing, is_pinned(chat, m.id),
        is_channel(chat), m.mention && m.id > chat.last_read_inbox, m.date, m.edit_date,
-       forward_text(m), m.state == Message::kSent ? interaction_text(chat, m) : "", reply_text(m),
+       forward_text(m), m.sending.empty() ? interaction_text(chat, m) : "", reply_text(m),
        topic_text(m), content});
 }
 

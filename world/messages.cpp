@@ -346,7 +346,7 @@ void edit_message(Chat& chat, Id id, std::string_view text) {
 }
 
 bool can_react(const Chat& chat, const Message& m) {
-  return m.id != 0 && m.state == Message::kSent && !content_is_service(m.content) &&
+  return m.id != 0 && m.sending.empty() && !content_is_service(m.content) &&
          chat.kind != ChatKind::kSecret;
 }
 

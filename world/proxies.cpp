@@ -5,6 +5,10 @@
 
 namespace world {
 
+static std::map<Id, std::string> g_proxies;  // their objects
+static Id g_enabled_proxy = 0;
+static Id g_next_proxy = 2;
+
 static std::string type_text(const Json& type) {
   if (type.type() == "proxyTypeMtproto")
     return object("proxyTypeMtproto secret", {type.string("secret")});
@@ -35,20 +39,13 @@ static std::string check_proxy(const Json& proxy) {
   return {};
 }
 
-static std::string added_text(const Proxy& proxy) {
-  return object("addedProxy id is_enabled proxy",
-                {proxy.id, proxy.id == g_world.enabled_proxy, proxy.text});
-}
-
-static Proxy* find_proxy(Id id) {
-  const auto found = std::find_if(g_world.proxies.begin(), g_world.proxies.end(),
-                                  [&](const Proxy& proxy) { return proxy.id == id; });
-  return found == g_world.proxies.end() ? nullptr : &*found;
+static std::string added_text(Id id) {
+  return object("addedProxy id is_enabled proxy", {id, id == g_enabled_proxy, g_proxies[id]});
 }
 
 static void use_proxy(Id id) {
-  if (id == g_world.enabled_proxy) return;
-  g_world.enabled_proxy = id;
+  if (id == g_enabled_proxy) return;
+  g_enabled_proxy = id;
   tell("updateOption name='enabled_proxy_id' value",
        {id != 0 ? object("optionValueInteger value", {id}) : object("optionValueEmpty")});
   if (!is_ready()) return;
@@ -66,39 +63,37 @@ static std::string add_proxy(Asked& asked) {
   const std::string text =
       object("proxy server port type",
              {proxy.string("server"), proxy.number("port"), type_text(proxy["type"])});
-  auto& all = g_world.proxies;
-  const auto known =
-      std::find_if(all.begin(), all.end(), [&](const Proxy& other) { return other.text == text; });
-  const Id id = known != all.end() ? known->id : g_world.next_proxy++;
-  if (known == all.end()) all.push_back({id, text});
+  const auto known = std::find_if(g_proxies.begin(), g_proxies.end(),
+                                  [&](const auto& one) { return one.second == text; });
+  const Id id = known != g_proxies.end() ? known->first : g_next_proxy++;
+  g_proxies[id] = text;
   if (asked.json.boolean("enable")) use_proxy(id);
-  return added_text(*find_proxy(id));
+  return added_text(id);
 }
 
 static std::string enable_proxy(Asked& asked) {
   const Id id = asked.json.number("proxy_id");
-  if (find_proxy(id) == nullptr) return refuse("Unknown proxy identifier");
+  if (g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
   use_proxy(id);
-  return ok_text();
+  return {};
 }
 
 static std::string disable_proxy(Asked&) {
   use_proxy(0);
-  return ok_text();
+  return {};
 }
 
 static std::string remove_proxy(Asked& asked) {
   const Id id = asked.json.number("proxy_id");
-  const Proxy* proxy = find_proxy(id);
-  if (proxy == nullptr) return refuse("Unknown proxy identifier");
-  if (id == g_world.enabled_proxy) use_proxy(0);
-  g_world.proxies.erase(g_world.proxies.begin() + (proxy - g_world.proxies.data()));
-  return ok_text();
+  if (g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
+  if (id == g_enabled_proxy) use_proxy(0);
+  g_proxies.erase(id);
+  return {};
 }
 
 static std::string get_proxies(Asked&) {
   List list;
-  for (const Proxy& proxy : g_world.proxies) list.next() += added_text(proxy);
+  for (const auto& proxy : g_proxies) list.next() += added_text(proxy.first);
   return object("addedProxies proxies", {list.done()});
 }
 
@@ -112,9 +107,12 @@ static std::string ping_proxy(Asked& asked) {
 }
 
 const Requests kProxyRequests = {
-    {"addProxy", kUnloggedIn, add_proxy},         {"enableProxy", kUnloggedIn, enable_proxy},
-    {"disableProxy", kUnloggedIn, disable_proxy}, {"removeProxy", kUnloggedIn, remove_proxy},
-    {"getProxies", kUnloggedIn, get_proxies},     {"pingProxy", kUnloggedIn, ping_proxy},
+    {"addProxy", kNothing, add_proxy, kWithParameters},
+    {"enableProxy", kNothing, enable_proxy, kWithParameters},
+    {"disableProxy", kNothing, disable_proxy, kWithParameters},
+    {"removeProxy", kNothing, remove_proxy, kWithParameters},
+    {"getProxies", kNothing, get_proxies, kWithParameters},
+    {"pingProxy", kNothing, ping_proxy, kWithParameters},
 };
 
 }  // namespace world

@@ -199,7 +199,6 @@ const Shape& shape_of(const char* text) {
 void append_value(std::string& out, const Slot& slot, const Value& value) {
   switch (slot.kind) {
     case 'b': out += value.number != 0 ? "true" : "false"; break;
-    case 'i': append_number(out, value.number); break;
     case 'l':
       out += '"';
       append_number(out, value.number);
@@ -213,6 +212,10 @@ void append_value(std::string& out, const Slot& slot, const Value& value) {
     }
     case 's':
     case 'y': append_string(out, value.text); break;
+    case 'i':
+      if (value.text.empty()) return append_number(out, value.number);
+      out += value.text;
+      break;
     case '?':
       if (!value.text.empty()) ((((out += ",\"") += slot.name) += "\":") += value.text);
       break;

@@ -25,7 +25,8 @@ struct Type {
 // Null when the world's part of the schema has no such type.
 const Type* find_type(std::string_view name);
 
-// The value of a member: text (of strings, or of whole objects and arrays), a number, or a flag.
+// The value of a member: text (of strings, or of whole numbers, objects and arrays), a number, or a
+// flag.
 struct Value {
   std::string_view text;
   std::int64_t number = 0;

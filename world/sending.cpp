@@ -25,8 +25,6 @@ static constexpr struct Input {
     {"inputMessageDocument", "messageDocument", "document"},
     {"inputMessageVoiceNote", "messageVoiceNote", "voice_note"},
     {"inputMessageVideoNote", "messageVideoNote", "video_note"},
-    {"inputMessageAudio", "messageAudio", "audio"},
-    {"inputMessageAnimation", "messageAnimation", "animation"},
 };
 
 static std::string trim(std::string_view text) {
@@ -85,20 +83,20 @@ static std::string refusal(const Chat& chat) {
 }
 
 static void fail(Chat& chat, Id id, int code, const std::string& why, Id retry_after = 0) {
+  const std::string error = error_text(code, why);
   Message& m = change_message(chat, id);
-  m.state = Message::kFailed;
-  m.error_code = code;
-  m.error = why;
-  m.retry_after = static_cast<int>(retry_after);
+  m.failed = true;
+  m.sending = object("messageSendingStateFailed error can_retry retry_after",
+                     {error, code == 429, static_cast<double>(retry_after)});
   const std::string text = message_text(chat, m);
-  tell("updateMessageSendFailed message old_message_id error", {text, id, error_text(code, why)});
+  tell("updateMessageSendFailed message old_message_id error", {text, id, error});
   if (last_id(chat) == id) tell_last_message(chat, text);
 }
 
 static void succeed(Chat& chat, Id id) {
   Message m = find_message(chat, id);
   changes(chat).messages.erase(id);
-  m.state = Message::kSent;
+  m.sending.clear();
   const Id sent = append_message(chat, m);
   chat.sent_last = date_now();
   tell("updateMessageSendSucceeded message old_message_id", {message_text(chat, sent), id});
@@ -134,7 +132,8 @@ static Id begin_send(Chat& chat, Message m) {
   m.sender = is_channel(chat) ? chat.id : kMe;
   m.outgoing = true;
   m.date = date_now();
-  m.state = Message::kPending;
+  m.sending = object("messageSendingStatePending sending_id=1");
+  m.failed = false;
   m.dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(id));
   changes(chat).messages[id] = std::move(m);
   chat.listed = true;
@@ -169,7 +168,7 @@ static std::string resend_messages(Asked& asked) {
   for (const Json& item : asked.json["message_ids"].items) {
     const Message m = find_message(chat, item.number());
     if (m.id == 0) return refuse("Message not found");
-    if (m.state != Message::kFailed) return refuse("Message is not failed to send");
+    if (!m.failed) return refuse("Message is not failed to send");
     failed.push_back(m);
     old.push_back(m.id);
   }
@@ -209,7 +208,7 @@ static std::string forward_messages(Asked& asked) {
 
 static std::string edit_text(Asked& asked) {
   const Message& m = asked.message;
-  if (!m.outgoing || m.state != Message::kSent || m.forward_from != 0)
+  if (!m.outgoing || !m.sending.empty() || m.forward_from != 0)
     return refuse("Message can't be edited");
   if (!is_text(m)) return refuse("There is no text in the message to edit");
   Message other;
@@ -230,7 +229,7 @@ static std::string delete_some(Asked& asked) {
     ids.push_back(m.id);
   }
   delete_messages(chat, ids);
-  return ok_text();
+  return {};
 }
 
 static std::string delete_history(Asked& asked) {
@@ -238,7 +237,7 @@ static std::string delete_history(Asked& asked) {
   if (is_channel(*asked.chat) && !remove) return refuse("Can't delete chat history");
   if (remove) asked.chat->listed = false;
   clear_history(*asked.chat);
-  return ok_text();
+  return {};
 }
 
 static std::string change_reaction(Asked& asked, bool add) {
@@ -250,28 +249,24 @@ static std::string change_reaction(Asked& asked, bool add) {
   const bool chosen = std::any_of(m.reactions.begin(), m.reactions.end(),
                                   [&](const Reaction& r) { return r.chosen && r.emoji == emoji; });
   if (chosen != add) react(*asked.chat, m.id, add ? emoji : "", true);
-  return ok_text();
+  return {};
 }
 
-static std::string change_pin(Asked& asked, bool pin) {
+static std::string pin_message(Asked& asked) {
   Chat& chat = *asked.chat;
   const Message& m = asked.message;
   if ((is_super(chat) && !is_ruled(chat)) || (is_group(chat) && !can_write(chat)))
     return refuse("Not enough rights to manage pinned messages in the chat");
-  if (content_is_service(m.content) || m.state != Message::kSent)
-    return refuse("Message can't be pinned");
-  if (is_pinned(chat, m.id) == pin) return ok_text();
-  auto& pins = changes(chat).pins;
-  pin ? void(pins.insert(m.id)) : void(pins.erase(m.id));
-  tell("updateMessageIsPinned chat_id message_id is_pinned", {chat.id, m.id, pin});
-  if (pin && is_group(chat)) {
-    Message note;
-    note.sender = is_channel(chat) ? chat.id : kMe;
-    note.outgoing = true;
-    note.content = content_row("messagePinMessage");
-    tell_new_message(chat, append_message(chat, note));
-  }
-  return ok_text();
+  if (content_is_service(m.content) || !m.sending.empty()) return refuse("Message can't be pinned");
+  if (!changes(chat).pins.insert(m.id).second) return {};
+  tell("updateMessageIsPinned chat_id message_id is_pinned", {chat.id, m.id, true});
+  if (!is_group(chat)) return {};
+  Message note;
+  note.sender = is_channel(chat) ? chat.id : kMe;
+  note.outgoing = true;
+  note.content = content_row("messagePinMessage");
+  tell_new_message(chat, append_message(chat, note));
+  return {};
 }
 
 const Requests kSendingRequests = {
@@ -285,8 +280,7 @@ const Requests kSendingRequests = {
      [](Asked& asked) { return change_reaction(asked, true); }},
     {"removeMessageReaction", kChat | kMessage,
      [](Asked& asked) { return change_reaction(asked, false); }},
-    {"pinChatMessage", kChat | kMessage, [](Asked& asked) { return change_pin(asked, true); }},
-    {"unpinChatMessage", kChat | kMessage, [](Asked& asked) { return change_pin(asked, false); }},
+    {"pinChatMessage", kChat | kMessage, pin_message},
 };
 
 }  // namespace world

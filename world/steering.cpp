@@ -157,12 +157,7 @@ static std::string rename(Words& words) {
 }
 
 static std::string close(Words&) {
-  later(0, [] {
-    Json request;
-    std::string error;
-    read_json(R"({"@type":"close"})", request, error);
-    answer_login(request);
-  });
+  later(0, close_world);
   return "Closing.";
 }
 

@@ -36,7 +36,6 @@ struct Reaction {
 };
 
 struct Message {
-  enum State { kSent, kPending, kFailed };
   Id id = 0;  // 0: there is no such message
   Id chat = 0;
   Id sender = 0;  // a person, or a chat when below 0
@@ -57,10 +56,8 @@ struct Message {
   int file = 0;     // id of the main file; 0: none, or not yet named
   Id seconds = -1;  // of a call that was made, whose text is why it ended; below 0: none was
   std::vector<Reaction> reactions;
-  State state = kSent;
-  int error_code = 0;
-  std::string error;
-  int retry_after = 0;
+  std::string sending;  // the sending state object; empty when it is sent
+  bool failed = false;
 };
 
 enum class ChatKind {
@@ -112,7 +109,6 @@ struct Chat {
   int mute_for = 0;
   bool default_mute = true;
   bool archived = false;
-  bool marked_unread = false;
   bool listed = true;  // in a chat list, when it has messages
   bool told = false;   // the client has had updateNewChat
   bool open = false;
@@ -123,33 +119,6 @@ struct Chat {
   Id cleared = 0;          // everything up to this id is gone
   Id order = 0;            // its place in the list, as told last; 0: none
   std::unique_ptr<Changes> changes;
-};
-
-struct File {
-  Id key = 0;
-  int size = 0;
-  std::string path;  // of what is on the disk; empty before the download
-  int done = 0;
-  bool active = false;
-  bool own = false;  // an upload
-  bool photo = false;
-  int run = 0;  // counts the downloads, so that a step of a cancelled one is known
-};
-
-struct Proxy {
-  Id id = 0;
-  std::string text;  // the proxy object
-};
-
-struct Call {
-  enum State { kPending, kExchangingKeys, kReady, kHangingUp, kDiscarded };
-  Id id = 0;
-  Id user = 0;
-  bool outgoing = false;
-  bool video = false;
-  State state = kPending;
-  std::string_view reason;  // why it is over
-  Id since = 0;             // when the talk began; 0: it has not
 };
 
 struct Person {
@@ -178,13 +147,6 @@ struct World {
   std::unordered_map<Id, Person> renamed;
   std::unordered_map<Id, bool> online;
   std::set<Id> told_people;
-  std::vector<File> files;  // by id - 1
-  std::unordered_map<Id, int> file_ids;
-  std::vector<Proxy> proxies;
-  Id enabled_proxy = 0;
-  Id next_proxy = 2;
-  std::map<Id, Call> calls;
-  std::map<std::string, std::string> options;  // set by the client: the value object
   std::string database_directory;
   std::string files_directory;
   std::string connection = "connectionStateReady";
@@ -201,7 +163,6 @@ Id date_now();
 void tell(std::string text);  // an update
 void tell(const char* shape, std::initializer_list<Value> values = {});
 void later(double seconds, std::function<void()> what);
-std::string ok_text();
 std::string error_text(int code, std::string_view message);
 std::string refuse(std::string_view message);  // error 400
 void close_client();
@@ -212,18 +173,44 @@ void tell_connection(std::string_view state);
 void come_online();  // step by step
 void begin_life();
 
+// ---- login.cpp
+
+// A bit each, so that a request can name several.
+enum Stage : unsigned {
+  kParameters = 1,
+  kPhone = 2,
+  kCode = 4,
+  kPassword = 8,
+  kEmail = 16,
+  kEmailCode = 32,
+  kRegistration = 64,
+  kOtherDevice = 128,
+  kReady = 256,
+  kLoggingOut = 512,
+  kClosing = 1024,
+  kClosed = 2048,
+  kAnyStage = 4095,
+  kWithParameters = kAnyStage - kParameters,
+  kLoggingIn = kReady - 1 - kParameters,
+};
+Stage stage();
+bool is_ready();
+void begin_login();
+void close_world();
+// Updates, separated by commas, that say what the client may have missed.
+std::string current_options_text();
+
 // ---- requests.cpp
 
 // What must be there before a request is answered; when it is not, the answer is an error.
 enum Needs : unsigned {
   kNothing = 0,
-  kChat = 1,         // "chat_id", of a chat that the client was told of
-  kMessage = 2,      // "message_id" in it
-  kReadable = 4,     // a chat from which the account is not banned
-  kLimit = 8,        // a "limit" above 0
-  kPage = 16,        // and "offset" and "from_message_id" that go with it
-  kUser = 32,        // "user_id", of a person that the client was told of
-  kUnloggedIn = 64,  // nothing but parameters: it may be asked before the login
+  kChat = 1,      // "chat_id", of a chat that the client was told of
+  kMessage = 2,   // "message_id" in it
+  kReadable = 4,  // a chat from which the account is not banned
+  kLimit = 8,     // a "limit" above 0
+  kPage = 16,     // and "offset" and "from_message_id" that go with it
+  kUser = 32,     // "user_id", of a person that the client was told of
 };
 
 // A request, and what its row says that it needs.
@@ -234,11 +221,12 @@ struct Asked {
   Id user = 0;
 };
 
-// Answers with the text of an object, an error among them.
+// Answers with the text of an object, an error among them, or with nothing when all is done.
 struct RequestRow {
   std::string_view request;
   unsigned needs;
   std::string (*answer)(Asked& asked);
+  unsigned stages = kReady;
 };
 using Requests = std::vector<RequestRow>;
 extern const Requests kCallRequests, kChatRequests, kFileRequests, kHistoryRequests, kListRequests,
@@ -247,16 +235,6 @@ extern const Requests kCallRequests, kChatRequests, kFileRequests, kHistoryReque
 // The answer to a request that has its members.
 std::string answer_request(const Json& request);
 Chat* told_chat(Id id);  // null when the client has not been told of it
-
-// ---- login.cpp
-
-bool is_ready();
-bool has_parameters();
-void begin_login();
-// The answer, or nothing when the request has nothing to do with logging in and may go on.
-std::string answer_login(const Json& request);
-// Updates, separated by commas, that say what the client may have missed.
-std::string current_options_text();
 
 // ---- texts.cpp
 
@@ -304,8 +282,7 @@ bool can_write(const Chat& chat);
 void tell_chat(Chat& chat);  // updateNewChat before the first object that names it
 void tell_last_message(const Chat& chat, const std::string& message);
 void set_standing(Chat& chat, Standing standing);
-Chat& world_chat();  // the one that steers
-void mark_unread(Chat& chat, bool unread);
+Chat& world_chat();              // the one that steers
 Id slow_wait(const Chat& chat);  // seconds until the next message may be sent
 
 // ---- lists.cpp
@@ -375,6 +352,7 @@ bool has_file(Id id);
 // ---- calls.cpp
 
 Id begin_call(Id user, bool outgoing, bool video);
+bool is_called();  // there is a call that is not over
 
 // ---- steering.cpp
 
