@@ -25,13 +25,13 @@ static constexpr Role kRoles[] = {
     {"",               K::kBot,            15,   0, S::kMember,        1, ""},         // weather
     {"",               K::kSecret,         12,   0, S::kMember,        2, ""},         // Zoë
     {"",               K::kPrivate,         0,   0, S::kMember,        0, ""},         // nothing yet
-    {"Family",         K::kBasicGroup,    300,   6, S::kMember,        5, ""},
+    {"Family",         K::kBasicGroup,    300,   6, S::kMember,        5, "named"},
     {"Old class",      K::kBasicGroup,     80,  22, S::kLeft,          0, ""},
     {"Builders",       K::kSupergroup, 100000, 420, S::kMember,      250, "muted public"},
     {"Gallery",        K::kSupergroup,    400,  30, S::kMember,        0, "gallery"},
     {"Our street",     K::kSupergroup,    120,  35, S::kOwner,         0, ""},
     {"Slow talk",      K::kSupergroup,     90,  80, S::kMember,        4, "slow"},
-    {"Club",           K::kForum,         240,  60, S::kMember,        7, ""},
+    {"Club",           K::kForum,         240,  60, S::kMember,        7, "named"},
     {"News",           K::kChannel,       150, 900, S::kMember,        9, "linked public"},
     {"News talk",      K::kSupergroup,   2400, 310, S::kMember,        0, "linked"},
     {"Notices",        K::kChannel,        40, 120, S::kMember,        0, "muted"},

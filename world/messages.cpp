@@ -9,6 +9,7 @@ namespace world {
 static constexpr Id kSecondsBetween = 400;
 static constexpr int kThreadLength = 16;  // every 16th message of a supergroup begins a thread
 static constexpr const char* kEmoji[] = {"👍", "❤", "🔥", "😁", "👎"};
+static constexpr int kMentionEvery = 24;  // so many texts in a group, one names the account
 static constexpr std::string_view kMyName = "@robin_reed";
 
 std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
@@ -88,7 +89,7 @@ static void forward_post(const Chat& chat, Id index, Message& m) {
   m.sender = m.forward_from = channel.id;
   m.forward_message = post.id;
   m.thread = m.id;
-  m.outgoing = false;
+  m.outgoing = m.mention = false;
   m.content = post.content;
   m.text = post.text;
   m.dice = post.dice;
@@ -108,18 +109,22 @@ static Message roll_message(const Chat& chat, Id index) {
     m.text = "This is the chat that steers the world. Write help to see the words.";
     return m;
   }
-  m.sender = roll_sender(chat, dice);
+  const bool named = has_trait(chat, "named") && index == chat.first_messages - 2;
+  m.sender = named ? kMe + 2 : roll_sender(chat, dice);
   m.outgoing =
       m.sender == kMe || (is_channel(chat) && chat.first_standing == Standing::kAdministrator);
   m.content = has_trait(chat, "gallery") ? static_cast<int>(index % content_count())
                                          : random_content(dice >> 8);
-  if (content_is_service(m.content) && !is_group(chat)) m.content = 0;
+  if (named || (content_is_service(m.content) && !is_group(chat))) m.content = 0;
   m.text = some_text(dice >> 20);
   if (chat.kind == ChatKind::kForum) m.topic = 1 + static_cast<int>(dice >> 44 & 1);
   if (!content_is_service(m.content)) {
     m.thread = thread_of(chat, index, dice);
     add_context(chat, index, dice, m);
   }
+  m.mention = is_group(chat) && !is_channel(chat) && !m.outgoing && is_text(m) &&
+              (named || mix(dice, 5) % kMentionEvery == 0);
+  if (m.mention) m.text = std::string(kMyName) + " " + m.text;
   if (has_threads(chat)) forward_post(chat, index, m);
   return m;
 }

@@ -80,7 +80,7 @@ struct Role {
   int members;
   Standing standing;
   int unread;
-  const char* traits;  // "pinned muted archived slow gallery linked quiet"
+  const char* traits;  // "pinned muted archived slow gallery linked public named"
 };
 
 // What has been changed in a chat since the beginning.
