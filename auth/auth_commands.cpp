@@ -73,8 +73,8 @@ void on_me(Answer& answer, AuthState& auth) {
   const std::string last_name = member_string(answer.text, "last_name");
   const std::string username = extract_json_string_field(answer.text, "editable_username");
   const std::string phone = member_string(answer.text, "phone_number");
-  const std::int64_t photo =
-      extract_user_photo_small_id(member_object(answer.text, "profile_photo"));
+  ObjectWalk photo_walk = walk_to(answer.text, "profile_photo");
+  const std::int64_t photo = extract_user_photo_small_id(photo_walk);
 
   std::string line = "ME id=" + std::to_string(id);
   if (!username.empty()) line += " username=" + username;

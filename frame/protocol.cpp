@@ -1,7 +1,6 @@
 #include "frame/protocol.h"
 
 #include <atomic>
-#include <charconv>
 #include <cstring>
 #include <string>
 
@@ -9,6 +8,7 @@
 #include "frame/events_file.h"
 #include "frame/in_flight.h"
 #include "frame/version.h"
+#include "json/decimal.h"
 #include "json/text.h"
 
 int g_protocol = 1;
@@ -47,27 +47,30 @@ void emit_goodbye(std::string_view reason) {
 
 namespace {
 
-// What closes a line. On the stack, for it belongs to every event.
+// What closes a line, from its end to its begin. On the stack, for it belongs to every event.
 class LineEnd {
  public:
   LineEnd(std::int64_t command, std::int64_t number) {
-    if (command != 0) append(",\"cmd\":", command);
-    append(",\"seq\":", number);
-    text_[size_++] = '}';
-    text_[size_++] = '\n';
+    put("}\n");
+    put(",\"seq\":", number);
+    if (command != 0) put(",\"cmd\":", command);
   }
-  std::string_view text() const { return {text_, size_}; }
+  std::string_view text() const {
+    return {begin_, static_cast<std::size_t>(text_ + sizeof text_ - begin_)};
+  }
 
  private:
-  void append(std::string_view key, std::int64_t value) {
-    std::memcpy(text_ + size_, key.data(), key.size());
-    size_ += key.size();
-    size_ = static_cast<std::size_t>(std::to_chars(text_ + size_, text_ + sizeof text_, value).ptr -
-                                     text_);
+  void put(std::string_view word) {
+    begin_ -= word.size();
+    std::memcpy(begin_, word.data(), word.size());
+  }
+  void put(std::string_view key, std::int64_t value) {
+    begin_ = put_decimal(begin_, value);
+    put(key);
   }
 
-  char text_[2 * (7 + 20) + 2];
-  std::size_t size_ = 0;
+  char text_[2 * (7 + kDecimalMax) + 2];
+  char* begin_ = text_ + sizeof text_;
 };
 
 }  // namespace

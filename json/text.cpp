@@ -4,6 +4,7 @@
 #include <charconv>
 #include <limits>
 
+#include "json/decimal.h"
 #include "json/digits.h"
 #include "json/hex.h"
 #include "json/kernels.h"
@@ -341,9 +342,10 @@ bool json_has_extra(std::string_view text, std::string_view tag) {
 }
 
 void append_i64(std::string& out, std::int64_t value) {
-  std::array<char, 24> digits{};
-  const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-  out.append(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
+  char digits[kDecimalMax];
+  char* const end = digits + sizeof digits;
+  const char* const begin = put_decimal(end, value);
+  out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
 void append_json_escaped(std::string& out, std::string_view text) {
@@ -363,10 +365,11 @@ void append_int_member(std::string& out, std::string_view key, std::int64_t valu
     append_i64(out, value);
     return;
   }
-  char member[kKeyMax + 5 + 20];
-  char* digits = member + put_key(member, key, "");
-  const auto result = std::to_chars(digits, member + sizeof member, value);
-  out.append(member, static_cast<std::size_t>(result.ptr - member));
+  char member[kKeyMax + 4 + kDecimalMax];
+  char* const end = member + sizeof member;
+  char* const begin = put_decimal(end, value) - (key.size() + 4);
+  put_key(begin, key, "");
+  out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
 void append_string_member(std::string& out, std::string_view key, std::string_view value) {

@@ -32,11 +32,22 @@ bool stop(Walk& walk, WalkStage stage) {
   return false;
 }
 
+// From within a value that begins or was left with brackets open to behind it.
+template <class Walk>
+inline bool pass_brackets(Walk& walk) {
+  const std::size_t end = skip_to_close(walk.text, walk.pos, walk.open, Nesting::kAll);
+  if (end == kNotFound) return stop(walk, WalkStage::kBroken);
+  walk.pos = end;
+  walk.stage = WalkStage::kBetween;
+  return true;
+}
+
 // Moves to the next item's first byte. False at the closing byte, which is passed over, and where
 // the text is no object or array, or breaks off.
 template <class Walk>
 inline bool next_item(Walk& walk, char open, char close) {
   const std::string_view text = walk.text;
+  if (walk.stage == WalkStage::kInside && !pass_brackets(walk)) return false;
   std::size_t pos = walk.pos;
   if (walk.stage != WalkStage::kBetween) {
     if (walk.stage != WalkStage::kAtValue) return false;
@@ -76,6 +87,18 @@ std::string_view take(Walk& walk) {
   walk.pos = end;
   walk.stage = WalkStage::kBetween;
   return walk.text.substr(begin, end - begin);
+}
+
+template <class Outer, class Inner>
+void leave_inner(Outer& outer, const Inner& inner) {
+  if (inner.pos == 0) return;  // not of its kind: skipped like any value left alone
+  if (inner.stage == WalkStage::kBroken) {
+    (void)stop(outer, WalkStage::kBroken);
+    return;
+  }
+  outer.pos += inner.pos;
+  outer.stage = inner.stage == WalkStage::kClosed ? WalkStage::kBetween : WalkStage::kInside;
+  outer.open = inner.stage == WalkStage::kInside ? inner.open + 1 : 1;
 }
 
 // Eighteen digits fit whatever they are; more are read with care.
@@ -125,11 +148,11 @@ next_spaced_key(ObjectWalk& walk, std::string_view& key) {
 
 bool next_key(ObjectWalk& walk, std::string_view& key) {
   if (walk.stage == WalkStage::kAtValue && (walk.text[walk.pos] | 0x20) == '{') {
-    const std::size_t end = skip_to_close(walk.text, walk.pos + 1, 1, Nesting::kAll);
-    if (end == kNotFound) return stop(walk, WalkStage::kBroken);
-    walk.pos = end;
-    walk.stage = WalkStage::kBetween;
+    ++walk.pos;
+    walk.open = 1;
+    walk.stage = WalkStage::kInside;
   }
+  if (walk.stage == WalkStage::kInside && !pass_brackets(walk)) return false;
   if (walk.stage <= WalkStage::kAtValue && next_compact_key(walk, key)) return true;
   return next_spaced_key(walk, key);
 }
@@ -147,20 +170,9 @@ bool next_element(ArrayWalk& walk, std::string_view& element) {
   return !value.empty();
 }
 
-void leave(ArrayWalk& array, const ObjectWalk& inner) {
-  std::size_t end = inner.pos;
-  if (end == 0) return;  // no object: skipped like any value left alone
-  if (inner.stage == WalkStage::kAtValue) end = skip_value_here(inner.text, end);
-  if (inner.stage != WalkStage::kClosed && end != kNotFound) {
-    end = skip_to_close(inner.text, end, 1, Nesting::kAll);
-  }
-  if (end == kNotFound) {
-    (void)stop(array, WalkStage::kBroken);
-    return;
-  }
-  array.pos += end;
-  array.stage = WalkStage::kBetween;
-}
+void leave(ArrayWalk& array, const ObjectWalk& inner) { leave_inner(array, inner); }
+void leave(ObjectWalk& object, const ObjectWalk& inner) { leave_inner(object, inner); }
+void leave(ObjectWalk& object, const ArrayWalk& inner) { leave_inner(object, inner); }
 
 std::string_view take_value(ObjectWalk& walk) { return take(walk); }
 
@@ -185,20 +197,20 @@ void take_into(ObjectWalk& walk, std::optional<std::string>& out) {
   if (read_string(take(walk), text)) out = std::move(text);
 }
 
-std::string_view object_member(std::string_view object, std::string_view key) {
+ObjectWalk walk_to(std::string_view object, std::string_view key) {
   ObjectWalk walk{object};
-  for (std::string_view found; next_key(walk, found);) {
-    if (found == key) return take(walk);
+  for (std::string_view found; next_key(walk, found) && found != key;) {
   }
-  return {};
+  return walk;
+}
+
+std::string_view object_member(std::string_view object, std::string_view key) {
+  ObjectWalk walk = walk_to(object, key);
+  return take(walk);
 }
 
 std::string_view member_here(std::string_view object, std::string_view key) {
-  ObjectWalk walk{object};
-  for (std::string_view found; next_key(walk, found);) {
-    if (found == key) return value_here(walk);
-  }
-  return {};
+  return value_here(walk_to(object, key));
 }
 
 bool is_object(std::string_view value) { return !value.empty() && value.front() == '{'; }

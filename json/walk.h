@@ -17,19 +17,21 @@
 #include <string_view>
 #include <utility>
 
-// Where a walk stands: between items, before a value not yet passed over, past the closing byte,
-// or nowhere, because the text broke off or is no JSON.
-enum class WalkStage : unsigned char { kBetween, kAtValue, kClosed, kBroken };
+// Where a walk stands: between items, before a value not yet passed over, within a value that was
+// left, past the closing byte, or nowhere, because the text broke off or is no JSON.
+enum class WalkStage : unsigned char { kBetween, kAtValue, kInside, kClosed, kBroken };
 
 struct ObjectWalk {
   std::string_view text;
   std::size_t pos = 0;  // 0: not begun
   WalkStage stage = WalkStage::kBetween;
+  std::uint32_t open = 0;  // inside a value: its brackets open at `pos`
 };
 struct ArrayWalk {
   std::string_view text;  // begins with the opening bracket
   std::size_t pos = 0;
   WalkStage stage = WalkStage::kBetween;
+  std::uint32_t open = 0;
 };
 
 // Stops before the next member's value, or gives false at the end. `key` is what stands between
@@ -58,6 +60,9 @@ std::string_view value_here(const Walk& walk) {
 //   }
 bool next_place(ArrayWalk& walk);
 void leave(ArrayWalk& array, const ObjectWalk& inner);
+// The same for what a member holds.
+void leave(ObjectWalk& object, const ObjectWalk& inner);
+void leave(ObjectWalk& object, const ArrayWalk& inner);
 
 // The value as what it is wanted to be. Another kind of value, or none: `out` stays as it was.
 void take_into(ObjectWalk& walk, std::int64_t& out);  // a bare number that fits
@@ -110,7 +115,28 @@ void read_members(std::string_view object, Record& record) {
   read_members<kRows>(walk, record);
 }
 
+// The object that the walk stands before by rows of its own, read where it stands, so that it is
+// passed over only once; as the reader of a row:
+//   {"thumbnail", members_into<&Video::thumbnail, kThumbnailRows>}
+template <const auto& kRows, class Record>
+void read_inner(ObjectWalk& walk, Record& record) {
+  ObjectWalk inner{value_here(walk)};
+  read_members<kRows>(inner, record);
+  leave(walk, inner);
+}
+template <auto kField, const auto& kRows, class Record>
+void members_into(ObjectWalk& walk, Record& record) {
+  read_inner<kRows>(walk, record.*kField);
+}
+// What a function makes of the value.
+template <auto kField, auto kRead, class Record>
+void result_into(ObjectWalk& walk, Record& record) {
+  record.*kField = kRead(walk);
+}
+
 // One member alone, of an object or an array's element. Only what stands before it is passed over.
+// A walk that stands before its value; there is none: at the end.
+ObjectWalk walk_to(std::string_view object, std::string_view key);
 std::string_view object_member(std::string_view object, std::string_view key);  // raw, or empty
 // The same up to the end of the text: for an object or array so large that it is read where it
 // stands, its end not looked for.

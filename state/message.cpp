@@ -1,6 +1,8 @@
 #include "state/message.h"
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 #include "frame/protocol.h"
 #include "json/walk.h"
@@ -13,6 +15,8 @@ namespace {
 // How a message object begins; where this is not there, there is no message.
 constexpr std::string_view kMessageStart = "\"@type\":\"message\",\"id\":";
 
+constexpr std::int64_t kMostReplies = std::numeric_limits<std::int32_t>::max();
+
 // A message's own members, as far as they count.
 struct MessageMembers {
   std::int64_t id = 0;
@@ -23,10 +27,10 @@ struct MessageMembers {
   std::string_view sender_id;
   std::string_view sending_state;
   std::string_view forward_info;
-  std::string_view interaction_info;
+  InteractionInfo interaction_info;
   std::string_view reply_to;
   std::string_view topic_id;
-  std::string_view content;
+  MessageContent content;
 };
 constexpr Row<MessageMembers> kMessageRows[] = {
     {"id", value_into<&MessageMembers::id>},
@@ -37,10 +41,10 @@ constexpr Row<MessageMembers> kMessageRows[] = {
     {"date", value_into<&MessageMembers::date>},
     {"edit_date", value_into<&MessageMembers::edit_date>},
     {"forward_info", object_into<&MessageMembers::forward_info>},
-    {"interaction_info", object_into<&MessageMembers::interaction_info>},
+    {"interaction_info", result_into<&MessageMembers::interaction_info, read_interaction_info>},
     {"reply_to", object_into<&MessageMembers::reply_to>},
     {"topic_id", object_into<&MessageMembers::topic_id>},
-    {"content", object_into<&MessageMembers::content>},
+    {"content", result_into<&MessageMembers::content, read_content>},
 };
 
 // The integer `key` of an object of that type; 0 when it is of another.
@@ -106,26 +110,27 @@ void cut_text(std::string& text, TextProfile profile) {
   if (profile.ellipsis) text += "...";
 }
 
-void fill_preview(const MessageMembers& members, std::string_view message_json, TextProfile profile,
+void fill_preview(MessageMembers& members, std::string_view message_json, TextProfile profile,
                   MessagePreview& out) {
   out.chat_id = members.chat_id;
   out.id = members.id;
   out.reply_to_message_id = extract_reply_to_message_id(members.reply_to);
   out.message_thread_id = extract_message_topic_thread_id(members.topic_id);
-  out.reply_count = extract_message_reply_count(members.interaction_info);
+  out.reply_count = static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(members.interaction_info.reply_count, 0, kMostReplies));
   out.forwarded = !members.forward_info.empty();
   out.outgoing = members.is_outgoing;
   out.date = std::max<std::int64_t>(members.date, 0);
   out.sending_state = extract_message_sending_state(members.sending_state);
-  out.content_type = object_type(members.content);
+  out.content_type = members.content.type;
   out.text = message_words(members.content);
   if (out.text.empty()) {
     out.text =
         format_message_preview_and_track(out.chat_id, out.id, out.content_type, message_json);
   }
-  take_message_media(members.content, out);
+  take_message_media(members.content.object, out);
   cut_text(out.text, profile);
-  out.reactions = extract_message_reactions_event_json_array(members.interaction_info);
+  out.reactions = std::move(members.interaction_info.reactions);
   if (at_level2()) {
     out.details = read_message_details(members.chat_id, members.edit_date, members.sender_id,
                                        members.reply_to, members.forward_info);
@@ -153,9 +158,9 @@ constexpr Row<MessagePage> kPageRows[] = {
 
 }  // namespace
 
-std::string message_words(std::string_view content) {
+std::string message_words(const MessageContent& content) {
   std::string words = extract_content_words(content);
-  if (words.empty() && at_level2()) words = level2_content_words(content);
+  if (words.empty() && at_level2()) words = level2_content_words(content.object);
   return words;
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "json/walk.h"
+#include "state/message_content.h"
 #include "state/message_level2.h"
 
 // Absent values are 0, empty or false.
@@ -36,7 +37,7 @@ struct MessagePreview {
 
 // The text of a message with this content: its words, or what stands for them; empty: level 1 has
 // none, and the sentence of a service message may follow.
-std::string message_words(std::string_view content);
+std::string message_words(const MessageContent& content);
 // The media of a content object of the record's type, and the text where the media decides it.
 void take_message_media(std::string_view content, MessagePreview& out);
 

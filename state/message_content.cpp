@@ -12,20 +12,23 @@ namespace {
 // Larger photos are not loaded while a smaller size will do.
 constexpr std::int32_t kPhotoBound = 1280;
 
-constexpr Row<File> kFileRows[] = {
-    {"id", value_into<&File::id>},
-    {"size", value_into<&File::size>},
+constexpr Row<FormattedText> kTextRows[] = {{"text", word_into<&FormattedText::text>}};
+constexpr Row<MessageContent> kContentRows[] = {
+    {"@type", word_into<&MessageContent::type>},
+    {"text", members_into<&MessageContent::text, kTextRows>},
+    {"caption", members_into<&MessageContent::caption, kTextRows>},
+    {"emoji", word_into<&MessageContent::emoji>},
 };
 
 struct PhotoSize {
   std::string_view type;
-  std::string_view file;
+  File file;
   std::int32_t w = 0;
   std::int32_t h = 0;
 };
 constexpr Row<PhotoSize> kPhotoSizeRows[] = {
     {"@type", word_into<&PhotoSize::type>},
-    {"photo", object_into<&PhotoSize::file>},
+    {"photo", members_into<&PhotoSize::file, kFileRows>},
     {"width", value_into<&PhotoSize::w>},
     {"height", value_into<&PhotoSize::h>},
 };
@@ -41,11 +44,11 @@ bool is_photo_size(std::string_view type) {
   return type == "photoSize" || type == "photoSizeProgressive";
 }
 
-SizeChoice read_photo_size(std::string_view json) {
+SizeChoice read_photo_size(ObjectWalk& walk) {
   PhotoSize size;
-  read_members<kPhotoSizeRows>(json, size);
+  read_members<kPhotoSizeRows>(walk, size);
   if (!is_photo_size(size.type)) return {};
-  return {read_file(size.file).id, size.w, size.h, std::int64_t{size.w} * size.h};
+  return {size.file.id, size.w, size.h, std::int64_t{size.w} * size.h};
 }
 
 bool is_bounded(const SizeChoice& size) {
@@ -55,8 +58,8 @@ bool is_bounded(const SizeChoice& size) {
 // A video, a note, a voice or a document.
 struct Media {
   std::string_view type;
-  std::string_view thumbnail;
-  std::string_view file;
+  Thumbnail thumbnail;
+  File file;
   std::int32_t w = 0;
   std::int32_t h = 0;
   std::int32_t duration = 0;
@@ -66,18 +69,20 @@ constexpr Row<Media> kVideoRows[] = {
     {"duration", value_into<&Media::duration>},
     {"width", value_into<&Media::w>},
     {"height", value_into<&Media::h>},
-    {"thumbnail", object_into<&Media::thumbnail>},
-    {"video", object_into<&Media::file>},
+    {"thumbnail", members_into<&Media::thumbnail, kThumbnailRows>},
+    {"video", members_into<&Media::file, kFileRows>},
 };
 constexpr Row<Media> kVideoNoteRows[] = {
-    {"@type", word_into<&Media::type>},   {"duration", value_into<&Media::duration>},
-    {"length", value_into<&Media::w>},    {"thumbnail", object_into<&Media::thumbnail>},
-    {"video", object_into<&Media::file>},
+    {"@type", word_into<&Media::type>},
+    {"duration", value_into<&Media::duration>},
+    {"length", value_into<&Media::w>},
+    {"thumbnail", members_into<&Media::thumbnail, kThumbnailRows>},
+    {"video", members_into<&Media::file, kFileRows>},
 };
 constexpr Row<Media> kVoiceNoteRows[] = {
     {"@type", word_into<&Media::type>},
     {"duration", value_into<&Media::duration>},
-    {"voice", object_into<&Media::file>},
+    {"voice", members_into<&Media::file, kFileRows>},
 };
 
 // The content's member `key` when the content is of its type; else empty.
@@ -100,24 +105,26 @@ bool is_video_name(std::string_view name) {
 
 }  // namespace
 
-File read_file(std::string_view json) {
-  File file;
-  read_members<kFileRows>(json, file);
-  return {std::max<std::int64_t>(file.id, 0), std::max<std::int64_t>(file.size, 0)};
+std::int64_t thumbnail_file_id(const Thumbnail& thumbnail) {
+  return std::max<std::int64_t>(thumbnail.file.id > 0 ? thumbnail.file.id : thumbnail.photo.id, 0);
 }
 
-std::int64_t thumbnail_file_id(std::string_view thumbnail) {
-  const std::int64_t id = read_file(member_here(thumbnail, "file")).id;
-  return id != 0 ? id : read_file(member_here(thumbnail, "photo")).id;
+MessageContent read_content(ObjectWalk& walk) {
+  MessageContent content;
+  ObjectWalk inner{value_here(walk)};
+  read_members<kContentRows>(inner, content);
+  leave(walk, inner);
+  if (inner.pos != 0) content.object = inner.text;
+  if (inner.stage == WalkStage::kClosed) content.object = inner.text.substr(0, inner.pos);
+  return content;
 }
 
-std::string extract_content_words(std::string_view content) {
-  const std::string_view type = object_type(content);
-  if (type == "messageAnimatedEmoji") {
-    std::string emoji = member_string(content, "emoji");
+std::string extract_content_words(const MessageContent& content) {
+  if (content.type == "messageAnimatedEmoji") {
+    std::string emoji = json_unescape(content.emoji);
     if (!emoji.empty()) return emoji;
   }
-  return member_string(member_here(content, type == "messageText" ? "text" : "caption"), "text");
+  return json_unescape((content.type == "messageText" ? content.text : content.caption).text);
 }
 
 std::string message_preview_fallback(std::string_view content_type) {
@@ -142,9 +149,11 @@ bool extract_message_photo_best_file(std::string_view content, std::int64_t& fil
   SizeChoice largest;
   SizeChoice bounded;
   ArrayWalk walk{member_here(media_of(content, "messagePhoto", "photo"), "sizes")};
-  for (std::string_view element; next_element(walk, element);) {
+  while (next_place(walk)) {
+    ObjectWalk element{value_here(walk)};
     const SizeChoice size = read_photo_size(element);
-    if (size.file_id == 0) continue;
+    leave(walk, element);
+    if (size.file_id < 1) continue;
     if (size.area > largest.area) largest = size;
     if (is_bounded(size) && size.area > bounded.area) bounded = size;
   }
@@ -161,9 +170,8 @@ bool extract_message_video_file(std::string_view content, std::int64_t& file_id,
                                 std::int32_t& duration) {
   Media video;
   read_members<kVideoRows>(media_of(content, "messageVideo", "video"), video);
-  const File file = read_file(video.file);
-  if (video.type != "video" || file.id == 0) return false;
-  file_id = file.id;
+  if (video.type != "video" || video.file.id < 1) return false;
+  file_id = video.file.id;
   thumb_file_id = thumbnail_file_id(video.thumbnail);
   w = video.w;
   h = video.h;
@@ -176,9 +184,8 @@ bool extract_message_video_note_file(std::string_view content, std::int64_t& fil
                                      std::int32_t& duration) {
   Media note;
   read_members<kVideoNoteRows>(media_of(content, "messageVideoNote", "video_note"), note);
-  const File file = read_file(note.file);
-  if (note.type != "videoNote" || file.id == 0) return false;
-  file_id = file.id;
+  if (note.type != "videoNote" || note.file.id < 1) return false;
+  file_id = note.file.id;
   thumb_file_id = thumbnail_file_id(note.thumbnail);
   length = note.w;
   duration = note.duration;
@@ -189,9 +196,8 @@ bool extract_message_voice_note_file(std::string_view content, std::int64_t& fil
                                      std::int32_t& duration) {
   Media note;
   read_members<kVoiceNoteRows>(media_of(content, "messageVoiceNote", "voice_note"), note);
-  const File file = read_file(note.file);
-  if (note.type != "voiceNote" || file.id == 0) return false;
-  file_id = file.id;
+  if (note.type != "voiceNote" || note.file.id < 1) return false;
+  file_id = note.file.id;
   duration = note.duration;
   return true;
 }
@@ -199,16 +205,19 @@ bool extract_message_voice_note_file(std::string_view content, std::int64_t& fil
 bool extract_message_document_file(std::string_view content, std::int64_t& file_id,
                                    std::int64_t& size, std::string& file_name) {
   const std::string_view document = document_of(content);
-  const File file = read_file(member_here(document, "document"));
-  if (file.id == 0) return false;
+  File file;
+  read_members<kFileRows>(member_here(document, "document"), file);
+  if (file.id < 1) return false;
   file_id = file.id;
-  size = file.size;
+  size = std::max<std::int64_t>(file.size, 0);
   file_name = member_string(document, "file_name");
   return true;
 }
 
 std::int64_t extract_message_document_thumbnail_file_id(std::string_view content) {
-  return thumbnail_file_id(member_here(document_of(content), "thumbnail"));
+  Thumbnail thumbnail;
+  read_members<kThumbnailRows>(member_here(document_of(content), "thumbnail"), thumbnail);
+  return thumbnail_file_id(thumbnail);
 }
 
 bool is_message_document_video(std::string_view content) {

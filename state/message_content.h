@@ -9,17 +9,47 @@
 #include <string>
 #include <string_view>
 
-// A file object: its id, 0 when there is none, and its size in bytes, 0 when unknown.
+#include "json/walk.h"
+
+// A file object: its id, below 1 when there is none, and its size in bytes.
 struct File {
   std::int64_t id = 0;
   std::int64_t size = 0;
 };
-File read_file(std::string_view json);
-// The file of a thumbnail object; 0 when there is none.
-std::int64_t thumbnail_file_id(std::string_view thumbnail);
+inline constexpr Row<File> kFileRows[] = {
+    {"id", value_into<&File::id>},
+    {"size", value_into<&File::size>},
+};
+
+// A thumbnail object's file, which has one of two names.
+struct Thumbnail {
+  File file;
+  File photo;
+};
+inline constexpr Row<Thumbnail> kThumbnailRows[] = {
+    {"file", members_into<&Thumbnail::file, kFileRows>},
+    {"photo", members_into<&Thumbnail::photo, kFileRows>},
+};
+// 0 when there is none.
+std::int64_t thumbnail_file_id(const Thumbnail& thumbnail);
+
+// A content object, bounded, and what most kinds have in common; views into the text that it
+// stands in.
+struct FormattedText {
+  std::string_view text;  // still escaped
+};
+struct MessageContent {
+  std::string_view object;  // from brace to brace; empty: there is none
+  std::string_view type;    // "messageText"
+  FormattedText text;
+  FormattedText caption;
+  std::string_view emoji;  // still escaped
+};
+// Of the value that the walk stands before, which is passed over.
+MessageContent read_content(ObjectWalk& walk);
 
 // Its text, emoji or caption.
-std::string extract_content_words(std::string_view content);
+std::string extract_content_words(const MessageContent& content);
 // The substitute for content without words, "[photo]" for "messagePhoto".
 std::string message_preview_fallback(std::string_view content_type);
 

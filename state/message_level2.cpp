@@ -1,5 +1,6 @@
 #include "state/message_level2.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -104,8 +105,8 @@ constexpr WordsRow kWordsRows[] = {
 };
 
 struct MediaObject {
-  std::string_view file;
-  std::string_view thumbnail;
+  File file;
+  Thumbnail thumbnail;
   std::string file_name;
   std::string title;
   std::int32_t w = 0;
@@ -116,22 +117,22 @@ constexpr Row<MediaObject> kAudioRows[] = {
     {"duration", value_into<&MediaObject::duration>},
     {"title", value_into<&MediaObject::title>},
     {"file_name", value_into<&MediaObject::file_name>},
-    {"album_cover_thumbnail", object_into<&MediaObject::thumbnail>},
-    {"audio", object_into<&MediaObject::file>},
+    {"album_cover_thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
+    {"audio", members_into<&MediaObject::file, kFileRows>},
 };
 constexpr Row<MediaObject> kAnimationRows[] = {
     {"duration", value_into<&MediaObject::duration>},
     {"width", value_into<&MediaObject::w>},
     {"height", value_into<&MediaObject::h>},
     {"file_name", value_into<&MediaObject::file_name>},
-    {"thumbnail", object_into<&MediaObject::thumbnail>},
-    {"animation", object_into<&MediaObject::file>},
+    {"thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
+    {"animation", members_into<&MediaObject::file, kFileRows>},
 };
 constexpr Row<MediaObject> kStickerRows[] = {
     {"width", value_into<&MediaObject::w>},
     {"height", value_into<&MediaObject::h>},
-    {"thumbnail", object_into<&MediaObject::thumbnail>},
-    {"sticker", object_into<&MediaObject::file>},
+    {"thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
+    {"sticker", members_into<&MediaObject::file, kFileRows>},
 };
 
 struct MediaFileRow {
@@ -202,15 +203,14 @@ void take_level2_media(std::string_view content, MessagePreview& out) {
     if (row.content_type != out.content_type) continue;
     MediaObject media;
     row.read(member_object(content, row.media_type), media);
-    const File file = read_file(media.file);
-    if (file.id == 0) return;
+    if (media.file.id < 1) return;
     out.media_type = row.media_type;
-    out.media_file_id = file.id;
+    out.media_file_id = media.file.id;
     out.media_thumb_file_id = thumbnail_file_id(media.thumbnail);
     out.media_w = media.w;
     out.media_h = media.h;
     out.media_duration = media.duration;
     out.media_name = media.file_name.empty() ? media.title : media.file_name;
-    if (row.media_type == "audio") out.media_size = file.size;
+    if (row.media_type == "audio") out.media_size = std::max<std::int64_t>(media.file.size, 0);
   }
 }

@@ -100,12 +100,12 @@ void on_message_send_failed(std::string_view text) {
 }
 
 // True when the content shows media, which level 2 tells with its text.
-static bool tell_new_media(const MessageRef& ref, std::string_view content) {
+static bool tell_new_media(const MessageRef& ref, const MessageContent& content) {
   MessagePreview message;
-  message.content_type = object_type(content);
+  message.content_type = content.type;
   message.text = message_words(content);
   if (message.text.empty()) message.text = message_preview_fallback(message.content_type);
-  take_message_media(content, message);
+  take_message_media(content.object, message);
   if (message.media_file_id == 0) return false;
   emit_media_update_event(ref.chat_id, ref.id, message);
   return true;
@@ -114,9 +114,10 @@ static bool tell_new_media(const MessageRef& ref, std::string_view content) {
 void on_message_content(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
-  if (at_level2() && tell_new_media(ref, member_object(text, "new_content"))) return;
-  emit_message_update_event(ref.chat_id, ref.id,
-                            extract_content_words(member_object(text, "new_content")));
+  ObjectWalk walk = walk_to(text, "new_content");
+  const MessageContent content = read_content(walk);
+  if (at_level2() && tell_new_media(ref, content)) return;
+  emit_message_update_event(ref.chat_id, ref.id, extract_content_words(content));
 }
 
 void on_message_is_pinned(std::string_view text) {
@@ -151,15 +152,15 @@ static void tell_reactions(const MessageRef& ref, std::string reactions) {
 void on_message_interaction_info(std::string_view text) {
   MessageRef ref;
   if (!read_message_ref(text, ref)) return;
-  const std::string_view info = member_object(text, "interaction_info");
-  const std::int64_t replies = member_int(member_object(info, "reply_info"), "reply_count");
-  if (replies >= 0) {
+  ObjectWalk walk = walk_to(text, "interaction_info");
+  const InteractionInfo info = read_interaction_info(walk);
+  if (info.reply_count >= 0) {
     std::string event = begin_chat_event("message_reply_count", ref.chat_id);
     append_int_member(event, "id", ref.id);
-    append_int_member(event, "reply_count", replies);
+    append_int_member(event, "reply_count", info.reply_count);
     end_event(event);
   }
-  tell_reactions(ref, extract_message_reactions_event_json_array(info));
+  tell_reactions(ref, info.reactions);
 }
 
 static void emit_messages_deleted(std::int64_t chat_id, const std::int64_t* ids, std::size_t count,

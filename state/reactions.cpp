@@ -19,53 +19,84 @@ constexpr std::size_t kMostTold = 4096;
 std::list<MsgKey> g_told_order;
 std::unordered_map<MsgKey, std::list<MsgKey>::iterator, MsgKeyHash, MsgKeyEq> g_told_reactions;
 
-struct Reaction {
+struct ReactionType {
   std::string_view type;
+  std::string emoji;
+};
+constexpr Row<ReactionType> kReactionTypeRows[] = {
+    {"@type", word_into<&ReactionType::type>},
+    {"emoji", value_into<&ReactionType::emoji>},
+};
+
+struct Reaction {
+  ReactionType type;
   std::int64_t count = 0;
   bool chosen = false;
 };
 constexpr Row<Reaction> kReactionRows[] = {
-    {"type", object_into<&Reaction::type>},
+    {"type", members_into<&Reaction::type, kReactionTypeRows>},
     {"total_count", value_into<&Reaction::count>},
     {"is_chosen", value_into<&Reaction::chosen>},
 };
 
 void append_reaction(std::string& array, const Reaction& reaction) {
-  if (reaction.count < 1 || object_type(reaction.type) != "reactionTypeEmoji") return;
-  const std::string emoji = member_string(reaction.type, "emoji");
-  if (emoji.empty()) return;
+  const bool is_emoji = reaction.type.type == "reactionTypeEmoji" && !reaction.type.emoji.empty();
+  if (reaction.count < 1 || !is_emoji) return;
   array += array.empty() ? "[{\"emoji\":\"" : ",{\"emoji\":\"";
-  append_json_escaped(array, emoji);
+  append_json_escaped(array, reaction.type.emoji);
   array += '"';
   append_int_member(array, "count", std::min(reaction.count, kMaxCount));
   append_bool_member(array, "chosen", reaction.chosen);
   array += '}';
 }
 
+// The array of them, as it grows.
+struct Reactions {
+  std::string array;
+};
+void take_reactions(ObjectWalk& walk, Reactions& reactions) {
+  ArrayWalk list{value_here(walk)};
+  for (unsigned i = 0; i < kMaxExamined && next_place(list); ++i) {
+    ObjectWalk element{value_here(list)};
+    Reaction reaction;
+    read_members<kReactionRows>(element, reaction);
+    leave(list, element);
+    append_reaction(reactions.array, reaction);
+  }
+  leave(walk, list);
+}
+constexpr Row<Reactions> kReactionsRows[] = {{"reactions", take_reactions}};
+
 struct ReplyInfo {
-  std::int32_t count = 0;
+  std::int64_t count = -1;
 };
 constexpr Row<ReplyInfo> kReplyInfoRows[] = {{"reply_count", value_into<&ReplyInfo::count>}};
 
+constexpr Row<InteractionInfo> kInteractionRows[] = {
+    {"reply_info", result_into<&InteractionInfo::reply_count, extract_message_reply_count>},
+    {"reactions",
+     result_into<&InteractionInfo::reactions, extract_message_reactions_event_json_array>},
+};
+
 }  // namespace
 
-std::string extract_message_reactions_event_json_array(std::string_view interaction_info) {
-  std::string array;
-  ArrayWalk walk{member_here(member_here(interaction_info, "reactions"), "reactions")};
-  std::string_view element;
-  for (unsigned i = 0; i < kMaxExamined && next_element(walk, element); ++i) {
-    Reaction reaction;
-    read_members<kReactionRows>(element, reaction);
-    append_reaction(array, reaction);
-  }
-  if (!array.empty()) array += ']';
-  return array;
+std::int64_t extract_message_reply_count(ObjectWalk& walk) {
+  ReplyInfo replies;
+  read_inner<kReplyInfoRows>(walk, replies);
+  return replies.count;
 }
 
-std::int32_t extract_message_reply_count(std::string_view interaction_info) {
-  ReplyInfo replies;
-  read_members<kReplyInfoRows>(member_here(interaction_info, "reply_info"), replies);
-  return replies.count;
+std::string extract_message_reactions_event_json_array(ObjectWalk& walk) {
+  Reactions reactions;
+  read_inner<kReactionsRows>(walk, reactions);
+  if (!reactions.array.empty()) reactions.array += ']';
+  return reactions.array;
+}
+
+InteractionInfo read_interaction_info(ObjectWalk& walk) {
+  InteractionInfo info;
+  read_inner<kInteractionRows>(walk, info);
+  return info;
 }
 
 void note_told_reactions(std::int64_t chat_id, std::int64_t message_id) {

@@ -1,15 +1,26 @@
-// The reactions to a message, and which of them the UI has been told. Main thread only; the
-// extractors are pure.
+// The answers and reactions to a message, and which of them the UI has been told. Main thread
+// only; the readers are pure.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "json/walk.h"
+
+// Each reads the value that the walk stands before, which is passed over.
+// Of an object "reply_info"; -1: none.
+std::int64_t extract_message_reply_count(ObjectWalk& walk);
 // A JSON array [{"emoji":"..","count":N,"chosen":true|false},...] of the emoji among the first 32
-// reactions of an object "interaction_info"; empty when none is left.
-std::string extract_message_reactions_event_json_array(std::string_view interaction_info);
-std::int32_t extract_message_reply_count(std::string_view interaction_info);
+// of an object "reactions"; empty when none is left.
+std::string extract_message_reactions_event_json_array(ObjectWalk& walk);
+
+// An object "interaction_info".
+struct InteractionInfo {
+  std::int64_t reply_count = -1;
+  std::string reactions;
+};
+InteractionInfo read_interaction_info(ObjectWalk& walk);
 
 // The messages that the UI has been shown with reactions, so that it can be told when the last one
 // is removed. An entry lives until then or until the message is

@@ -17,8 +17,22 @@ std::int64_t g_next_user_request_at_ms = 0;
 
 constexpr std::int64_t kRequestIntervalMs = 60;
 
-std::int64_t extract_user_photo_small_id(std::string_view profile_photo) {
-  return std::max<std::int64_t>(member_int(member_object(profile_photo, "small"), "id", 0), 0);
+// A profile photo's small file.
+struct SmallFile {
+  std::int64_t id = 0;
+};
+struct ProfilePhoto {
+  SmallFile small;
+};
+static constexpr Row<SmallFile> kSmallFileRows[] = {{"id", value_into<&SmallFile::id>}};
+static constexpr Row<ProfilePhoto> kProfilePhotoRows[] = {
+    {"small", members_into<&ProfilePhoto::small, kSmallFileRows>},
+};
+
+std::int64_t extract_user_photo_small_id(ObjectWalk& walk) {
+  ProfilePhoto photo;
+  read_inner<kProfilePhotoRows>(walk, photo);
+  return std::max<std::int64_t>(photo.small.id, 0);
 }
 
 static std::string_view status_word(std::string_view type) {
@@ -33,16 +47,40 @@ static std::string_view status_word(std::string_view type) {
   return {};
 }
 
-static void read_status(std::string_view status, UserInfo& user) {
-  user.status_type = status_word(object_type(status));
+// A status object.
+struct Status {
+  std::string_view type;
+  std::int64_t expires = 0;
+  std::int64_t was_online = 0;
+};
+static constexpr Row<Status> kStatusRows[] = {
+    {"@type", word_into<&Status::type>},
+    {"expires", value_into<&Status::expires>},
+    {"was_online", value_into<&Status::was_online>},
+};
+
+static void set_status(const Status& status, UserInfo& user) {
+  user.status_type = status_word(status.type);
   user.expires = 0;
   user.was_online = 0;
   if (user.status_type == "online") {
-    user.expires = std::max<std::int64_t>(member_int(status, "expires"), 0);
+    user.expires = std::max<std::int64_t>(status.expires, 0);
   } else if (user.status_type == "offline") {
-    user.was_online = std::max<std::int64_t>(member_int(status, "was_online"), 0);
+    user.was_online = std::max<std::int64_t>(status.was_online, 0);
   }
 }
+
+// The names that an object carries, and those of its object "usernames".
+struct Usernames {
+  std::string editable;
+  std::string single;  // as older objects have it
+  std::string_view active;
+};
+static constexpr Row<Usernames> kUsernamesRows[] = {
+    {"editable_username", value_into<&Usernames::editable>},
+    {"username", value_into<&Usernames::single>},
+    {"active_usernames", array_into<&Usernames::active>},
+};
 
 static std::string first_element(std::string_view array) {
   ArrayWalk walk{array};
@@ -50,12 +88,19 @@ static std::string first_element(std::string_view array) {
   return next_element(walk, first) ? string_of(first) : std::string();
 }
 
+static std::string extract_username(std::string_view owner, std::string_view usernames) {
+  Usernames inner;
+  Usernames own;
+  read_members<kUsernamesRows>(usernames, inner);
+  if (!inner.editable.empty()) return inner.editable;
+  read_members<kUsernamesRows>(owner, own);
+  if (usernames.empty() && !own.editable.empty()) return own.editable;
+  return !own.single.empty() ? own.single
+                             : first_element(usernames.empty() ? own.active : inner.active);
+}
+
 std::string extract_username(std::string_view owner) {
-  const std::string_view inner = member_object(owner, "usernames");
-  const std::string_view names = inner.empty() ? owner : inner;
-  std::string name = member_string(names, "editable_username");
-  if (name.empty()) name = member_string(owner, "username");
-  return name.empty() ? first_element(member_array(names, "active_usernames")) : name;
+  return extract_username(owner, member_object(owner, "usernames"));
 }
 
 // A user's own members, as far as they count.
@@ -63,15 +108,17 @@ struct UserMembers {
   std::int64_t id = 0;
   std::string first_name;
   std::string last_name;
-  std::string_view status;
-  std::string_view profile_photo;
+  std::string_view usernames;
+  Status status;
+  std::int64_t photo_small_id = 0;
 };
 static constexpr Row<UserMembers> kUserRows[] = {
     {"id", value_into<&UserMembers::id>},
     {"first_name", value_into<&UserMembers::first_name>},
     {"last_name", value_into<&UserMembers::last_name>},
-    {"status", object_into<&UserMembers::status>},
-    {"profile_photo", object_into<&UserMembers::profile_photo>},
+    {"usernames", object_into<&UserMembers::usernames>},
+    {"status", members_into<&UserMembers::status, kStatusRows>},
+    {"profile_photo", result_into<&UserMembers::photo_small_id, extract_user_photo_small_id>},
 };
 
 static auto fields(const UserInfo& u) {
@@ -90,9 +137,9 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
   UserInfo user;
   user.first_name = std::move(members.first_name);
   user.last_name = std::move(members.last_name);
-  user.username = extract_username(user_json);
-  user.photo_small_id = extract_user_photo_small_id(members.profile_photo);
-  read_status(members.status, user);
+  user.username = extract_username(user_json, members.usernames);
+  user.photo_small_id = members.photo_small_id;
+  set_status(members.status, user);
   UserInfo* known = g_user_cache.find(user_id);
   if (known != nullptr && fields(*known) == fields(user)) return false;
   (known != nullptr ? *known : g_user_cache.get(user_id)) = std::move(user);
@@ -102,10 +149,12 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id) {
 bool update_user_status_from_json(std::string_view json, std::int64_t& user_id) {
   user_id = std::max<std::int64_t>(member_int(json, "user_id", 0), 0);
   UserInfo* known = g_user_cache.find(user_id);
-  const std::string_view status = member_object(json, "status");
-  if (known == nullptr || status.empty()) return false;
+  const std::string_view status_json = member_object(json, "status");
+  if (known == nullptr || status_json.empty()) return false;
+  Status status;
+  read_members<kStatusRows>(status_json, status);
   UserInfo now;
-  read_status(status, now);
+  set_status(status, now);
   const auto times = [](const UserInfo& u) {
     return std::tie(u.status_type, u.was_online, u.expires);
   };

@@ -6,13 +6,14 @@
 #include <string_view>
 
 #include "json/digits.h"
+#include "json/find_quote.h"
 #include "json/search.h"
-#include "json/skip.h"
 #include "json/walk.h"
 
-// As find_string_end; keys and most strings are short and hold no escape.
+// As find_string_end, without the calls: keys and most strings are short.
 inline std::size_t find_short_string_end(std::string_view text, std::size_t pos) {
-  return find_string_end(text, pos);
+  const char* quote = find_quote(text.data() + pos, text.data() + text.size());
+  return quote == nullptr ? kNotFound : static_cast<std::size_t>(quote - text.data());
 }
 
 // A number or literal reaches to what may stand behind one. At the end of the text nobody can
@@ -31,7 +32,7 @@ inline bool next_compact_key(ObjectWalk& walk, std::string_view& key) {
   std::size_t pos = walk.pos;
   if (walk.stage == WalkStage::kAtValue) {
     const bool is_string = text[pos] == '"';
-    pos = is_string ? find_string_end(text, pos + 1) : skip_scalar(text, pos);
+    pos = is_string ? find_short_string_end(text, pos + 1) : skip_scalar(text, pos);
     if (pos == kNotFound) return false;
     if (is_string) ++pos;
     walk.pos = pos;
@@ -41,7 +42,7 @@ inline bool next_compact_key(ObjectWalk& walk, std::string_view& key) {
     return false;
   }
   const std::size_t begin = pos + 2;
-  const std::size_t end = find_string_end(text, begin);
+  const std::size_t end = find_short_string_end(text, begin);
   if (end == kNotFound || text.size() - end < 3 || text[end + 1] != ':' ||
       static_cast<unsigned char>(text[end + 2]) <= ' ') {
     return false;
