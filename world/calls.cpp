@@ -108,7 +108,7 @@ static std::string check_protocol(const Json& protocol) {
 static std::string create_call(Asked& asked) {
   const Person p = person(asked.user);
   if (p.deleted || p.bot || asked.user == kMe) return refuse("USER_PRIVACY_RESTRICTED");
-  const std::string error = check_protocol(asked.json["protocol"]);
+  std::string error = check_protocol(asked.json["protocol"]);
   if (!error.empty()) return error;
   return object("callId id", {begin_call(asked.user, true, asked.json.boolean("is_video"))});
 }
@@ -117,7 +117,7 @@ static std::string accept_call(Asked& asked) {
   Call* call = find_call(asked.json.number("call_id"));
   if (call == nullptr) return refuse("Call not found");
   if (call->outgoing || call->state != Call::kPending) return refuse("Unexpected acceptCall");
-  const std::string error = check_protocol(asked.json["protocol"]);
+  std::string error = check_protocol(asked.json["protocol"]);
   if (!error.empty()) return error;
   connect(*call);
   return {};

@@ -130,7 +130,8 @@ Chat& world_chat() { return g_world.chats[0]; }
 
 // A channel and its discussion group stand beside each other in the table.
 Chat& linked_chat(const Chat& chat) {
-  return g_world.chats[static_cast<std::size_t>(chat.number + (is_channel(chat) ? 1 : -1))];
+  const auto number = static_cast<std::size_t>(chat.number);
+  return g_world.chats[is_channel(chat) ? number + 1 : number - 1];
 }
 
 Chat* find_chat(Id id) {

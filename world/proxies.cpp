@@ -58,7 +58,7 @@ static void use_proxy(Id id) {
 
 static std::string add_proxy(Asked& asked) {
   const Json& proxy = asked.json["proxy"];
-  const std::string error = check_proxy(proxy);
+  std::string error = check_proxy(proxy);
   if (!error.empty()) return error;
   const std::string text =
       object("proxy server port type",
@@ -99,7 +99,7 @@ static std::string get_proxies(Asked&) {
 
 static std::string ping_proxy(Asked& asked) {
   const Json& proxy = asked.json["proxy"];
-  const std::string error = proxy.is_null() ? "" : check_proxy(proxy);
+  std::string error = proxy.is_null() ? "" : check_proxy(proxy);
   if (!error.empty()) return error;
   if (!is_online()) return refuse("Connection refused");
   const auto hundredths = static_cast<double>(5 + proxy.string("server").size() % 10);

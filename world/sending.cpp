@@ -212,7 +212,7 @@ static std::string edit_text(Asked& asked) {
     return refuse("Message can't be edited");
   if (!is_text(m)) return refuse("There is no text in the message to edit");
   Message other;
-  const std::string error = read_content(asked.json["input_message_content"], other);
+  std::string error = read_content(asked.json["input_message_content"], other);
   if (!error.empty()) return error;
   if (other.text == m.text) return refuse("MESSAGE_NOT_MODIFIED");
   edit_message(*asked.chat, m.id, other.text);
