@@ -230,7 +230,7 @@ struct RequestRow {
 };
 using Requests = std::vector<RequestRow>;
 extern const Requests kCallRequests, kChatRequests, kFileRequests, kHistoryRequests, kListRequests,
-    kPeopleRequests, kProxyRequests, kSendingRequests;
+    kLoginRequests, kPeopleRequests, kProxyRequests, kSendingRequests;
 
 // The answer to a request that has its members.
 std::string answer_request(const Json& request);
