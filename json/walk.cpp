@@ -91,11 +91,8 @@ std::string_view take(Walk& walk) {
 
 template <class Outer, class Inner>
 void leave_inner(Outer& outer, const Inner& inner) {
-  if (inner.pos == 0) return;  // not of its kind: skipped like any value left alone
-  if (inner.stage == WalkStage::kBroken) {
-    (void)stop(outer, WalkStage::kBroken);
-    return;
-  }
+  // Not of its kind, or no JSON within its brackets: skipped like any value left alone.
+  if (inner.pos == 0 || inner.stage == WalkStage::kBroken) return;
   outer.pos += inner.pos;
   outer.stage = inner.stage == WalkStage::kClosed ? WalkStage::kBetween : WalkStage::kInside;
   outer.open = inner.stage == WalkStage::kInside ? inner.open + 1 : 1;
