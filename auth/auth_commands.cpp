@@ -4,6 +4,7 @@
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
+#include "state/file.h"
 #include "state/learn_user.h"
 #include "state/users.h"
 
@@ -74,7 +75,7 @@ void on_me(Answer& answer, AuthState& auth) {
   const std::string username = extract_json_string_field(answer.text, "editable_username");
   const std::string phone = member_string(answer.text, "phone_number");
   ObjectWalk photo_walk = walk_to(answer.text, "profile_photo");
-  const std::int64_t photo = extract_user_photo_small_id(photo_walk);
+  const std::int64_t photo = photo_small_file_id(photo_walk);
 
   std::string line = "ME id=" + std::to_string(id);
   if (!username.empty()) line += " username=" + username;

@@ -7,6 +7,7 @@
 #include "json/scan.h"
 #include "json/search.h"
 #include "json/walk.h"
+#include "state/file.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ constexpr Row<ChatObject> kChatRows[] = {
     {"id", value_into<&ChatObject::id>},
     {"type", object_into<&ChatObject::type>},
     {"title", value_into<&ChatObject::title>},
-    {"photo", object_into<&ChatObject::photo>},
+    {"photo", result_into<&ChatObject::photo_small_id, photo_small_file_id>},
     {"last_message", object_into<&ChatObject::last_message>},
     {"positions", array_into<&ChatObject::positions>},
     {"unread_count", value_into<&ChatObject::unread_count>},
@@ -63,10 +64,6 @@ bool is_group_type(std::string_view chat_type) {
   return chat_type == "basic_group" || chat_type == "supergroup" || chat_type == "channel";
 }
 
-static std::int64_t photo_small_id(std::string_view photo) {
-  return std::max<std::int64_t>(member_int(member_object(photo, "small"), "id", 0), 0);
-}
-
 bool extract_position_main_order(std::string_view position, std::int64_t& order) {
   const std::string_view list = member_object(position, "list");
   const bool main =
@@ -93,7 +90,8 @@ std::int64_t extract_chat_main_order(std::string_view positions) {
 }
 
 std::int64_t extract_chat_photo_small_file_id(std::string_view chat_json) {
-  return photo_small_id(member_object(chat_json, "photo"));
+  ObjectWalk walk = walk_to(chat_json, "photo");
+  return photo_small_file_id(walk);
 }
 
 bool extract_chat_notification_settings(std::string_view settings_json, std::int32_t& mute_for,
@@ -116,7 +114,7 @@ ChatDescription describe_chat(std::int64_t chat_id, const ChatObject& chat) {
   row.unread_count = chat.unread_count;
   row.last_read_outbox_message_id = chat.last_read_outbox_message_id;
   row.order = extract_chat_main_order(chat.positions);
-  row.photo_small_id = photo_small_id(chat.photo);
+  row.photo_small_id = chat.photo_small_id;
   if (is_group_type(row.type)) {
     const std::string_view key = row.type == "basic_group" ? "basic_group_id" : "supergroup_id";
     row.group_id = std::max<std::int64_t>(member_int(chat.type, key, 0), 0);

@@ -16,9 +16,9 @@ struct ChatObject {
   std::optional<std::string> title;  // absent: missing
   std::int64_t unread_count = -1;
   std::int64_t last_read_outbox_message_id = -1;  // -1: missing, both
+  std::int64_t photo_small_id = 0;                // 0: none
   // Objects, and an array; empty: missing.
   std::string_view type;
-  std::string_view photo;
   std::string_view last_message;
   std::string_view positions;
   std::string_view notification_settings;

@@ -6,6 +6,7 @@
 #include "json/scan.h"
 #include "json/text.h"
 #include "json/walk.h"
+#include "state/file.h"
 
 namespace {
 
@@ -104,10 +105,6 @@ bool is_video_name(std::string_view name) {
 }
 
 }  // namespace
-
-std::int64_t thumbnail_file_id(const Thumbnail& thumbnail) {
-  return std::max<std::int64_t>(thumbnail.file.id > 0 ? thumbnail.file.id : thumbnail.photo.id, 0);
-}
 
 MessageContent read_content(ObjectWalk& walk) {
   MessageContent content;

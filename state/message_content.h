@@ -11,35 +11,12 @@
 
 #include "json/walk.h"
 
-// A file object: its id, below 1 when there is none, and its size in bytes.
-struct File {
-  std::int64_t id = 0;
-  std::int64_t size = 0;
-};
-inline constexpr Row<File> kFileRows[] = {
-    {"id", value_into<&File::id>},
-    {"size", value_into<&File::size>},
-};
-
-// A thumbnail object's file, which has one of two names.
-struct Thumbnail {
-  File file;
-  File photo;
-};
-inline constexpr Row<Thumbnail> kThumbnailRows[] = {
-    {"file", members_into<&Thumbnail::file, kFileRows>},
-    {"photo", members_into<&Thumbnail::photo, kFileRows>},
-};
-// 0 when there is none.
-std::int64_t thumbnail_file_id(const Thumbnail& thumbnail);
-
-// A content object, bounded, and what most kinds have in common; views into the text that it
-// stands in.
+// A content object, and what most kinds have in common; views into the text that it stands in.
 struct FormattedText {
   std::string_view text;  // still escaped
 };
 struct MessageContent {
-  std::string_view object;  // from brace to brace; empty: there is none
+  std::string_view object;  // from its brace on; empty: there is none
   std::string_view type;    // "messageText"
   FormattedText text;
   FormattedText caption;

@@ -8,6 +8,7 @@
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chats.h"
+#include "state/file.h"
 #include "state/message.h"
 #include "state/message_content.h"
 #include "state/users.h"

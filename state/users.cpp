@@ -9,6 +9,7 @@
 #include "frame/clock.h"
 #include "json/text.h"
 #include "json/walk.h"
+#include "state/file.h"
 
 IdTable<UserInfo> g_user_cache;
 IdTable<bool> g_user_requested;
@@ -16,24 +17,6 @@ std::vector<std::int64_t> g_user_request_queue;
 std::int64_t g_next_user_request_at_ms = 0;
 
 constexpr std::int64_t kRequestIntervalMs = 60;
-
-// A profile photo's small file.
-struct SmallFile {
-  std::int64_t id = 0;
-};
-struct ProfilePhoto {
-  SmallFile small;
-};
-static constexpr Row<SmallFile> kSmallFileRows[] = {{"id", value_into<&SmallFile::id>}};
-static constexpr Row<ProfilePhoto> kProfilePhotoRows[] = {
-    {"small", members_into<&ProfilePhoto::small, kSmallFileRows>},
-};
-
-std::int64_t extract_user_photo_small_id(ObjectWalk& walk) {
-  ProfilePhoto photo;
-  read_inner<kProfilePhotoRows>(walk, photo);
-  return std::max<std::int64_t>(photo.small.id, 0);
-}
 
 static std::string_view status_word(std::string_view type) {
   static constexpr std::string_view kStatuses[][2] = {
@@ -118,7 +101,7 @@ static constexpr Row<UserMembers> kUserRows[] = {
     {"last_name", value_into<&UserMembers::last_name>},
     {"usernames", object_into<&UserMembers::usernames>},
     {"status", members_into<&UserMembers::status, kStatusRows>},
-    {"profile_photo", result_into<&UserMembers::photo_small_id, extract_user_photo_small_id>},
+    {"profile_photo", result_into<&UserMembers::photo_small_id, photo_small_file_id>},
 };
 
 static auto fields(const UserInfo& u) {

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "frame/tdlib.h"
-#include "json/walk.h"
 #include "state/id_table.h"
 
 struct UserInfo {
@@ -35,9 +34,6 @@ bool update_user_cache_from_json(std::string_view json, std::int64_t& user_id);
 // Stores the status that an "updateUserStatus" brings. True when the user is cached and the status
 // differs; `user_id` gets the update's id in any case, or 0.
 bool update_user_status_from_json(std::string_view json, std::int64_t& user_id);
-// The file of the small size of the "profile_photo" object that the walk stands before, which is
-// passed over; 0 when there is none.
-std::int64_t extract_user_photo_small_id(ObjectWalk& walk);
 // The name under which a user or group is found: editable, else plain, else the first active one.
 std::string extract_username(std::string_view owner);
 // First and last name, else the username, else empty.
