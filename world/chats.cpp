@@ -265,9 +265,11 @@ static std::string chat_type_text(const Chat& chat) {
   return object("chatTypePrivate user_id", {chat.peer});
 }
 
-static std::string photo_text(const Chat& chat) {
-  if (chat.kind == K::kDeleted || chat.number % 3 == 0) return {};
-  const Id key = is_group(chat) ? chat.number * Id{8} + 3 : chat.peer * 8 + 1;
+// A private chat shows its person's.
+std::string chat_photo_text(const Chat& chat) {
+  const Id of_group = chat.number % 3 == 0 ? 0 : chat.number * Id{8} + 3;
+  const Id key = is_group(chat) ? of_group : photo_key(chat.peer);
+  if (key == 0) return {};
   return object("chatPhotoInfo small big",
                 {file_text(key, 3000, true), file_text(key + 1, 20000, true)});
 }
@@ -286,11 +288,12 @@ static std::string chat_object(Chat& chat, bool complete) {
       "can_be_deleted_only_for_self can_be_reported unread_count last_read_inbox_message_id "
       "last_read_outbox_message_id unread_mention_count notification_settings "
       "available_reactions=@chatAvailableReactionsAll available_reactions.max_reaction_count=11",
-      {chat.id, chat_type_text(chat), chat_title(chat), photo_text(chat), chat.number % 7, rights,
-       complete ? message_text(chat, last_id(chat)) : "", complete ? positions_text(chat) : "[]",
-       chat.order != 0 ? "[" + list_text(chat) + "]" : "[]", chat.kind == K::kForum,
-       chat.standing != S::kBanned, is_super(chat), chat.unread, chat.last_read_inbox,
-       chat.last_read_outbox, chat.mentions, notification_settings_text(chat)});
+      {chat.id, chat_type_text(chat), chat_title(chat), chat_photo_text(chat), chat.number % 7,
+       rights, complete ? message_text(chat, last_id(chat)) : "",
+       complete ? positions_text(chat) : "[]", chat.order != 0 ? "[" + list_text(chat) + "]" : "[]",
+       chat.kind == K::kForum, chat.standing != S::kBanned, is_super(chat), chat.unread,
+       chat.last_read_inbox, chat.last_read_outbox, chat.mentions,
+       notification_settings_text(chat)});
 }
 
 std::string chat_text(Chat& chat) { return chat_object(chat, true); }

@@ -56,9 +56,12 @@ static void change(Chat& chat, std::uint64_t dice) {
   }
 }
 
-static void rename_somebody(std::uint64_t dice) {
+// Somebody has another name, or shows another photo.
+static void change_somebody(std::uint64_t dice) {
   const Id id = kMe + 14 + static_cast<Id>(dice % 9);
-  if (is_person(id)) rename_person(id, person(id).first_name, dice >> 8 & 1 ? "Smith" : "Møller");
+  if (!is_person(id)) return;
+  if ((dice >> 9 & 1) != 0) return change_photo(id);
+  rename_person(id, person(id).first_name, dice >> 8 & 1 ? "Smith" : "Møller");
 }
 
 void live_one_moment(std::uint64_t moment) {
@@ -66,7 +69,7 @@ void live_one_moment(std::uint64_t moment) {
   const auto roll = dice % 100;
   if (!is_online()) return;
   if (roll >= 97) {
-    if (roll < 99) rename_somebody(dice >> 8);
+    if (roll < 99) change_somebody(dice >> 8);
     if (roll == 99 && moment > 100 && !is_called()) begin_call(kMe + 2, false, false);
   } else if (roll >= 60 && roll < 80) {
     come_or_go(kMe + 2 + static_cast<Id>((dice >> 8) % 10));

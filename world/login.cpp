@@ -225,7 +225,7 @@ static std::string register_user(Asked& asked) {
   Person me = person(kMe);
   me.first_name = asked.json.string("first_name");
   me.last_name = asked.json.string("last_name");
-  g_world.renamed[kMe] = me;
+  g_world.changed_people[kMe] = me;
   return open_world();
 }
 

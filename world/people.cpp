@@ -38,8 +38,8 @@ bool is_person(Id id) {
 }
 
 Person person(Id id) {
-  const auto renamed = g_world.renamed.find(id);
-  if (renamed != g_world.renamed.end()) return renamed->second;
+  const auto changed = g_world.changed_people.find(id);
+  if (changed != g_world.changed_people.end()) return changed->second;
   const auto n = static_cast<std::size_t>(id - kMe);
   Person p;
   if (n < kNamed) {
@@ -55,6 +55,7 @@ Person person(Id id) {
     if ((dice >> 24 & 1) != 0) p.username = "user" + std::to_string(n);
   }
   if (!p.deleted && !p.bot) p.phone = "49155501" + std::to_string(1000 + n);
+  if (!p.deleted && n % 3 != 1) p.photo = 1;
   return p;
 }
 
@@ -88,6 +89,11 @@ std::string usernames_text(const std::string& name) {
   return object("usernames active_usernames editable_username", {"[\"" + name + "\"]", name});
 }
 
+Id photo_key(Id person_id) {
+  const int photo = person(person_id).photo;
+  return photo == 0 ? 0 : person_id * 8 + 2 * photo - 1;
+}
+
 std::string user_text(Id id) {
   const Person p = person(id);
   const bool contact = !p.bot && !p.deleted && id != kMe && id < kMe + 30;
@@ -95,9 +101,9 @@ std::string user_text(Id id) {
   if (p.bot) type = object("userTypeBot can_join_groups=true active_user_count=120");
   if (p.deleted) type = object("userTypeDeleted");
   if (id == kMe + 1) verified = object("verificationStatus is_verified=true");
-  if (!p.deleted && (id - kMe - 1) % 3 != 0) {
-    photo = object("profilePhoto id small big", {id << 20, file_text(id * 8 + 1, 3000, true),
-                                                 file_text(id * 8 + 2, 20000, true)});
+  if (const Id key = photo_key(id); key != 0) {
+    photo = object("profilePhoto id small big",
+                   {key << 20, file_text(key, 3000, true), file_text(key + 1, 20000, true)});
   }
   return object(
       "user id first_name last_name usernames phone_number status profile_photo accent_color_id "
@@ -111,15 +117,27 @@ void tell_person(Id id) {
   if (g_world.told_people.insert(id).second) tell("updateUser user", {user_text(id)});
 }
 
+static void change_person(Id id, const Person& now) {
+  g_world.changed_people[id] = now;
+  g_world.told_people.erase(id);
+  tell_person(id);
+}
+
 void rename_person(Id id, std::string_view first_name, std::string_view last_name) {
   Person p = person(id);
   p.first_name = first_name;
   p.last_name = last_name;
-  g_world.renamed[id] = p;
-  g_world.told_people.erase(id);
-  tell_person(id);
+  change_person(id, p);
   if (const Chat* chat = told_chat(id))
     tell("updateChatTitle chat_id title", {chat->id, chat_title(*chat)});
+}
+
+void change_photo(Id id) {
+  Person p = person(id);
+  p.photo = p.photo % 3 + 1;
+  change_person(id, p);
+  if (const Chat* chat = told_chat(id))
+    tell("updateChatPhoto chat_id photo", {chat->id, chat_photo_text(*chat)});
 }
 
 void come_or_go(Id id) {

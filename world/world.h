@@ -128,6 +128,7 @@ struct Person {
   std::string phone;
   bool bot = false;
   bool deleted = false;
+  int photo = 0;  // which of theirs is shown, 1 to 3; 0: none
 };
 
 struct Settings {
@@ -144,7 +145,7 @@ struct World {
   std::vector<Chat> chats;
   std::unordered_map<Id, std::size_t> chat_numbers;
   std::set<std::pair<Id, Id>> list, archive;  // -order, chat
-  std::unordered_map<Id, Person> renamed;
+  std::unordered_map<Id, Person> changed_people;
   std::unordered_map<Id, bool> online;
   std::set<Id> told_people;
   std::string database_directory;
@@ -253,7 +254,9 @@ bool is_person(Id id);
 std::string person_name(Id id);
 // The id of the person whose first name, or whole name, that is; 0: nobody.
 Id find_person(std::string_view name);
+Id photo_key(Id person);  // of the small file; the large one has the next. 0: no photo
 void rename_person(Id id, std::string_view first_name, std::string_view last_name);
+void change_photo(Id person);
 std::string user_text(Id id);
 std::string usernames_text(const std::string& name);  // empty when there is none
 void tell_person(Id id);  // updateUser before the first object that names one
@@ -279,6 +282,7 @@ bool is_super(const Chat& chat);    // has a supergroup
 bool is_outside(const Chat& chat);  // the account is no member
 bool is_ruled(const Chat& chat);    // the account has an administrator's rights
 bool can_write(const Chat& chat);
+std::string chat_photo_text(const Chat& chat);  // empty: none
 void tell_chat(Chat& chat);  // updateNewChat before the first object that names it
 void tell_last_message(const Chat& chat, const std::string& message);
 void set_standing(Chat& chat, Standing standing);
