@@ -254,9 +254,9 @@ bool is_person(Id id);
 std::string person_name(Id id);
 // The id of the person whose first name, or whole name, that is; 0: nobody.
 Id find_person(std::string_view name);
-Id photo_key(Id person);  // of the small file; the large one has the next. 0: no photo
+Id photo_key(Id person_id);  // of the small file; the large one has the next. 0: no photo
 void rename_person(Id id, std::string_view first_name, std::string_view last_name);
-void change_photo(Id person);
+void change_photo(Id id);
 std::string user_text(Id id);
 std::string usernames_text(const std::string& name);  // empty when there is none
 void tell_person(Id id);  // updateUser before the first object that names one
