@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kRawLines = 2000;
 
 void keep_raw(Client& c, const char* mark, std::string_view line) {
-  c.raw.push_back(mark + std::string(line));
+  c.raw.push_back(mark + clean(line));
   if (c.raw.size() > kRawLines) c.raw.pop_front();
   c.changed = true;
 }
@@ -106,6 +106,7 @@ std::string login_command(const std::string& need, std::string_view answer) {
 
 bool start_client(Client& c) {
   c.model = Model();
+  c.note.clear();
   c.open_commands.clear();
   c.last_seq = c.loading = c.resync = c.told_read = c.touched = 0;
   const int error = start(c.backend);
@@ -153,6 +154,8 @@ void enter(Client& c, const std::string& line) {
   const std::string& need = c.model.of("need").str("what");
   if (c.model.ready() && c.model.open_chat == 0) return tell(c, "Open a chat first", true);
   if (c.model.ready()) {
+    // What is written is shown behind the newest.
+    if (!c.model.at_newest) open_chat(c, c.model.open_chat);
     say(c, "send64 " + std::to_string(c.model.open_chat) + " " + base64(text));
   } else if (need.empty()) {
     tell(c, "Nothing is asked for now", true);

@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr std::size_t kMessages = 1000;  // so many are kept while new ones come
+
 struct EventType {
   std::string_view type;
   void (*take)(Model&, const Event&, std::string_view) = nullptr;
@@ -106,6 +108,10 @@ void on_history_end(Model& m, const Event& e, std::string_view) {
 void on_message_new(Model& m, const Event& e, std::string_view argument) {
   // While older pages are shown, a new message would stand behind a hole.
   if (m.at_newest) if_open<keep<&Model::messages>>(m, e, argument);
+  if (m.messages.size() > kMessages) {
+    m.messages.erase(m.messages.begin());
+    m.more_older = true;
+  }
   end_action(m, e);
 }
 
@@ -138,9 +144,6 @@ void on_messages_deleted(Model& m, const Event& e, std::string_view) {
 
 void on_notify(Model& m, const Event& e, std::string_view) {
   m.notifications.push_back(e);
-  if (e.str("sender_name") == e.str("chat_title")) {
-    m.notifications.back().members.erase("sender_name");
-  }
   if (m.notifications.size() > 100) m.notifications.erase(m.notifications.begin());
 }
 
@@ -154,7 +157,7 @@ void on_resync_begin(Model& m, const Event&, std::string_view) {
 }
 
 constexpr std::string_view kMessageWords =
-    "{chat_id:title} {id} {chat_id:sender}: {text}{media_type? [{media_type}]}";
+    "{chat_id:from}, {id}: {text}{media_type? [{media_type}]}";
 
 constexpr EventType kEvents[] = {
     {"auth_error", keep_last, "", "The {what} was refused: {message} ({code})"},
@@ -165,7 +168,7 @@ constexpr EventType kEvents[] = {
      "{message?, {message}}"},
     {"chat", keep<&Model::chats>, "id",
      "chat {id}  {title}  [{chat_type:spaced}] {unread_count} unread{muted?, muted}: {last_text}"},
-    {"chat_action", on_action, "chat_id", "{chat_id:title}: {chat_id:sender}: {action:spaced}"},
+    {"chat_action", on_action, "chat_id", "{chat_id:from}: {action:spaced}"},
     {"chat_deleted", change<&Model::chats>, "chat_id order"},
     {"chat_draft", change<&Model::chats>, "chat_id draft=text"},
     {"chat_last_message", change<&Model::chats>,
@@ -185,7 +188,7 @@ constexpr EventType kEvents[] = {
     {"code_info", keep_last, "",
      "It comes by {delivery:spaced}{pattern? to {pattern}}{length?, {length} digits}"
      "{timeout?; /resend after {timeout} s}"},
-    {"command_end", on_command_end},
+    {"command_end", on_command_end, "", "{command}: {ok?done}{error}"},
     {"connection_state", keep_last, "", "connection: {state:spaced}"},
     {"file", keep<&Model::files>, "id", "Downloaded: {path}"},
     {"file_progress", keep<&Model::files>, "id", "file {id}: {downloaded} of {total}"},
@@ -195,7 +198,7 @@ constexpr EventType kEvents[] = {
     {"history_clear", if_open<clear_messages>},
     {"history_cleared", if_open<clear_messages>},
     {"history_end", if_open<on_history_end>},
-    {"hub_notify_message", on_notify, "", "★ {chat_title}: {sender_name?{sender_name}: }{text}"},
+    {"hub_notify_message", on_notify, "", "★ {chat_id:from}: {text}"},
     {"hub_notify_withdrawn", on_notify_withdrawn},
     {"me", keep_last, "", "logged in as {first_name} {last_name}"},
     {"message", if_open<keep<&Model::messages>>, "id", kMessageWords},
@@ -248,11 +251,19 @@ std::string spaced(std::string name) {
   return out;
 }
 
+// "Family: Ann", and "Ann" in her own chat.
+std::string where_and_who(const Model& m, const Event& e) {
+  const std::string title = chat_title(m, e.num("chat_id"));
+  const std::string sender = sender_name(m, e);
+  return title == sender ? title : title + ": " + sender;
+}
+
 std::string formatted(const Model& m, const Event& e, std::string_view name,
                       std::string_view format) {
   const std::int64_t number = e.num(name);
   if (format == "title") return chat_title(m, number);
   if (format == "sender") return sender_name(m, e);
+  if (format == "from") return where_and_who(m, e);
   if (format == "size") return size_text(number);
   if (format == "time") return number > 0 ? clock_text(number, "%d %b %H:%M") : "";
   if (format == "length") {

@@ -87,6 +87,7 @@ void accept(Client& c, Screen& s, int) {
 
 void back(Client& c, Screen& s, int) {
   if (s.focus != Focus::kInput) {
+    if (s.focus == Focus::kMessages && !c.model.at_newest) open_chat(c, c.model.open_chat);
     s.messages.marked = 0;
     s.focus = Focus::kInput;
   } else if (!s.input.empty()) {

@@ -29,7 +29,8 @@ constexpr char kUsage[] =
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
   std::string line = clock_text(std::time(nullptr), "%H:%M:%S ");
-  for (const char c : clean(text)) line += c == '\n' ? std::string(" / ") : std::string(1, c);
+  for (const char c : narrow(widen(text)))
+    line += c == '\n' ? std::string(" / ") : std::string(1, c);
   std::puts(line.c_str());
   std::fflush(stdout);
 }
@@ -49,9 +50,7 @@ void enter_and_print(Client& c, const std::string& line) {
 // Without a screen, for logs and for ssh: a line for an event, the same input a line each. Returns
 // when the backend has ended, with its status.
 int run_plain(Client& c) {
-  c.on_event = [&](const Event& e) {
-    if (e.str("type") != "command_end" || !e.on("ok")) print(describe(c.model, e));
-  };
+  c.on_event = [&](const Event& e) { print(describe(c.model, e)); };
   std::string input;
   bool open = true;
   while (!c.ended) {

@@ -33,7 +33,7 @@ std::string body(const Model& m, const Event& message) {
   const std::string media =
       in_words(m, message,
                "{media_type?[{media_type:spaced}{media_name? {media_name}}"
-               "{media_w? {media_w}×{media_h}}{media_size?, {media_size:size}}"
+               "{media_h? {media_w}×{media_h}}{media_size?, {media_size:size}}"
                "{media_duration?, {media_duration:length}}]}");
   if (media.empty()) return text.empty() ? "[no text]" : text;
   return media + (substitute || text.empty() ? "" : " " + text);

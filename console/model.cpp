@@ -46,6 +46,7 @@ std::string presence(const Model& model, std::int64_t chat_id) {
   const Event& chat = model.chat(chat_id);
   const auto user = model.users.find(other_side(model, chat_id));
   if (user == model.users.end()) return in_words(model, chat, "{chat_type:spaced}");
+  if (user->second.str("status_type") == "empty") return {};
   return in_words(
       model, user->second,
       user->second.says("was_online") ? "last seen {was_online:time}" : "{status_type:spaced}");

@@ -44,9 +44,8 @@ void draw_chats(const Client& c, Screen& s, Box box) {
 
 void draw_list(const Client& c, Screen& s, Box box) {
   const List& list = c.model.list;
-  const std::string title = " " + list.title + ": " + std::to_string(list.rows.size());
-  put(box.top(), ends(title + (list.command != 0 ? "…" : " found"), "Enter, Esc ", box.w),
-      bar(kTopBar));
+  const std::string count = std::to_string(list.rows.size()) + (list.command != 0 ? "…" : "");
+  put(box.top(), ends(" " + list.title + ": " + count, "Enter, Esc ", box.w), bar(kTopBar));
   std::vector<View::Row> rows;
   for (const List::Row& row : list.rows) {
     std::string text = " " + row.text;
@@ -109,10 +108,9 @@ void draw_login(const Client& c, const Box& box) {
 // --- the raw lines ---
 
 // A line of JSON with its names, strings and other values in colours of their own.
-std::string coloured(const std::string& raw) {
-  const std::string text = clean(raw);
-  if (raw[0] == '>') return kBold + kGood + text;
-  if (raw[0] == '|') return kWarn + text;
+std::string coloured(const std::string& text) {
+  if (text[0] == '>') return kBold + kGood + text;
+  if (text[0] == '|') return kWarn + text;
   std::string out;
   for (std::size_t at = 0; at < text.size();) {
     std::size_t end = std::min(text.find('"', at), text.size());

@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr std::size_t kLongest = 16384;  // bytes of a text that are shown; no message has more
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr std::wstring_view kTurnsDirection =
     L"\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
@@ -18,12 +19,13 @@ int columns(wchar_t c) { return std::max(wcwidth(c), 0); }
 
 std::string clean(std::string_view text) {
   std::string out;
-  for (const char c : text) {
+  const bool cut = text.size() > kLongest;
+  for (const char c : text.substr(0, kLongest)) {
     const bool control = (c >= 0 && c < ' ') || c == 127;
     if (!control || c == '\n') out += c;
     if (c == '\t') out += ' ';
   }
-  return out;
+  return cut ? out + "…" : out;
 }
 
 std::wstring widen(std::string_view utf8) {

@@ -12,7 +12,8 @@ inline const std::string kPlain = "\1", kBold = "\2", kDim = "\3", kGood = "\4",
                          kWarn = "\6", kKeyword = "\7";
 constexpr char kFirstName = 16;  // names have five colours, from this character on
 inline bool is_colour(wchar_t c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
-// Text from outside, without characters that would steer: tabs become blanks, line feeds stay.
+// Text from outside, without characters that would steer: tabs become blanks, line feeds stay. A
+// longer one than any message is cut.
 std::string clean(std::string_view text);
 
 // U+FFFD for what is no UTF-8 or cannot be shown; the marks that turn the writing direction are

@@ -14,7 +14,7 @@ ln -s "$3" "$dir/libtdjson.so.1.8.61"
 mkdir "$dir/tmp"
 export TMPDIR=$dir/tmp TDLIB_DB_DIR=$dir/db TDLIB_FILES_DIR=$dir/files
 # A still world, whose people answer at once.
-export WORLD_RATE=0 WORLD_SPEED=20 TD_RAISE_RLIMIT=0
+export WORLD_RATE=0 WORLD_SPEED=20 TD_RAISE_RLIMIT=0 TZ=UTC
 
 start_terminal 80 24 "$console" "$dir/td_backend"
 expect 'telephone number'
@@ -39,14 +39,17 @@ press Escape
 
 press C-f
 enter 'Tea?'
-expect '/find Tea?: '
-expect ' found'
+expect '/find Tea?: 5'
+press Down Down Enter
+expect '16:29 You: Tea?'
 press Escape
+enter 'Did you have tea?' # to the end again, so that the answer is seen
+expect 'You: Did you have tea? ✓'
+expect 'Really? Tell me more.'
 enter '/media photo'
-expect '/media photo: '
-expect ' found'
+expect '31 Oct 22:56'
 press Enter
-expect '[photo'
+expect '[photo 800'
 press s
 expect 'Downloaded: '
 [[ -s $(find "$dir/files" -type f | head -n 1) ]] || { echo 'nothing was written' >&2 && exit 1; }
@@ -78,3 +81,26 @@ wait_for 60 grep -q 'Good to hear you' "$dir/lines" || { cat "$dir/lines" >&2 &&
 exec 3>&-
 wait "$plain"
 grep -q 'The backend has ended: ' "$dir/lines"
+
+# A backend that writes what none should: a torn line, an event that is missing, control characters,
+# bytes that are no UTF-8, a line of 1 MB. It puts its file aside and dies.
+cat >"$dir/odd" <<'END'
+#!/usr/bin/env bash
+events=$BACKEND_EVENTS_FILE
+exec 4>>"$events"
+printf '%s\n' '{"type":"hello","protocol":2,"seq":1}' '{"type":"message","torn":"' >&4
+printf '{"type":"news","text":"\\u0007\\u009b2J \\u202eback a\377b","seq":3}\n' >&4
+while read -rt 60 line && [[ $line != *' resync' ]]; do :; done
+printf '{"type":"news","text":"%01000000d","seq":4}\n' 0 >&4
+mv "$events" "$events.1"
+echo '{"type":"news","text":"next file","seq":6}' >"$events"
+echo '{"type":"events_rotated","seq":5}' >&4
+exit 3
+END
+chmod +x "$dir/odd"
+status=0
+"$console" --plain "$dir/odd" </dev/null >"$dir/lines" || status=$?
+[[ $status == 3 ]]
+for line in 'news: text=�2J back a�b' 'news: text=0000*…' 'news: text=next file'; do
+  grep -q "$line\$" "$dir/lines" || { echo "missing: $line" >&2 && cut -c 1-200 "$dir/lines" && exit 1; }
+done
