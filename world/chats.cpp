@@ -41,7 +41,7 @@ static constexpr Role kRoles[] = {
     {"Archive",        K::kBasicGroup,     70,   9, S::kMember,        0, "archived"},
 };
 // clang-format on
-static constexpr int kRoleCount = sizeof kRoles / sizeof *kRoles;
+static_assert(sizeof kRoles / sizeof *kRoles == kFirstChats);
 
 bool has_trait(const Chat& chat, std::string_view trait) {
   return chat.role != nullptr &&
@@ -73,12 +73,12 @@ static Id chat_id_of(const Chat& chat) {
 
 static void make_chat(Chat& chat, int n) {
   const Role role =
-      n < kRoleCount
+      n < kFirstChats
           ? kRoles[n]
           : roll_role(mix(g_world.settings.seed, 0xC0000000u + static_cast<unsigned>(n)));
   const std::string_view traits = role.traits;
   const auto has = [&](const char* trait) { return traits.find(trait) != std::string_view::npos; };
-  if (n < kRoleCount) chat.role = &kRoles[n];
+  if (n < kFirstChats) chat.role = &kRoles[n];
   chat.number = n;
   chat.kind = role.kind;
   chat.standing = chat.first_standing = role.standing;
@@ -139,23 +139,15 @@ Chat* find_chat(Id id) {
   return found == g_world.chat_numbers.end() ? nullptr : &g_world.chats[found->second];
 }
 
-Chat* find_chat_named(std::string_view title) {
-  for (Chat& chat : g_world.chats) {
-    if (chat_title(chat) == title) return &chat;
-    if (!is_group(chat) && person(chat.peer).first_name == title) return &chat;
-  }
-  return nullptr;
-}
-
 static std::string username_of(const Chat& chat) {
   if (!is_group(chat)) return person(chat.peer).username;
-  std::string name = has_trait(chat, "public") ? lower(chat.role->title) : "";
+  std::string name = has_trait(chat, "public") ? to_lower_ascii(chat.role->title) : "";
   std::replace(name.begin(), name.end(), ' ', '_');
   return name;
 }
 
 Chat* find_username(std::string_view username) {
-  const std::string wanted = lower(username);
+  const std::string wanted = to_lower_ascii(std::string(username));
   for (Chat& chat : g_world.chats) {
     if (chat.kind != K::kSecret && username_of(chat) == wanted) return &chat;
   }
@@ -201,9 +193,9 @@ static std::string group_text(const Chat& chat) {
 static std::string members_text(const Chat& chat) {
   List members;
   for (int i = 0; i < std::min(chat.members, 200); ++i) {
-    const Id id = i == 0 && !is_outside(chat) ? kMe : kMe + 2 + (i + chat.number) % 30;
+    const Id id = i == 0 && !is_outside(chat) ? kMe : kAnn + (i + chat.number) % 30;
     members.next() += object("chatMember member_id inviter_user_id joined_chat_date status",
-                             {sender_text(id), kMe + 2, kFirstDate - 8000000,
+                             {sender_text(id), kAnn, kFirstDate - 8000000,
                               standing_text(i == 0 ? chat.standing : S::kMember)});
   }
   return members.done();
@@ -214,7 +206,7 @@ static std::string group_full_text(const Chat& chat) {
   const std::string description = "About " + chat_title(chat);
   if (chat.kind == K::kBasicGroup) {
     return object("basicGroupFullInfo description creator_user_id members",
-                  {description, kMe + 2, members_text(chat)});
+                  {description, kAnn, members_text(chat)});
   }
   const bool slow = has_trait(chat, "slow"), linked = has_trait(chat, "linked");
   return object(

@@ -131,7 +131,7 @@ std::string sizes_text(Id key, int own) {
 
 // The text for a slot of the rows.
 std::string slot_text(char slot, const Chat& chat, const Message& m) {
-  const Id about = kMe + 2 + static_cast<Id>(m.dice >> 16 & 7);
+  const Id about = kAnn + static_cast<Id>(m.dice >> 16 & 7);
   const Id key = static_cast<Id>(chat.number) << 40 | message_index(m.id) << 3 | 5;
   switch (slot) {
     case 'a': return formatted_text(m.text);

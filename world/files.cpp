@@ -116,6 +116,7 @@ static std::string file_bytes(const File& file) {
 // ---- downloads
 
 static void forget(File& file) {
+  unlink(file.path.c_str());
   file.path.clear();
   file.done = 0;
 }
@@ -138,16 +139,20 @@ static bool write_piece(File& file, int up_to) {
   return true;
 }
 
+static void next_piece(int id, int run);
+
+static void await_piece(int id, int run) {
+  later(kStepSeconds, [id, run] { when_online([id, run] { next_piece(id, run); }); });
+}
+
 static void next_piece(int id, int run) {
   File& file = *find_file(id);
   if (!file.active || file.run != run) return;
-  if (is_online()) {
-    const bool written = write_piece(file, std::min(file.size, file.done + file.size / kSteps + 1));
-    if (!written) forget(file);
-    file.active = written && file.done < file.size;
-    tell_file(id);
-  }
-  if (file.active) later(is_online() ? kStepSeconds : 1, [id, run] { next_piece(id, run); });
+  const bool written = write_piece(file, std::min(file.size, file.done + file.size / kSteps + 1));
+  if (!written) forget(file);
+  file.active = written && file.done < file.size;
+  tell_file(id);
+  if (file.active) await_piece(id, run);
 }
 
 static std::string download_file(Asked& asked) {
@@ -160,7 +165,7 @@ static std::string download_file(Asked& asked) {
   if (!is_complete(*file) && !file->active) {
     file->active = true;
     tell_file(id);
-    later(kStepSeconds, [id, run = ++file->run] { next_piece(id, run); });
+    await_piece(id, ++file->run);
   }
   return file_text(id);
 }
@@ -196,7 +201,6 @@ static std::string optimize_storage(Asked& asked) {
   for (auto i = static_cast<int>(g_files.size()); i > 0; --i) {
     File& file = *find_file(i);
     if (!is_kept(file) || file.active || (left -= file.done) >= 0) continue;
-    unlink(file.path.c_str());
     freed += file.done;
     ++count;
     forget(file);

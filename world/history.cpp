@@ -140,10 +140,10 @@ static bool passes(const Chat& chat, const Message& m, std::string_view filter) 
 static bool matches(const Chat& chat, const Message& m, const Json& request) {
   const Json& sender = request["sender_id"];
   const Id from = sender.number("user_id") + sender.number("chat_id");
-  const std::string wanted = lower(request.string("query"));
+  const std::string wanted = to_lower_ascii(request["query"].text);
   return (from == 0 || m.sender == from) && passes(chat, m, request["filter"].type()) &&
          (wanted.empty() ||
-          (has_type(kWithText, m) && lower(m.text).find(wanted) != std::string::npos));
+          (has_type(kWithText, m) && to_lower_ascii(m.text).find(wanted) != std::string::npos));
 }
 
 static std::string search_chat_messages(Asked& asked) {

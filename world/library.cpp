@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <deque>
 #include <mutex>
+#include <vector>
 
 #include "world/world.h"
 
@@ -22,51 +23,42 @@ std::mutex g_lock;
 std::condition_variable g_news;
 std::deque<std::string> g_queue;
 std::multimap<double, std::function<void()>> g_timers;  // by the world's clock
+std::vector<std::function<void()>> g_waiting;           // until there is a connection
 const Clock::time_point g_start = Clock::now();
 int g_clients = 0;
 bool g_begun = false;
 bool g_closed = false;
 Id g_flood = 0;
 std::uint64_t g_moment = 0;  // how many have been lived
-double g_alive_since = -1;   // below 0: not logged in yet
+constexpr double kNever = 1e300;
+double g_alive_since = kNever;  // when the account logged in
+double g_due = -1;              // when that was due which happens now; below 0: nothing does
 
 const char* environment(const char* name, const char* otherwise) {
   const char* value = std::getenv(name);
   return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
-void read_settings(Settings& s) {
+void begin() {
+  if (g_begun) return;
+  g_begun = true;
+  Settings& s = g_world.settings;
   s.seed = std::strtoull(environment("WORLD_SEED", "1"), nullptr, 10);
-  s.chats = std::clamp(std::atoi(environment("WORLD_CHATS", "40")), 1, 100000);
+  s.chats = std::clamp(std::atoi(environment("WORLD_CHATS", "40")), kFirstChats, 100000);
   s.rate = std::clamp(std::atof(environment("WORLD_RATE", "0.5")), 0.0, 1e6);
   s.speed = std::clamp(std::atof(environment("WORLD_SPEED", "1")), 0.001, 1e6);
   s.login = environment("WORLD_LOGIN", "phone");
   s.faults = environment("WORLD_FAULTS", "");
-}
-
-// Steering words from the start, separated by semicolons.
-void begin_faults(std::string_view words) {
-  while (!words.empty()) {
-    const std::size_t end = std::min(words.find(';'), words.size());
-    steer(words.substr(0, end));
-    words.remove_prefix(std::min(end + 1, words.size()));
-  }
-}
-
-void begin() {
-  if (g_begun) return;
-  g_begun = true;
-  read_settings(g_world.settings);
   make_chats();
   begin_login();
-  begin_faults(g_world.settings.faults);
+  steer_from_start();
 }
 
 // Queues the text of an object, with what every text ends in.
 void put(std::string text, const Json& extra, int client_id = 1) {
   text.pop_back();
   if (!extra.is_null()) append_json(text += ",\"@extra\":", extra);
-  append_number(text += ",\"@client_id\":", client_id);
+  append_i64(text += ",\"@client_id\":", client_id);
   text += '}';
   g_queue.push_back(std::move(text));
 }
@@ -111,27 +103,40 @@ void take_request(int client_id, const char* text) {
 }
 
 double moment_due() {
-  if (g_alive_since < 0 || g_world.settings.rate <= 0) return 1e300;
+  if (g_world.settings.rate <= 0) return kNever;
   return g_alive_since + static_cast<double>(g_moment + 1) / g_world.settings.rate;
 }
 
-// Lets one thing happen that is due; false when nothing is.
+// When the next thing happens by itself.
+double next_due() {
+  return g_timers.empty() ? moment_due() : std::min(moment_due(), g_timers.begin()->first);
+}
+
+// A message somewhere.
+void pour_one() {
+  const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(--g_flood));
+  Chat& chat = g_world.chats[dice % g_world.chats.size()];
+  if (chat.order != 0 && chat.kind != ChatKind::kDeleted) receive_next(chat);
+}
+
+// Lets one thing happen that is due; false when nothing is. It happens when it was due, however
+// late it is: so the same seed gives the same dates.
 bool happen() {
-  if (g_closed) return false;
-  if (!g_timers.empty() && g_timers.begin()->first <= now()) {
+  const double due = next_due();
+  if (due > now()) {
+    if (g_flood == 0) return false;
+    pour_one();
+    return true;
+  }
+  g_due = due;
+  if (due == moment_due()) {
+    live_one_moment(g_moment++);
+  } else {
     const auto what = std::move(g_timers.begin()->second);
     g_timers.erase(g_timers.begin());
     what();
-    return true;
   }
-  if (g_flood > 0) {
-    const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(--g_flood));
-    Chat& chat = g_world.chats[dice % g_world.chats.size()];
-    if (chat.order != 0 && chat.kind != ChatKind::kDeleted) receive_next(chat);
-    return true;
-  }
-  if (moment_due() > now()) return false;
-  live_one_moment(g_moment++);
+  g_due = -1;
   return true;
 }
 
@@ -144,10 +149,14 @@ Clock::time_point real_time(double world_seconds) {
 }  // namespace
 
 double now() {
+  if (g_due >= 0) return g_due;
   return std::chrono::duration<double>(Clock::now() - g_start).count() * g_world.settings.speed;
 }
 
-Id date_now() { return kFirstDate + static_cast<Id>(now()); }
+Id date_now() {
+  static Id latest = 0;
+  return latest = std::max(latest, kFirstDate + static_cast<Id>(now()));
+}
 
 void tell(std::string text) { put(std::move(text), {}); }
 void tell(const char* shape, std::initializer_list<Value> values) { tell(object(shape, values)); }
@@ -163,6 +172,11 @@ std::string error_text(int code, std::string_view message) {
 
 bool is_online() { return g_world.connection == "connectionStateReady"; }
 
+void when_online(std::function<void()> what) {
+  if (is_online()) return what();
+  g_waiting.push_back(std::move(what));
+}
+
 void tell_connection(std::string_view state) {
   tell("updateConnectionState state", {bare_object(state)});
 }
@@ -175,6 +189,8 @@ void set_connection(std::string_view state) {
 void come_online() {
   for (const char* state : {"Connecting", "Updating", "Ready"})
     set_connection(std::string("connectionState") + state);
+  for (auto& what : g_waiting) later(0, std::move(what));
+  g_waiting.clear();
 }
 
 void begin_life() { g_alive_since = now(); }
@@ -183,6 +199,7 @@ void flood(Id count) { g_flood += count; }
 void close_client() {
   g_closed = true;
   g_timers.clear();
+  g_alive_since = kNever;
   g_flood = 0;
 }
 
@@ -206,13 +223,8 @@ static const char* receive(double timeout) {
   std::unique_lock<std::mutex> hold(g_lock);
   while (g_queue.empty()) {
     if (happen()) continue;
-    auto until = deadline;
-    if (g_begun && !g_closed) {
-      until = std::min(until, real_time(moment_due()));
-      if (!g_timers.empty()) until = std::min(until, real_time(g_timers.begin()->first));
-    }
     if (Clock::now() >= deadline) return nullptr;
-    g_news.wait_until(hold, until);
+    g_news.wait_until(hold, std::min(deadline, real_time(next_due())));
   }
   text = std::move(g_queue.front());
   g_queue.pop_front();

@@ -9,13 +9,19 @@ static void tell_typing(const Chat& chat, Id sender, const char* action) {
 }
 
 static Id somebody(const Chat& chat, std::uint64_t dice) {
-  return is_group(chat) ? kMe + 2 + static_cast<Id>(dice % 5) : chat.peer;
+  return is_group(chat) ? kAnn + static_cast<Id>(dice % 5) : chat.peer;
 }
 
 void be_answered(Chat& chat, Id message) {
   const Message m = find_message(chat, message);
-  if (is_channel(chat) || m.id == 0 || person(chat.peer).deleted) return;
+  if (m.id == 0) return;
   const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(m.id ^ chat.id));
+  if (is_channel(chat)) {  // readers do what they can
+    later(2.5, [&chat, message] {
+      if (can_react(chat, find_message(chat, message))) react(chat, message, "👍", false);
+    });
+    return;
+  }
   const Id who = somebody(chat, dice);
   later(0.8, [&chat, message] { read_outbox(chat, message); });
   later(1.2, [&chat, who] { tell_typing(chat, who, "chatActionTyping"); });
@@ -70,9 +76,9 @@ void live_one_moment(std::uint64_t moment) {
   if (!is_online()) return;
   if (roll >= 97) {
     if (roll < 99) change_somebody(dice >> 8);
-    if (roll == 99 && moment > 100 && !is_called()) begin_call(kMe + 2, false, false);
+    if (roll == 99 && moment > 100 && !is_called()) begin_call(kAnn, false, false);
   } else if (roll >= 60 && roll < 80) {
-    come_or_go(kMe + 2 + static_cast<Id>((dice >> 8) % 10));
+    come_or_go(kAnn + static_cast<Id>((dice >> 8) % 10));
   } else if (Chat* chat = random_chat(dice >> 8)) {
     roll < 60 ? write(*chat, dice >> 40) : change(*chat, dice >> 40);
   }

@@ -33,7 +33,7 @@ static const std::set<std::pair<Id, Id>>& asked_list(const Asked& asked) {
 
 static std::string chats_text(std::size_t total, const std::vector<Id>& ids) {
   List list;
-  for (const Id id : ids) append_number(list.next(), id);
+  for (const Id id : ids) append_i64(list.next(), id);
   return object("chats total_count chat_ids", {static_cast<Id>(total), list.done()});
 }
 
@@ -62,11 +62,12 @@ static std::string load_chats(Asked& asked) {
 }
 
 static std::string search_public_chats(Asked& asked) {
-  const std::string wanted = lower(asked.json.string("query"));
+  const std::string wanted = to_lower_ascii(asked.json["query"].text);
   std::vector<Id> ids;
   for (Chat& chat : g_world.chats) {
     if (utf16_length(wanted) < 4 || ids.size() == 10) break;
-    if (chat.order != 0 || lower(chat_title(chat)).find(wanted) == std::string::npos) continue;
+    if (chat.order != 0 || to_lower_ascii(chat_title(chat)).find(wanted) == std::string::npos)
+      continue;
     tell_chat(chat);
     ids.push_back(chat.id);
   }

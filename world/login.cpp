@@ -12,12 +12,14 @@ namespace world {
 static constexpr std::string_view kRightCode = "12345";
 static constexpr std::string_view kRightPassword = "world";
 static constexpr int kMostAttempts = 3;
+static constexpr double kLockSeconds = 30;
 static constexpr double kQrSeconds = 8;
 
 static Stage g_stage = kParameters;
 static std::string g_phone;
 static std::string g_email_pattern;
-static int g_attempts = 0;  // wrong codes or passwords since the last right one
+static int g_attempts = 0;        // wrong codes or passwords since the last right one
+static double g_locked_till = 0;  // when there were too many
 static int g_codes_sent = 0;
 static std::map<std::string, std::string> g_options;  // set by the client: the value objects
 
@@ -129,7 +131,6 @@ static std::string login_file() { return g_world.database_directory + "/world_lo
 // The account is logged in.
 static std::string open_world() {
   if (FILE* file = std::fopen(login_file().c_str(), "w")) std::fclose(file);
-  g_attempts = 0;
   tell(option_text("my_id", number_text(kMe)));
   tell_person(kMe);
   enter(kReady);
@@ -150,6 +151,7 @@ static std::string open_world() {
       {static_cast<Id>(list.size()), static_cast<Id>(unread)});
   come_online();
   begin_life();
+  steer_from_start();
   return {};
 }
 
@@ -183,9 +185,12 @@ static std::string set_parameters(Asked& asked) {
 
 // ---- the steps
 
-static std::string refuse_attempt(std::string_view why) {
-  return ++g_attempts > kMostAttempts ? error_text(429, "Too Many Requests: retry after 30")
-                                      : refuse(why);
+// Why the code or password is not taken; empty when it is.
+static std::string try_secret(bool right, std::string_view why) {
+  if (now() < g_locked_till) return error_text(429, "Too Many Requests: retry after 30");
+  g_attempts = right ? 0 : g_attempts + 1;
+  if (g_attempts >= kMostAttempts) g_locked_till = now() + kLockSeconds;
+  return right ? "" : refuse(why);
 }
 
 static std::string set_phone(Asked& asked) {
@@ -200,16 +205,17 @@ static std::string set_phone(Asked& asked) {
 }
 
 static std::string check_code(Asked& asked) {
-  if (asked.json.string("code") != kRightCode) return refuse_attempt("PHONE_CODE_INVALID");
-  g_attempts = 0;
+  std::string error = try_secret(asked.json.string("code") == kRightCode, "PHONE_CODE_INVALID");
+  if (!error.empty()) return error;
   if (g_world.settings.login == "password") return enter(kPassword);
   if (g_world.settings.login == "register") return enter(kRegistration);
   return open_world();
 }
 
 static std::string check_password(Asked& asked) {
-  if (asked.json.string("password") == kRightPassword) return open_world();
-  return refuse_attempt("PASSWORD_HASH_INVALID");
+  const bool right = asked.json.string("password") == kRightPassword;
+  std::string error = try_secret(right, "PASSWORD_HASH_INVALID");
+  return error.empty() ? open_world() : error;
 }
 
 static std::string set_email(Asked& asked) {
@@ -264,8 +270,9 @@ static std::string log_out(Asked&) {
 static std::string check_email_code(Asked& asked) {
   if (asked.json["code"].is_null()) return refuse("Code must be non-empty");
   if (g_stage != kEmailCode) return refuse("Call to checkAuthenticationEmailCode unexpected");
-  if (asked.json["code"].string("code") == kRightCode) return open_world();
-  return refuse_attempt("EMAIL_CODE_INVALID");
+  const bool right = asked.json["code"].string("code") == kRightCode;
+  std::string error = try_secret(right, "EMAIL_CODE_INVALID");
+  return error.empty() ? open_world() : error;
 }
 
 const Requests kLoginRequests = {

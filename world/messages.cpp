@@ -41,7 +41,7 @@ static Id roll_sender(const Chat& chat, std::uint64_t dice) {
       chat.first_standing == Standing::kLeft || chat.first_standing == Standing::kBanned;
   if ((dice & 7) == 0 && !outside) return kMe;
   const auto people = static_cast<unsigned>(std::clamp(chat.first_members, 2, 30));
-  return kMe + 2 + static_cast<Id>((dice >> 3) % people);
+  return kAnn + static_cast<Id>((dice >> 3) % people);
 }
 
 static bool has_threads(const Chat& chat) { return chat.kind == ChatKind::kSupergroup; }
@@ -61,15 +61,16 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
   } else if (more % 9 == 0 && index > 12) {
     m.reply_to = message_id(index - 1 - static_cast<Id>(more >> 8 & 7));
     if (more >> 16 & 1) m.quote = "as I said";
-    if ((more >> 20 & 7) == 0 && g_world.chats.size() > 14 && chat.number != 14 && !secret) {
+    if ((more >> 20 & 7) == 0 && chat.number != 14 && !secret) {
       m.reply_chat = g_world.chats[14].id;
       m.reply_to = message_id(5);
     }
   } else if (more % 23 == 1 && !secret) {
-    const bool channel = (more >> 32 & 1) && g_world.chats.size() > 17;
-    m.forward_from = channel ? g_world.chats[17].id : kMe + 2 + static_cast<Id>((more >> 8) % 9);
+    const bool channel = (more >> 32 & 1) != 0;
+    m.forward_from = channel ? g_world.chats[17].id : kAnn + static_cast<Id>((more >> 8) % 9);
     if (channel) m.forward_message = message_id(static_cast<Id>((more >> 40) % 100));
   }
+  if (more % 37 == 4) m.edit_date = m.date + 60;
   if (!is_group(chat) || more % 6 != 2) return;
   for (unsigned i = 0; i <= (more >> 48) % 3; ++i) {
     m.reactions.push_back(
@@ -110,7 +111,7 @@ static Message roll_message(const Chat& chat, Id index) {
     return m;
   }
   const bool named = has_trait(chat, "named") && index == chat.first_messages - 2;
-  m.sender = named ? kMe + 2 : roll_sender(chat, dice);
+  m.sender = named ? kAnn : roll_sender(chat, dice);
   m.outgoing =
       m.sender == kMe || (is_channel(chat) && chat.first_standing == Standing::kAdministrator);
   m.content = has_trait(chat, "gallery") ? static_cast<int>(index % content_count())
@@ -173,6 +174,13 @@ Id next_id(const Chat& chat, Id after) {
 }
 
 Id last_id(const Chat& chat) { return previous_id(chat, INT64_MAX); }
+
+std::vector<Id> newest_ids(const Chat& chat, std::size_t count) {
+  std::vector<Id> ids;
+  for (Id id = last_id(chat); id != 0 && ids.size() < count; id = previous_id(chat, id))
+    ids.push_back(id);
+  return ids;
+}
 
 bool is_pinned(const Chat& chat, Id id) {
   return chat.changes != nullptr && chat.changes->pins.count(id) != 0;
@@ -250,7 +258,7 @@ void receive_next(Chat& chat) {
   // Nothing comes from the account itself that it has not written.
   if (find_message(chat, id).sender == kMe) {
     Message& other = change_message(chat, id);
-    other.sender = is_group(chat) ? kMe + 2 : chat.peer;
+    other.sender = is_group(chat) ? kAnn : chat.peer;
     other.outgoing = false;
   }
   tell_new_message(chat, id);
@@ -289,7 +297,7 @@ static void tell_interaction(Chat& chat, Id id) {
 
 static void tell_deleted(const Chat& chat, const std::vector<Id>& ids) {
   List list;
-  for (const Id id : ids) append_number(list.next(), id);
+  for (const Id id : ids) append_i64(list.next(), id);
   tell("updateDeleteMessages chat_id message_ids is_permanent=true", {chat.id, list.done()});
 }
 
@@ -325,9 +333,8 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
 
 void clear_history(Chat& chat) {
   const int mentions = chat.mentions;
-  std::vector<Id> newest;  // the client asks for the others again, and there are none
-  for (Id id = last_id(chat); id != 0 && newest.size() < 100; id = previous_id(chat, id))
-    newest.push_back(id);
+  // The client asks for the others again, and there are none.
+  const std::vector<Id> newest = newest_ids(chat, 100);
   if (!newest.empty()) chat.cleared = chat.last_read_inbox = newest[0];
   chat.unread = chat.mentions = 0;
   Changes& known = changes(chat);

@@ -64,13 +64,6 @@ std::string person_name(Id id) {
   return p.last_name.empty() ? p.first_name : p.first_name + " " + p.last_name;
 }
 
-Id find_person(std::string_view name) {
-  for (Id id = kMe; is_person(id) && id < kMe + 1000; ++id) {
-    if (person(id).first_name == name || person_name(id) == name) return id;
-  }
-  return 0;
-}
-
 static std::string status_text(Id id) {
   const Person p = person(id);
   const auto known = g_world.online.find(id);

@@ -34,7 +34,7 @@ static std::string check_proxy(const Json& proxy) {
   if (proxy.string("server").empty()) return refuse("Server name must be non-empty");
   if (port < 1 || port > 65535) return refuse("Wrong port number");
   if (type.is_null()) return refuse("Proxy type must be non-empty");
-  if (type.type() == "proxyTypeMtproto" && !is_secret(lower(type.string("secret"))))
+  if (type.type() == "proxyTypeMtproto" && !is_secret(to_lower_ascii(type["secret"].text)))
     return refuse("Wrong proxy secret");
   return {};
 }

@@ -13,10 +13,8 @@ Chat* told_chat(Id id) {
 
 static std::string set_network(Asked& asked) {
   const bool none = asked.json["type"].type() == "networkTypeNone";
-  const char* state = none ? "connectionStateWaitingForNetwork" : "connectionStateReady";
-  if (g_world.connection == state) return {};
-  if (!none) set_connection("connectionStateConnecting");
-  set_connection(state);
+  if (none == !is_online()) return {};
+  none ? set_connection("connectionStateWaitingForNetwork") : come_online();
   return {};
 }
 

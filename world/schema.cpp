@@ -3,11 +3,13 @@
 #include "world/schema.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <unordered_map>
+
+#include "json/text.h"
 
 namespace world {
 
@@ -45,12 +47,6 @@ const Type* find_type(std::string_view name) {
       std::lower_bound(types.begin(), types.end(), name,
                        [](const Type& type, std::string_view key) { return type.name < key; });
   return found != types.end() && found->name == name ? &*found : nullptr;
-}
-
-void append_number(std::string& out, std::int64_t number) {
-  char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  out.append(digits, static_cast<std::size_t>(end - digits));
 }
 
 static void append_unit(std::string& out, unsigned unit) {
@@ -108,6 +104,34 @@ struct Shape {
   std::string end;
 };
 
+// A value as a member of that kind; of an object that may be null, the whole member.
+void append_value(std::string& out, const Slot& slot, const Value& value) {
+  switch (slot.kind) {
+    case 'b': out += value.number != 0 ? "true" : "false"; break;
+    case 'l':
+      append_i64(out += '"', value.number);
+      out += '"';
+      break;
+    case 'd': {
+      char digits[64];
+      std::snprintf(digits, sizeof digits, "%.6f", value.real);
+      out += digits;
+      break;
+    }
+    case 's':
+    case 'y': append_string(out, value.text); break;
+    case 'i':
+      if (value.text.empty()) return append_i64(out, value.number);
+      out += value.text;
+      break;
+    case '?':
+      if (!value.text.empty()) ((((out += ",\"") += slot.name) += "\":") += value.text);
+      break;
+    case 'a': out += value.text.empty() ? "[]" : value.text; break;
+    default: out += value.text; break;
+  }
+}
+
 [[noreturn]] void give_up(const char* what, const std::string& where) {
   std::fprintf(stderr, "world: %s: %s\n", what, where.c_str());
   std::abort();
@@ -155,23 +179,12 @@ struct ShapeReader {
       shape.end.clear();
     } else if (value[0] == '@') {
       add_object(std::string_view(value).substr(1), below);
-    } else if (value.empty()) {
-      add_empty(member, below);
-    } else {
+    } else if (!value.empty()) {
       add_constant(value);
-    }
-  }
-
-  void add_empty(const Member& member, const std::string& below) {
-    switch (member.kind[0]) {
-      case 'b': shape.end += "false"; break;
-      case 'i': shape.end += '0'; break;
-      case 'd': shape.end += "0.000000"; break;
-      case 'l': shape.end += "\"0\""; break;
-      case 'a': shape.end += "[]"; break;
-      case 's':
-      case 'y': shape.end += "\"\""; break;
-      default: add_object(member.kind.substr(1), below); break;
+    } else if (has_below || std::strchr("bildasy", member.kind[0]) == nullptr) {
+      add_object(member.kind.substr(1), below);
+    } else {
+      append_value(shape.end, {"", member.kind[0], "", 0}, {});
     }
   }
 
@@ -194,34 +207,6 @@ const Shape& shape_of(const char* text) {
   ShapeReader reader;
   reader.read(text);
   return known[text] = std::move(reader.shape);
-}
-
-void append_value(std::string& out, const Slot& slot, const Value& value) {
-  switch (slot.kind) {
-    case 'b': out += value.number != 0 ? "true" : "false"; break;
-    case 'l':
-      out += '"';
-      append_number(out, value.number);
-      out += '"';
-      break;
-    case 'd': {
-      char digits[64];
-      const int size = std::snprintf(digits, sizeof digits, "%.6f", value.real);
-      out.append(digits, static_cast<std::size_t>(size));
-      break;
-    }
-    case 's':
-    case 'y': append_string(out, value.text); break;
-    case 'i':
-      if (value.text.empty()) return append_number(out, value.number);
-      out += value.text;
-      break;
-    case '?':
-      if (!value.text.empty()) ((((out += ",\"") += slot.name) += "\":") += value.text);
-      break;
-    case 'a': out += value.text.empty() ? "[]" : value.text; break;
-    default: out += value.text; break;
-  }
 }
 
 }  // namespace

@@ -62,7 +62,6 @@ struct List {
   const std::string& done() { return text += ']'; }
 };
 
-void append_number(std::string& out, std::int64_t number);
 // With the quotes; all that is not ASCII as \uXXXX. The text is valid UTF-8.
 void append_string(std::string& out, std::string_view text);
 

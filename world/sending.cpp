@@ -27,11 +27,6 @@ static constexpr struct Input {
     {"inputMessageVideoNote", "messageVideoNote", "video_note"},
 };
 
-static std::string trim(std::string_view text) {
-  const std::size_t begin = std::min(text.find_first_not_of(" \n\t\r"), text.size());
-  return std::string(text.substr(begin, text.find_last_not_of(" \n\t\r") + 1 - begin));
-}
-
 // Each of these fills what the message holds, or gives the error with which the service would not
 // take it.
 static std::string read_text(const Json& content, Message& m) {
@@ -102,23 +97,19 @@ static void succeed(Chat& chat, Id id) {
   tell("updateMessageSendSucceeded message old_message_id", {message_text(chat, sent), id});
   place_chat(chat, false);
   tell_last_message(chat, message_text(chat, last_id(chat)));
-  if (chat.number == 0) {
-    receive_message(chat, chat.peer, steer(m.text));
-  } else {
-    be_answered(chat, sent);
-  }
+  if (chat.number != 0) return be_answered(chat, sent);
+  read_outbox(chat, sent);
+  receive_message(chat, chat.peer, steer(m.text));
 }
 
 static void finish(Chat& chat, Id id) {
   if (find_message(chat, id).id == 0) return;  // deleted meanwhile
-  if (!is_online()) {
-    later(1, [&chat, id] { finish(chat, id); });
-  } else if (const Id wait = slow_wait(chat)) {
+  if (const Id wait = slow_wait(chat)) {
     fail(chat, id, 429, "Too Many Requests: retry after " + std::to_string(wait), wait);
   } else if (!can_write(chat)) {
     fail(chat, id, 400, "CHAT_WRITE_FORBIDDEN");
   } else if (const Fault* fault = next_fault("messages.sendMessage")) {
-    fail(chat, id, fault->code, fault->message);
+    if (fault->kind == Fault::kError) fail(chat, id, fault->code, fault->message);
   } else {
     succeed(chat, id);
   }
@@ -142,7 +133,7 @@ static Id begin_send(Chat& chat, Message m) {
     if (is_online() && find_message(chat, id).id != 0)
       tell("updateMessageSendAcknowledged chat_id message_id", {chat.id, id});
   });
-  later(kSendSeconds, [&chat, id] { finish(chat, id); });
+  later(kSendSeconds, [&chat, id] { when_online([&chat, id] { finish(chat, id); }); });
   return id;
 }
 

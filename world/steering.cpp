@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <list>
 
 #include "world/world.h"
@@ -15,16 +16,15 @@ namespace {
 struct Words {
   std::string_view rest;
 
-  std::string_view next() {
-    while (!rest.empty() && rest[0] == ' ') rest.remove_prefix(1);
-    const std::size_t end = std::min(rest.find(' '), rest.size());
-    const std::string_view word = rest.substr(0, end);
-    rest.remove_prefix(end);
-    return word;
-  }
   std::string_view all() {
-    while (!rest.empty() && rest[0] == ' ') rest.remove_prefix(1);
+    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     return rest;
+  }
+  std::string_view next() {
+    const std::size_t end = all().find(' ');
+    const std::string_view word = rest.substr(0, end);
+    rest.remove_prefix(word.size());
+    return word;
   }
   double number(double otherwise) {
     const std::string word(next());
@@ -32,50 +32,42 @@ struct Words {
     const double number = std::strtod(word.c_str(), &end);
     return word.empty() || *end != '\0' || !(number >= 0 && number <= 1e9) ? otherwise : number;
   }
+  // The chat whose title, or whose person's first name, comes next; the longest that fits.
+  Chat* chat() {
+    Chat* best = nullptr;
+    std::size_t size = 0;
+    const std::string text = std::string(all()) + ' ';
+    for (Chat& chat : g_world.chats) {
+      const std::string first_name = is_group(chat) ? "" : person(chat.peer).first_name;
+      for (const std::string& name : {chat_title(chat), first_name}) {
+        if (name.size() <= size || text.compare(0, name.size() + 1, name + ' ') != 0) continue;
+        size = name.size();
+        best = &chat;
+      }
+    }
+    rest.remove_prefix(size);
+    return best;
+  }
 };
 
 }  // namespace
 
-static constexpr const char* kWho = "Ann";
-
-// The chat that is open, else Ann's.
-static Chat& some_chat() {
-  for (Chat& chat : g_world.chats) {
-    if (chat.open && chat.number != 0) return chat;
-  }
-  Chat* ann = find_chat_named(kWho);
-  return ann != nullptr ? *ann : world_chat();
-}
-
-// The newest message of others there that `fits`; its id is 0 when there is none.
-template <class Fits>
-static Message newest_other(Chat& chat, Fits fits) {
-  tell_chat(chat);
-  Id id = last_id(chat);
-  Message m = find_message(chat, id);
-  while (id != 0 && (m.outgoing || !fits(m))) m = find_message(chat, id = previous_id(chat, id));
-  return m;
-}
-
 // ---- what happens by them
 
 static std::string call(Words&) {
-  const Id ann = find_person(kWho);
-  if (ann == 0) return "Nobody is there to call.";
-  begin_call(ann, false, false);
+  begin_call(kAnn, false, false);
   return "Ann is calling.";
 }
 
 static std::string say(Words& words) {
-  const std::string name(words.next());
-  Chat* chat = find_chat_named(name);
+  Chat* chat = words.chat();
   const std::string_view text = words.all();
-  if (chat == nullptr) return "There is no " + name + " here.";
+  if (chat == nullptr) return "Nobody here is called that.";
   if (text.empty()) return {};
   if (is_outside(*chat)) return "You would not hear it.";
-  const Id who = is_channel(*chat) ? chat->id : is_group(*chat) ? kMe + 2 : chat->peer;
+  const Id who = is_channel(*chat) ? chat->id : is_group(*chat) ? kAnn : chat->peer;
   receive_message(*chat, who, text);
-  return name + " has said it.";
+  return chat_title(*chat) + " has said it.";
 }
 
 static std::string make_flood(Words& words) {
@@ -101,38 +93,51 @@ static std::string proxy(Words& words) {
 }
 
 static std::string kick(Words& words) {
-  const std::string title(words.all());
-  Chat* chat = find_chat_named(title);
-  if (chat == nullptr || !is_group(*chat)) return "There is no group " + title + ".";
+  Chat* chat = words.chat();
+  if (chat == nullptr || !is_group(*chat)) return "There is no such group.";
   tell_chat(*chat);
   set_standing(*chat, Standing::kBanned);
-  return "You have been removed from " + title + ".";
+  return "You have been removed from " + chat_title(*chat) + ".";
+}
+
+// Does something to the newest message that it fits, in the open chat, else in Ann's.
+static std::string change_newest(bool (*fits)(const Chat&, const Message&),
+                                 void (*change)(Chat&, const Message&), const char* what) {
+  Chat* chat = find_chat(kAnn);
+  for (Chat& other : g_world.chats) {
+    if (other.open && other.number != 0) chat = &other;
+  }
+  tell_chat(*chat);
+  Message m;
+  for (Id id = last_id(*chat); id != 0; id = previous_id(*chat, id)) {
+    m = find_message(*chat, id);
+    if (!fits(*chat, m)) continue;
+    change(*chat, m);
+    return "A message in " + chat_title(*chat) + what;
+  }
+  return "There is none to do that to.";
 }
 
 static std::string edit(Words&) {
-  Chat& chat = some_chat();
-  const Message m = newest_other(chat, is_text);
-  if (m.id == 0) return "There is nothing to edit.";
-  edit_message(chat, m.id, m.text + " (I mean it)");
-  return "A message in " + chat_title(chat) + " was edited.";
+  return change_newest(
+      [](const Chat&, const Message& m) { return !m.outgoing && is_text(m); },
+      [](Chat& chat, const Message& m) { edit_message(chat, m.id, m.text + " (I mean it)"); },
+      " was edited.");
 }
 
 static std::string remove(Words&) {
-  Chat& chat = some_chat();
-  const Message m =
-      newest_other(chat, [](const Message& one) { return !content_is_service(one.content); });
-  if (m.id == 0) return "There is nothing to delete.";
-  delete_messages(chat, {m.id});
-  return "A message in " + chat_title(chat) + " was deleted.";
+  return change_newest(
+      [](const Chat&, const Message& m) { return !m.outgoing && !content_is_service(m.content); },
+      [](Chat& chat, const Message& m) { delete_messages(chat, {m.id}); }, " was deleted.");
 }
 
 static std::string react_somehow(Words&) {
-  Chat& chat = some_chat();
-  const Message m = find_message(chat, last_id(chat));
-  if (!can_react(chat, m)) return "There is nothing to react to.";
-  tell_chat(chat);
-  react(chat, m.id, m.reactions.empty() ? "👍" : m.reactions[0].emoji, false);
-  return "Somebody reacted in " + chat_title(chat) + ".";
+  return change_newest(
+      can_react,
+      [](Chat& chat, const Message& m) {
+        react(chat, m.id, m.reactions.empty() ? "👍" : m.reactions[0].emoji, false);
+      },
+      " was reacted to.");
 }
 
 static std::string read_elsewhere(Words& words) {
@@ -149,11 +154,10 @@ static std::string read_elsewhere(Words& words) {
 }
 
 static std::string rename(Words& words) {
-  const Id ann = find_person(kWho);
-  const std::string name(words.all().substr(0, 64));
-  if (name.empty() || ann == 0) return {};
-  rename_person(ann, name, "");
-  return "Ann calls herself " + name + " now.";
+  const std::string_view first_name = words.next(), last_name = words.all();
+  if (first_name.empty() || utf16_length(first_name) + utf16_length(last_name) > 64) return {};
+  rename_person(kAnn, first_name, last_name);
+  return "Ann is " + person_name(kAnn) + " now.";
 }
 
 static std::string close(Words&) {
@@ -180,103 +184,52 @@ const Fault* next_fault(std::string_view request) {
   return &due;
 }
 
-static Fault read_fault(Fault::Kind kind, Words& words) {
+static std::string add_fault(Fault::Kind kind, Words& words) {
+  static constexpr const char* kWhat[] = {" will fail.", " gets no answer.", " is answered late.",
+                                          " is answered twice."};
   Fault fault;
   fault.kind = kind;
   fault.request = words.next();
-  return fault;
-}
-
-static std::string add_fault(const Fault& fault, const std::string& what) {
-  if (fault.request.empty() || fault.times < 1) return {};
-  g_faults.push_back(fault);
-  return what;
-}
-
-static std::string error(Words& words) {
-  Fault fault = read_fault(Fault::kError, words);
-  fault.code = static_cast<int>(words.number(0));
-  fault.message = words.all();
-  // A number at the end is how often.
-  const std::size_t begin = fault.message.find_last_not_of("0123456789") + 1;
-  if (begin > 1 && begin < fault.message.size() && fault.message[begin - 1] == ' ') {
-    fault.times = std::atoi(fault.message.c_str() + begin);
-    fault.message.resize(begin - 1);
+  if (kind == Fault::kLate) fault.seconds = words.number(5);
+  if (kind == Fault::kError) {
+    fault.code = static_cast<int>(words.number(0));
+    std::string_view message = words.all();
+    const std::size_t space = message.rfind(' ');
+    const bool has_more = space != std::string_view::npos;
+    const double times = has_more ? Words{message.substr(space)}.number(0) : 0;
+    if (times >= 1) {
+      fault.times = static_cast<int>(times);
+      message = message.substr(0, space);
+    }
+    fault.message = message;
+    if (fault.code == 0 || message.empty()) return {};
   }
-  if (fault.code == 0 || fault.message.empty()) return {};
-  return add_fault(fault, fault.request + " will fail.");
+  if (fault.request.empty()) return {};
+  g_faults.push_back(fault);
+  return "The next " + fault.request + kWhat[kind];
 }
 
-static std::string lose(Words& words) {
-  const Fault fault = read_fault(Fault::kLose, words);
-  return add_fault(fault, "The next " + fault.request + " gets no answer.");
-}
-
-static std::string late(Words& words) {
-  Fault fault = read_fault(Fault::kLate, words);
-  fault.seconds = words.number(5);
-  return add_fault(fault, "The next " + fault.request + " is answered late.");
-}
-
-static std::string twice(Words& words) {
-  const Fault fault = read_fault(Fault::kTwice, words);
-  return add_fault(fault, "The next " + fault.request + " is answered twice.");
-}
+static std::string error(Words& words) { return add_fault(Fault::kError, words); }
+static std::string lose(Words& words) { return add_fault(Fault::kLose, words); }
+static std::string late(Words& words) { return add_fault(Fault::kLate, words); }
+static std::string twice(Words& words) { return add_fault(Fault::kTwice, words); }
 
 // ---- for tests
 
-static void append_line(std::string& out, std::initializer_list<std::pair<const char*, Id>> numbers,
-                        std::initializer_list<std::pair<const char*, std::string>> texts) {
-  const char* before = "{\"";
-  for (const auto& [name, number] : numbers) {
-    append_number(((out += before) += name) += "\":", number);
-    before = ",\"";
-  }
-  for (const auto& [name, text] : texts) append_string(((out += before) += name) += "\":", text);
-  out += "}\n";
-}
-
-// What is true of a chat, and of its newest messages, an object a line.
-static void append_truth(std::string& out, Chat& chat) {
-  append_line(out,
-              {{"chat", chat.id},
-               {"order", chat.archived ? 0 : chat.order},
-               {"unread", chat.unread},
-               {"mentions", chat.mentions},
-               {"inbox", chat.last_read_inbox},
-               {"outbox", chat.last_read_outbox},
-               {"last", last_id(chat)},
-               {"muted", chat.mute_for > 0},
-               {"outside", is_outside(chat)}},
-              {{"title", chat_title(chat)}});
-  int left = 30;
-  for (Id id = last_id(chat); id != 0 && left > 0; id = previous_id(chat, id), --left) {
-    const Message m = find_message(chat, id);
-    std::string reactions;
-    for (const Reaction& r : m.reactions)
-      reactions += r.emoji + std::to_string(r.count) + (r.chosen ? "* " : " ");
-    append_line(out,
-                {{"message", id},
-                 {"chat", chat.id},
-                 {"outgoing", m.outgoing},
-                 {"pinned", is_pinned(chat, id)},
-                 {"is_text", is_text(m)}},
-                {{"text", m.text}, {"reactions", reactions}});
-  }
-}
-
-// The truth of all chats that the client knows, in a file that is whole when it has its name.
+// Of every chat that the client knows: its object, those of its newest messages, and whether the
+// account is outside. The file is whole when it has its name.
 static std::string store(Words& words) {
   const std::string path(words.all()), unfinished = path + "~";
-  std::FILE* file = path.empty() ? nullptr : std::fopen(unfinished.c_str(), "w");
-  if (file == nullptr) return {};
-  std::string truth;
+  std::ofstream file(unfinished);
   for (Chat& chat : g_world.chats) {
-    if (chat.told) append_truth(truth, chat);
+    if (!chat.told) continue;
+    const auto ids = newest_ids(chat, 30);
+    file << "{\"outside\":" << (is_outside(chat) ? "true" : "false")
+         << ",\"chat\":" << chat_text(chat)
+         << ",\"newest\":" << messages_text(chat, ids, ids.size()) << "}\n";
   }
-  std::fputs(truth.c_str(), file);
-  std::fclose(file);
-  return std::rename(unfinished.c_str(), path.c_str()) == 0 ? "Stored." : "";
+  file.close();
+  return file && std::rename(unfinished.c_str(), path.c_str()) == 0 ? "Stored." : "";
 }
 
 // ---- the words
@@ -327,6 +280,17 @@ std::string steer(std::string_view text) {
     return answer.empty() ? row.usage : answer;
   }
   return "I do not understand; write help.";
+}
+
+void steer_from_start() {
+  static constexpr std::string_view kFaults[] = {"error", "lose", "late", "twice"};
+  std::string_view rest = g_world.settings.faults, text;
+  while (!rest.empty()) {
+    split_once(rest, ';', text, rest);
+    const std::string_view word = Words{text}.next();
+    const bool fault = std::find(std::begin(kFaults), std::end(kFaults), word) != std::end(kFaults);
+    if (fault != is_ready()) steer(text);
+  }
 }
 
 }  // namespace world

@@ -55,14 +55,8 @@ std::string some_text(std::uint64_t dice) {
 }
 
 std::string some_answer(std::uint64_t dice, std::string_view to) {
-  const bool greeting = lower(to).find("hello") != std::string::npos;
+  const bool greeting = to_lower_ascii(std::string(to)).find("hello") != std::string::npos;
   return std::string(greeting ? "Hello! Good to hear you." : pick(kAnswers, dice));
-}
-
-std::string lower(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-  return out;
 }
 
 std::size_t utf16_length(std::string_view text) {

@@ -14,6 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "json/text.h"
 #include "world/json_in.h"
 #include "world/schema.h"
 
@@ -22,6 +23,8 @@ namespace world {
 using Id = std::int64_t;
 
 constexpr Id kMe = 1001;  // people are kMe + n
+constexpr Id kAnn = kMe + 2;
+constexpr int kFirstChats = 24;  // those with a part to play
 constexpr int kMessageShift = 20;
 constexpr Id kFirstDate = 1793491200;  // what the world's clock shows at the start
 
@@ -172,6 +175,7 @@ bool is_online();
 void set_connection(std::string_view state);  // and tells it
 void tell_connection(std::string_view state);
 void come_online();  // step by step
+void when_online(std::function<void()> what);
 void begin_life();
 
 // ---- login.cpp
@@ -245,15 +249,12 @@ std::string some_answer(std::uint64_t dice, std::string_view to);
 // {"@type":"formattedText",...} with the entities that TDLib would find.
 std::string formatted_text(std::string_view text);
 std::size_t utf16_length(std::string_view text);
-std::string lower(std::string_view text);  // of ASCII letters
 
 // ---- people.cpp
 
 Person person(Id id);
 bool is_person(Id id);
 std::string person_name(Id id);
-// The id of the person whose first name, or whole name, that is; 0: nobody.
-Id find_person(std::string_view name);
 Id photo_key(Id person_id);  // of the small file; the large one has the next. 0: no photo
 void rename_person(Id id, std::string_view first_name, std::string_view last_name);
 void change_photo(Id id);
@@ -268,7 +269,6 @@ std::string sender_text(Id sender);
 
 void make_chats();
 Chat* find_chat(Id id);
-Chat* find_chat_named(std::string_view title);
 Chat* find_username(std::string_view username);
 std::string chat_title(const Chat& chat);
 std::string chat_text(Chat& chat);
@@ -300,6 +300,7 @@ Id sent_count(const Chat& chat);                // how many there ever were
 Id previous_id(const Chat& chat, Id before);    // 0: none
 Id next_id(const Chat& chat, Id after);
 Id last_id(const Chat& chat);
+std::vector<Id> newest_ids(const Chat& chat, std::size_t count);
 bool is_pinned(const Chat& chat, Id id);
 Changes& changes(Chat& chat);
 Message& change_message(Chat& chat, Id id);  // the stored copy; the message exists
@@ -372,6 +373,8 @@ struct Fault {
 const Fault* next_fault(std::string_view request);
 // Does what the words of the text say and returns what it did.
 std::string steer(std::string_view text);
+// What WORLD_FAULTS says: the faults at once, the rest when the account is logged in.
+void steer_from_start();
 
 // ---- life.cpp
 
