@@ -30,13 +30,26 @@ std::string make_view_message(std::int64_t chat_id, std::int64_t message_id) {
   return json;
 }
 
-// "message" for each message of the page that the load asked for; how many.
-std::int64_t emit_page(const HistoryLoad& load, MessagePage page) {
+// How many of the page's messages, which begin with the newest, a load of newer ones passes over:
+// the library may give more than were asked for, and those next to its beginning count.
+std::int64_t count_too_new(const HistoryLoad& load, MessagePage page) {
   std::int64_t count = 0;
   MessagePreview message;
   std::int64_t sender_user_id = 0;
   while (next_message(page, kFullMessage, message, sender_user_id)) {
-    if (load.newer && message.id <= load.from_message_id) continue;
+    if (message.id > load.from_message_id) ++count;
+  }
+  return count - load.limit;
+}
+
+// "message" for each message of the page that the load asked for; how many.
+std::int64_t emit_page(const HistoryLoad& load, MessagePage page) {
+  std::int64_t count = 0;
+  std::int64_t too_new = load.newer ? count_too_new(load, page) : 0;
+  MessagePreview message;
+  std::int64_t sender_user_id = 0;
+  while (next_message(page, kFullMessage, message, sender_user_id)) {
+    if (load.newer && (message.id <= load.from_message_id || too_new-- > 0)) continue;
     ++count;
     emit_message_event(load.chat_id, load.gen, message, find_sender(message, sender_user_id));
   }
