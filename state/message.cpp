@@ -52,57 +52,15 @@ std::int64_t typed_int(std::string_view object, std::string_view type, std::stri
   return object_type(object) == type ? member_int(object, key, 0) : 0;
 }
 
-void take_photo(std::string_view content, MessagePreview& out) {
-  if (extract_message_photo_best_file(content, out.media_file_id, out.media_w, out.media_h)) {
-    out.media_type = "photo";
-  }
-}
-
-void take_video(std::string_view content, MessagePreview& out) {
-  if (extract_message_video_file(content, out.media_file_id, out.media_thumb_file_id, out.media_w,
-                                 out.media_h, out.media_duration)) {
-    out.media_type = "video";
-  }
-}
-
-void take_video_note(std::string_view content, MessagePreview& out) {
-  if (extract_message_video_note_file(content, out.media_file_id, out.media_thumb_file_id,
-                                      out.media_w, out.media_duration)) {
-    out.media_type = "video_note";
-  }
-}
-
-void take_voice_note(std::string_view content, MessagePreview& out) {
-  if (extract_message_voice_note_file(content, out.media_file_id, out.media_duration)) {
-    out.media_type = "voice";
-  }
-}
-
 // A caption that is only the file's name, or the substitute, counts as none.
-void take_document(std::string_view content, MessagePreview& out) {
-  if (!extract_message_document_file(content, out.media_file_id, out.media_size, out.media_name)) {
-    return;
-  }
+void settle_document_text(MessagePreview& out) {
   const bool substitute = out.text == message_preview_fallback(out.content_type);
-  if (is_message_document_video(content)) {
-    out.media_type = "video";
-    out.media_thumb_file_id = extract_message_document_thumbnail_file_id(content);
+  if (out.media_type == "video") {
     if (substitute || out.text == out.media_name) out.text = "[video]";
-  } else {
-    out.media_type = "file";
-    if (substitute && !out.media_name.empty()) out.text = out.media_name;
+  } else if (substitute && !out.media_name.empty()) {
+    out.text = out.media_name;
   }
 }
-
-struct MediaRow {
-  std::string_view content_type;
-  void (*take)(std::string_view content, MessagePreview& out);
-};
-constexpr MediaRow kMediaRows[] = {
-    {"messagePhoto", take_photo},          {"messageVideo", take_video},
-    {"messageVideoNote", take_video_note}, {"messageVoiceNote", take_voice_note},
-    {"messageDocument", take_document},
-};
 
 void cut_text(std::string& text, TextProfile profile) {
   if (text.size() <= profile.max_text_bytes) return;
@@ -128,7 +86,7 @@ void fill_preview(MessageMembers& members, std::string_view message_json, TextPr
     out.text =
         format_message_preview_and_track(out.chat_id, out.id, out.content_type, message_json);
   }
-  take_message_media(members.content.object, out);
+  take_message_media(std::move(members.content.media), out);
   cut_text(out.text, profile);
   out.reactions = std::move(members.interaction_info.reactions);
   if (at_level2()) {
@@ -164,11 +122,16 @@ std::string message_words(const MessageContent& content) {
   return words;
 }
 
-void take_message_media(std::string_view content, MessagePreview& out) {
-  for (const MediaRow& row : kMediaRows) {
-    if (row.content_type == out.content_type) return row.take(content, out);
-  }
-  if (at_level2()) take_level2_media(content, out);
+void take_message_media(MessageMedia media, MessagePreview& out) {
+  out.media_type = media.type;
+  out.media_file_id = media.file_id;
+  out.media_thumb_file_id = media.thumb_file_id;
+  out.media_w = media.w;
+  out.media_h = media.h;
+  out.media_duration = media.duration;
+  out.media_name = std::move(media.name);
+  out.media_size = media.size;
+  if (out.content_type == "messageDocument" && out.media_file_id != 0) settle_document_text(out);
 }
 
 bool parse_first_message(std::string_view json, TextProfile profile, MessagePreview& out,

@@ -38,8 +38,8 @@ struct MessagePreview {
 // The text of a message with this content: its words, or what stands for them; empty: level 1 has
 // none, and the sentence of a service message may follow.
 std::string message_words(const MessageContent& content);
-// The media of a content object of the record's type, and the text where the media decides it.
-void take_message_media(std::string_view content, MessagePreview& out);
+// The media of a content of the record's type, and the text where the media decides it.
+void take_message_media(MessageMedia media, MessagePreview& out);
 
 // How much text a record carries.
 struct TextProfile {

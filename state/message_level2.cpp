@@ -1,6 +1,5 @@
 #include "state/message_level2.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -8,7 +7,6 @@
 #include "json/text.h"
 #include "json/walk.h"
 #include "state/chats.h"
-#include "state/file.h"
 #include "state/message.h"
 #include "state/message_content.h"
 #include "state/users.h"
@@ -105,48 +103,6 @@ constexpr WordsRow kWordsRows[] = {
     {"messageCall", call_words},
 };
 
-struct MediaObject {
-  File file;
-  Thumbnail thumbnail;
-  std::string file_name;
-  std::string title;
-  std::int32_t w = 0;
-  std::int32_t h = 0;
-  std::int32_t duration = 0;
-};
-constexpr Row<MediaObject> kAudioRows[] = {
-    {"duration", value_into<&MediaObject::duration>},
-    {"title", value_into<&MediaObject::title>},
-    {"file_name", value_into<&MediaObject::file_name>},
-    {"album_cover_thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
-    {"audio", members_into<&MediaObject::file, kFileRows>},
-};
-constexpr Row<MediaObject> kAnimationRows[] = {
-    {"duration", value_into<&MediaObject::duration>},
-    {"width", value_into<&MediaObject::w>},
-    {"height", value_into<&MediaObject::h>},
-    {"file_name", value_into<&MediaObject::file_name>},
-    {"thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
-    {"animation", members_into<&MediaObject::file, kFileRows>},
-};
-constexpr Row<MediaObject> kStickerRows[] = {
-    {"width", value_into<&MediaObject::w>},
-    {"height", value_into<&MediaObject::h>},
-    {"thumbnail", members_into<&MediaObject::thumbnail, kThumbnailRows>},
-    {"sticker", members_into<&MediaObject::file, kFileRows>},
-};
-
-struct MediaFileRow {
-  std::string_view content_type;
-  std::string_view media_type;  // also the content's member
-  void (*read)(std::string_view object, MediaObject& media);
-};
-constexpr MediaFileRow kMediaFileRows[] = {
-    {"messageAudio", "audio", read_members<kAudioRows>},
-    {"messageAnimation", "animation", read_members<kAnimationRows>},
-    {"messageSticker", "sticker", read_members<kStickerRows>},
-};
-
 }  // namespace
 
 void take_titles_from(const ChatTable& chats) { g_titles = &chats; }
@@ -197,21 +153,4 @@ std::string level2_content_words(std::string_view content) {
     if (row.content_type == type) return row.words(content);
   }
   return {};
-}
-
-void take_level2_media(std::string_view content, MessagePreview& out) {
-  for (const MediaFileRow& row : kMediaFileRows) {
-    if (row.content_type != out.content_type) continue;
-    MediaObject media;
-    row.read(member_object(content, row.media_type), media);
-    if (media.file.id < 1) return;
-    out.media_type = row.media_type;
-    out.media_file_id = media.file.id;
-    out.media_thumb_file_id = thumbnail_file_id(media.thumbnail);
-    out.media_w = media.w;
-    out.media_h = media.h;
-    out.media_duration = media.duration;
-    out.media_name = media.file_name.empty() ? media.title : media.file_name;
-    if (row.media_type == "audio") out.media_size = std::max<std::int64_t>(media.file.size, 0);
-  }
 }

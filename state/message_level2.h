@@ -33,5 +33,3 @@ void append_message_details(std::string& event, const MessagePreview& message);
 // The words for content that has no text or caption, such as "[poll] Tea or coffee?"; empty: level
 // 2 has none of its own.
 std::string level2_content_words(std::string_view content);
-// Audio, animations and stickers. `content_type` is the record's; others are left alone.
-void take_level2_media(std::string_view content, MessagePreview& out);

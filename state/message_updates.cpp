@@ -105,7 +105,7 @@ static bool tell_new_media(const MessageRef& ref, const MessageContent& content)
   message.content_type = content.type;
   message.text = message_words(content);
   if (message.text.empty()) message.text = message_preview_fallback(message.content_type);
-  take_message_media(content.object, message);
+  take_message_media(content.media, message);
   if (message.media_file_id == 0) return false;
   emit_media_update_event(ref.chat_id, ref.id, message);
   return true;
