@@ -44,12 +44,11 @@ static constexpr Role kRoles[] = {
 static_assert(sizeof kRoles / sizeof *kRoles == kFirstChats);
 
 bool has_trait(const Chat& chat, std::string_view trait) {
-  return chat.role != nullptr &&
-         std::string_view(chat.role->traits).find(trait) != std::string_view::npos;
+  return std::string_view(chat.role.traits).find(trait) != std::string_view::npos;
 }
 
-static Role roll_role(std::uint64_t dice) {
-  const auto roll = dice % 100;
+static Role roll_role(unsigned number) {
+  const std::uint64_t dice = mix(g_world.settings.seed, 0xC0000000u + number), roll = dice % 100;
   const K kind = roll < 70   ? K::kPrivate
                  : roll < 82 ? K::kBasicGroup
                  : roll < 94 ? K::kSupergroup
@@ -72,31 +71,25 @@ static Id chat_id_of(const Chat& chat) {
 }
 
 static void make_chat(Chat& chat, int n) {
-  const Role role =
-      n < kFirstChats
-          ? kRoles[n]
-          : roll_role(mix(g_world.settings.seed, 0xC0000000u + static_cast<unsigned>(n)));
-  const std::string_view traits = role.traits;
-  const auto has = [&](const char* trait) { return traits.find(trait) != std::string_view::npos; };
-  if (n < kFirstChats) chat.role = &kRoles[n];
+  const Role role = n < kFirstChats ? kRoles[n] : roll_role(static_cast<unsigned>(n));
   chat.number = n;
+  chat.role = role;
   chat.kind = role.kind;
-  chat.standing = chat.first_standing = role.standing;
-  chat.members = chat.first_members = role.members;
-  chat.first_messages = role.messages;
-  chat.archived = has("archived");
-  chat.pinned = has("pinned") ? 1 + n : 0;
-  chat.default_mute = !has("muted");
-  chat.mute_for = has("muted") ? 365 * 86400 : 0;
+  chat.standing = role.standing;
+  chat.members = role.members;
+  chat.archived = has_trait(chat, "archived");
+  chat.pinned = has_trait(chat, "pinned") ? 1 + n : 0;
+  chat.default_mute = !has_trait(chat, "muted");
+  chat.mute_for = chat.default_mute ? 0 : 365 * 86400;
   chat.peer = is_group(chat) ? 5000 + n : kMe + 1 + n;
   chat.id = chat_id_of(chat);
   g_world.chat_numbers[chat.id] = static_cast<std::size_t>(n);
-  for (int i = 3; (chat.pinned > 0 || n % 6 == 0) && i < chat.first_messages && i < 60; i += 11) {
+  for (int i = 3; (chat.pinned > 0 || n % 6 == 0) && i < role.messages && i < 60; i += 11) {
     if (!content_is_service(find_message(chat, message_id(i)).content))
       changes(chat).pins.insert(message_id(i));
   }
-  const int read = chat.first_messages - std::min(role.unread, chat.first_messages);
-  chat.last_read_outbox = chat.first_messages > 0 ? message_id(chat.first_messages - 1) : 0;
+  chat.last_read_outbox = role.messages > 0 ? message_id(role.messages - 1) : 0;
+  const int read = role.messages - std::min(role.unread, role.messages);
   chat.last_read_inbox = read > 0 ? message_id(read - 1) : 0;
   count_unread(chat);
   place_chat(chat, false);
@@ -115,9 +108,8 @@ bool is_super(const Chat& chat) {
 }
 bool is_group(const Chat& chat) { return chat.kind == K::kBasicGroup || is_super(chat); }
 
-bool is_outside(const Chat& chat) {
-  return chat.standing == S::kLeft || chat.standing == S::kBanned;
-}
+bool is_outside(Standing standing) { return standing == S::kLeft || standing == S::kBanned; }
+bool is_outside(const Chat& chat) { return is_outside(chat.standing); }
 bool is_ruled(const Chat& chat) {
   return chat.standing == S::kOwner || chat.standing == S::kAdministrator;
 }
@@ -125,8 +117,6 @@ bool can_write(const Chat& chat) {
   if (!is_group(chat)) return chat.kind != K::kDeleted;
   return !is_outside(chat) && (!is_channel(chat) || is_ruled(chat));
 }
-
-Chat& world_chat() { return g_world.chats[0]; }
 
 // A channel and its discussion group stand beside each other in the table.
 Chat& linked_chat(const Chat& chat) {
@@ -141,7 +131,7 @@ Chat* find_chat(Id id) {
 
 static std::string username_of(const Chat& chat) {
   if (!is_group(chat)) return person(chat.peer).username;
-  std::string name = has_trait(chat, "public") ? to_lower_ascii(chat.role->title) : "";
+  std::string name = has_trait(chat, "public") ? to_lower_ascii(chat.role.title) : "";
   std::replace(name.begin(), name.end(), ' ', '_');
   return name;
 }
@@ -158,7 +148,7 @@ std::string chat_title(const Chat& chat) {
   static constexpr const char* kPlaces[] = {"Harbour",  "Garden", "Kitchen", "Café Ö",
                                             "Workshop", "Поле",   "Library"};
   if (!is_group(chat)) return person_name(chat.peer);
-  if (chat.role != nullptr) return chat.role->title;
+  if (chat.number < kFirstChats) return chat.role.title;
   return std::string(kPlaces[chat.number % 7]) + " " + std::to_string(chat.number);
 }
 
@@ -312,11 +302,13 @@ void tell_chat(Chat& chat) {
   chat.told = true;
   tell_peer(chat);
   tell("updateNewChat chat", {chat_object(chat, false)});
-  const std::string last = message_text(chat, last_id(chat));
-  if (chat.order != 0 || !last.empty()) tell_last_message(chat, last);
+  if (chat.order != 0 || last_id(chat) != 0) tell_last_message(chat);
 }
 
-void tell_last_message(const Chat& chat, const std::string& message) {
+void tell_last_message(Chat& chat) { tell_last_message(chat, message_text(chat, last_id(chat))); }
+
+void tell_last_message(Chat& chat, const std::string& message) {
+  place_chat(chat, false);
   tell("updateChatLastMessage chat_id last_message positions",
        {chat.id, message, positions_text(chat)});
 }

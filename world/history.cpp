@@ -171,8 +171,7 @@ static std::string search_chat_messages(Asked& asked) {
 static std::string view_messages(Asked& asked) {
   Chat& chat = *asked.chat;
   Id newest = 0;
-  for (const Json& id : asked.json["message_ids"].items)
-    newest = std::max(newest, find_message(chat, id.number()).id);
+  for (const Message& m : asked_messages(asked, chat)) newest = std::max(newest, m.id);
   if (!chat.open && !asked.json.boolean("force_read")) return {};
   if (is_sent_id(newest)) read_inbox(chat, newest);
   return {};

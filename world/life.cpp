@@ -65,9 +65,21 @@ static void change(Chat& chat, std::uint64_t dice) {
 // Somebody has another name, or shows another photo.
 static void change_somebody(std::uint64_t dice) {
   const Id id = kMe + 14 + static_cast<Id>(dice % 9);
-  if (!is_person(id)) return;
-  if ((dice >> 9 & 1) != 0) return change_photo(id);
-  rename_person(id, person(id).first_name, dice >> 8 & 1 ? "Smith" : "Møller");
+  Person p = person(id);
+  if ((dice >> 9 & 1) != 0) {
+    p.photo = p.photo % 3 + 1;
+  } else {
+    p.last_name = dice >> 8 & 1 ? "Smith" : "Møller";
+  }
+  change_person(id, p);
+}
+
+static void come_or_go(Id id) {
+  Person p = person(id);
+  if (p.deleted || p.bot) return;
+  p.online = !p.online;
+  p.seen = date_now();
+  change_person(id, p);
 }
 
 void live_one_moment(std::uint64_t moment) {

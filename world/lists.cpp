@@ -17,9 +17,10 @@ void place_chat(Chat& chat, bool tell_it) {
   auto& list = chat.archived ? g_world.archive : g_world.list;
   const Id before = chat.order;
   chat.order = order_of(chat);
+  if (chat.order == before) return;
   if (before != 0) list.erase({-before, chat.id});
   if (chat.order != 0) list.insert({-chat.order, chat.id});
-  if (!chat.told || chat.order == before) return;
+  if (!chat.told) return;
   if (chat.order == 0)
     tell("updateChatRemovedFromList chat_id chat_list", {chat.id, list_text(chat)});
   if (before == 0) tell("updateChatAddedToList chat_id chat_list", {chat.id, list_text(chat)});

@@ -115,15 +115,6 @@ static std::string set_option(Asked& asked) {
   return {};
 }
 
-static std::string get_option(Asked& asked) {
-  const std::string name(asked.json.string("name"));
-  const auto found = g_options.find(name);
-  if (name == "version") return version_text();
-  if (name == "my_id" && is_ready()) return number_text(kMe);
-  if (name == "unix_time") return number_text(date_now());
-  return found != g_options.end() ? found->second : object("optionValueEmpty");
-}
-
 // ---- the login that lasts
 
 static std::string login_file() { return g_world.database_directory + "/world_login"; }
@@ -141,14 +132,6 @@ static std::string open_world() {
          {bare_object(scope)});
   }
   tell("updateDefaultReactionType reaction_type=@reactionTypeEmoji reaction_type.emoji='👍'");
-  const auto& list = g_world.list;
-  const auto unread = std::count_if(list.begin(), list.end(), [](const auto& place) {
-    return find_chat(place.second)->unread > 0;
-  });
-  tell(
-      "updateUnreadChatCount chat_list=@chatListMain total_count=%a unread_count=%b "
-      "unread_unmuted_count=%b",
-      {static_cast<Id>(list.size()), static_cast<Id>(unread)});
   come_online();
   begin_life();
   steer_from_start();
@@ -231,7 +214,7 @@ static std::string register_user(Asked& asked) {
   Person me = person(kMe);
   me.first_name = asked.json.string("first_name");
   me.last_name = asked.json.string("last_name");
-  g_world.changed_people[kMe] = me;
+  change_person(kMe, me);
   return open_world();
 }
 
@@ -278,7 +261,6 @@ static std::string check_email_code(Asked& asked) {
 const Requests kLoginRequests = {
     {"getAuthorizationState", kNothing, [](Asked&) { return state_text(); }, kAnyStage},
     {"setOption", kNothing, set_option, kAnyStage},
-    {"getOption", kNothing, get_option, kAnyStage},
     {"close", kNothing, close, kAnyStage},
     {"logOut", kNothing, log_out, kWithParameters},
     {"setTdlibParameters", kNothing, set_parameters, kParameters},

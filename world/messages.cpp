@@ -24,12 +24,12 @@ Changes& changes(Chat& chat) {
   return *chat.changes;
 }
 
-Id sent_count(const Chat& chat) { return chat.first_messages + static_cast<Id>(chat.dates.size()); }
+Id sent_count(const Chat& chat) { return chat.role.messages + static_cast<Id>(chat.dates.size()); }
 
 // ---- as the seed has them
 
 static Id date_of(const Chat& chat, Id index) {
-  const Id since = index - chat.first_messages;
+  const Id since = index - chat.role.messages;
   if (since >= 0) return chat.dates[static_cast<std::size_t>(since)];
   return kFirstDate - 600 - chat.number * Id{37} + (since + 1) * kSecondsBetween;
 }
@@ -37,10 +37,8 @@ static Id date_of(const Chat& chat, Id index) {
 static Id roll_sender(const Chat& chat, std::uint64_t dice) {
   if (is_channel(chat)) return chat.id;
   if (!is_group(chat)) return (dice & 7) < 3 ? kMe : chat.peer;
-  const bool outside =
-      chat.first_standing == Standing::kLeft || chat.first_standing == Standing::kBanned;
-  if ((dice & 7) == 0 && !outside) return kMe;
-  const auto people = static_cast<unsigned>(std::clamp(chat.first_members, 2, 30));
+  if ((dice & 7) == 0 && !is_outside(chat.role.standing)) return kMe;
+  const auto people = static_cast<unsigned>(std::clamp(chat.role.members, 2, 30));
   return kAnn + static_cast<Id>((dice >> 3) % people);
 }
 
@@ -82,10 +80,10 @@ static Message roll_message(const Chat& chat, Id index);
 
 // A channel's post as it was written, at the head of its thread in the discussion group.
 static void forward_post(const Chat& chat, Id index, Message& m) {
-  if (index % kThreadLength != 0 || index >= chat.first_messages || !has_trait(chat, "linked"))
+  if (index % kThreadLength != 0 || index >= chat.role.messages || !has_trait(chat, "linked"))
     return;
   const Chat& channel = linked_chat(chat);
-  if (index / kThreadLength >= channel.first_messages) return;
+  if (index / kThreadLength >= channel.role.messages) return;
   const Message post = roll_message(channel, index / kThreadLength);
   m.sender = m.forward_from = channel.id;
   m.forward_message = post.id;
@@ -110,10 +108,10 @@ static Message roll_message(const Chat& chat, Id index) {
     m.text = "This is the chat that steers the world. Write help to see the words.";
     return m;
   }
-  const bool named = has_trait(chat, "named") && index == chat.first_messages - 2;
+  const bool named = has_trait(chat, "named") && index == chat.role.messages - 2;
   m.sender = named ? kAnn : roll_sender(chat, dice);
   m.outgoing =
-      m.sender == kMe || (is_channel(chat) && chat.first_standing == Standing::kAdministrator);
+      m.sender == kMe || (is_channel(chat) && chat.role.standing == Standing::kAdministrator);
   m.content = has_trait(chat, "gallery") ? static_cast<int>(index % content_count())
                                          : random_content(dice >> 8);
   if (named || (content_is_service(m.content) && !is_group(chat))) m.content = 0;
@@ -247,7 +245,6 @@ void tell_new_message(Chat& chat, Id id) {
     chat.mentions += m.mention;
     tell_unread(chat, chat.mentions - m.mention);
   }
-  place_chat(chat, false);
   tell_last_message(chat, text);
 }
 
@@ -322,10 +319,7 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
   if (deleted.empty()) return;
   tell_deleted(chat, deleted);
   if (chat.unread != unread) tell_unread(chat, mentions);
-  if (last_id(chat) != last) {
-    place_chat(chat, false);
-    tell_last_message(chat, message_text(chat, last_id(chat)));
-  }
+  if (last_id(chat) != last) tell_last_message(chat);
   for (const Id head : heads) {
     if (find_message(chat, head).id != 0) tell_interaction(chat, head);
   }
@@ -343,7 +337,7 @@ void clear_history(Chat& chat) {
   if (!newest.empty()) tell_deleted(chat, newest);
   tell_unread(chat, mentions);
   place_chat(chat, true);
-  tell_last_message(chat, message_text(chat, last_id(chat)));
+  tell_last_message(chat);
 }
 
 void edit_message(Chat& chat, Id id, std::string_view text) {
@@ -354,7 +348,7 @@ void edit_message(Chat& chat, Id id, std::string_view text) {
   append_content(content, chat, m);
   tell("updateMessageContent chat_id message_id new_content", {chat.id, id, content});
   tell("updateMessageEdited chat_id message_id edit_date", {chat.id, id, m.edit_date});
-  if (id == last_id(chat)) tell_last_message(chat, message_text(chat, last_id(chat)));
+  if (id == last_id(chat)) tell_last_message(chat);
 }
 
 bool can_react(const Chat& chat, const Message& m) {

@@ -41,21 +41,22 @@ Person person(Id id) {
   const auto changed = g_world.changed_people.find(id);
   if (changed != g_world.changed_people.end()) return changed->second;
   const auto n = static_cast<std::size_t>(id - kMe);
+  const std::uint64_t dice = mix(g_world.settings.seed, 0x9E0000u + n);
   Person p;
   if (n < kNamed) {
     p.first_name = kFirstPeople[n].first_name;
     p.last_name = kFirstPeople[n].last_name;
     p.username = kFirstPeople[n].username;
-    p.deleted = n == kDeletedPerson;
-    p.bot = p.username.find("_bot") != std::string::npos;
   } else {
-    const std::uint64_t dice = mix(g_world.settings.seed, 0x9E0000u + n);
     p.first_name = kFirstNames[dice % 15];
     if ((dice >> 8 & 3) != 0) p.last_name = kLastNames[(dice >> 16) % 13];
     if ((dice >> 24 & 1) != 0) p.username = "user" + std::to_string(n);
   }
+  p.deleted = n == kDeletedPerson;
+  p.bot = ends_with(p.username, "_bot");
   if (!p.deleted && !p.bot) p.phone = "49155501" + std::to_string(1000 + n);
   if (!p.deleted && n % 3 != 1) p.photo = 1;
+  if ((dice >> 32) % 5 != 0) p.seen = kFirstDate - static_cast<Id>((dice >> 36) % 100000);
   return p;
 }
 
@@ -66,15 +67,10 @@ std::string person_name(Id id) {
 
 static std::string status_text(Id id) {
   const Person p = person(id);
-  const auto known = g_world.online.find(id);
-  const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(id));
   if (p.deleted || p.bot) return object("userStatusEmpty");
-  if (id == kMe || (known != g_world.online.end() && known->second))
-    return object("userStatusOnline expires", {date_now() + 300});
-  if (known == g_world.online.end() && dice % 5 == 0) return object("userStatusRecently");
-  const Id since =
-      known != g_world.online.end() ? date_now() : kFirstDate - static_cast<Id>(dice % 100000);
-  return object("userStatusOffline was_online", {since});
+  if (p.online || id == kMe) return object("userStatusOnline expires", {date_now() + 300});
+  return p.seen != 0 ? object("userStatusOffline was_online", {p.seen})
+                     : object("userStatusRecently");
 }
 
 std::string usernames_text(const std::string& name) {
@@ -110,34 +106,23 @@ void tell_person(Id id) {
   if (g_world.told_people.insert(id).second) tell("updateUser user", {user_text(id)});
 }
 
-static void change_person(Id id, const Person& now) {
+void change_person(Id id, const Person& now) {
+  const Person before = person(id);
   g_world.changed_people[id] = now;
+  if (before.online != now.online) {
+    tell_person(id);
+    tell("updateUserStatus user_id status", {id, status_text(id)});
+    return;
+  }
   g_world.told_people.erase(id);
   tell_person(id);
-}
-
-void rename_person(Id id, std::string_view first_name, std::string_view last_name) {
-  Person p = person(id);
-  p.first_name = first_name;
-  p.last_name = last_name;
-  change_person(id, p);
-  if (const Chat* chat = told_chat(id))
-    tell("updateChatTitle chat_id title", {chat->id, chat_title(*chat)});
-}
-
-void change_photo(Id id) {
-  Person p = person(id);
-  p.photo = p.photo % 3 + 1;
-  change_person(id, p);
-  if (const Chat* chat = told_chat(id))
-    tell("updateChatPhoto chat_id photo", {chat->id, chat_photo_text(*chat)});
-}
-
-void come_or_go(Id id) {
-  if (person(id).deleted || person(id).bot) return;
-  tell_person(id);
-  g_world.online[id] = !g_world.online[id];
-  tell("updateUserStatus user_id status", {id, status_text(id)});
+  const Chat* chat = told_chat(id);
+  if (chat == nullptr) return;
+  if (before.photo != now.photo) {
+    tell("updateChatPhoto chat_id photo", {id, chat_photo_text(*chat)});
+  } else {
+    tell("updateChatTitle chat_id title", {id, chat_title(*chat)});
+  }
 }
 
 std::string sender_text(Id sender) {

@@ -11,6 +11,15 @@ Chat* told_chat(Id id) {
   return chat != nullptr && chat->told ? chat : nullptr;
 }
 
+std::vector<Message> asked_messages(const Asked& asked, const Chat& chat) {
+  std::vector<Message> messages;
+  for (const Json& id : asked.json["message_ids"].items) {
+    Message m = find_message(chat, id.number());
+    if (m.id != 0) messages.push_back(std::move(m));
+  }
+  return messages;
+}
+
 static std::string set_network(Asked& asked) {
   const bool none = asked.json["type"].type() == "networkTypeNone";
   if (none == !is_online()) return {};
@@ -51,6 +60,13 @@ static const RequestRow* find_row(std::string_view request) {
   return found == rows.end() ? nullptr : found->second;
 }
 
+static std::string why_not_write(const Chat& chat) {
+  if (chat.kind == ChatKind::kDeleted) return refuse("USER_DELETED");
+  return refuse(is_channel(chat) && chat.standing != Standing::kBanned
+                    ? "Need administrator rights in the channel chat"
+                    : "Have no write access to the chat");
+}
+
 // Fills in what the request names; the error when that is not as the row wants it.
 static std::string look_up(Asked& asked, unsigned needs) {
   asked.chat = told_chat(asked.json.number("chat_id"));
@@ -78,7 +94,8 @@ static std::string look_up(Asked& asked, unsigned needs) {
   for (const auto& condition : conditions) {
     if ((needs & condition.needs) != 0 && !condition.met) return refuse(condition.otherwise);
   }
-  return {};
+  const bool silent = (needs & kWritable) != 0 && !can_write(*asked.chat);
+  return silent ? why_not_write(*asked.chat) : "";
 }
 
 // Why there is no answer now: the row, if there is one, is of another stage of the login.

@@ -68,15 +68,6 @@ static std::string read_content(const Json& content, Message& m) {
 
 // ---- sending
 
-// Why nothing can be sent to the chat; empty when it can.
-static std::string refusal(const Chat& chat) {
-  if (can_write(chat)) return {};
-  if (chat.kind == ChatKind::kDeleted) return refuse("USER_DELETED");
-  return refuse(is_channel(chat) && chat.standing != Standing::kBanned
-                    ? "Need administrator rights in the channel chat"
-                    : "Have no write access to the chat");
-}
-
 static void fail(Chat& chat, Id id, int code, const std::string& why, Id retry_after = 0) {
   const std::string error = error_text(code, why);
   Message& m = change_message(chat, id);
@@ -95,8 +86,7 @@ static void succeed(Chat& chat, Id id) {
   const Id sent = append_message(chat, m);
   chat.sent_last = date_now();
   tell("updateMessageSendSucceeded message old_message_id", {message_text(chat, sent), id});
-  place_chat(chat, false);
-  tell_last_message(chat, message_text(chat, last_id(chat)));
+  tell_last_message(chat);
   if (chat.number != 0) return be_answered(chat, sent);
   read_outbox(chat, sent);
   receive_message(chat, chat.peer, steer(m.text));
@@ -140,8 +130,7 @@ static Id begin_send(Chat& chat, Message m) {
 static std::string send_message(Asked& asked) {
   Chat& chat = *asked.chat;
   Message m;
-  std::string error = refusal(chat);
-  if (error.empty()) error = read_content(asked.json["input_message_content"], m);
+  std::string error = read_content(asked.json["input_message_content"], m);
   if (!error.empty()) return error;
   const Json& reply = asked.json["reply_to"];
   const Message to = find_message(chat, reply.number("message_id"));
@@ -154,13 +143,10 @@ static std::string send_message(Asked& asked) {
 
 static std::string resend_messages(Asked& asked) {
   Chat& chat = *asked.chat;
-  std::vector<Message> failed;
+  std::vector<Message> failed = asked_messages(asked, chat);
   std::vector<Id> old, fresh;
-  for (const Json& item : asked.json["message_ids"].items) {
-    const Message m = find_message(chat, item.number());
-    if (m.id == 0) return refuse("Message not found");
+  for (const Message& m : failed) {
     if (!m.failed) return refuse("Message is not failed to send");
-    failed.push_back(m);
     old.push_back(m.id);
   }
   if (failed.empty()) return refuse("There are no messages to resend");
@@ -171,14 +157,11 @@ static std::string resend_messages(Asked& asked) {
 
 static std::string forward_messages(Asked& asked) {
   const Chat* from = told_chat(asked.json.number("from_chat_id"));
-  const auto& items = asked.json["message_ids"].items;
   if (from == nullptr) return refuse("Chat to forward messages from not found");
-  std::string error = refusal(*asked.chat);
-  if (!error.empty()) return error;
-  if (items.size() > kMostForwarded) return refuse("Too many messages to forward");
+  if (asked.json["message_ids"].items.size() > kMostForwarded)
+    return refuse("Too many messages to forward");
   std::vector<Id> ids;
-  for (const Json& item : items) {
-    Message m = find_message(*from, item.number());
+  for (Message& m : asked_messages(asked, *from)) {
     if (!can_react(*from, m)) continue;  // the same can be forwarded
     if (!asked.json.boolean("send_copy") && m.forward_from == 0) {
       m.forward_from = m.sender;
@@ -213,10 +196,8 @@ static std::string edit_text(Asked& asked) {
 static std::string delete_some(Asked& asked) {
   Chat& chat = *asked.chat;
   std::vector<Id> ids;
-  for (const Json& item : asked.json["message_ids"].items) {
-    const Message m = find_message(chat, item.number());
-    if (m.id != 0 && is_super(chat) && !m.outgoing && !is_ruled(chat))
-      return refuse("Message can't be deleted");
+  for (const Message& m : asked_messages(asked, chat)) {
+    if (is_super(chat) && !m.outgoing && !is_ruled(chat)) return refuse("Message can't be deleted");
     ids.push_back(m.id);
   }
   delete_messages(chat, ids);
@@ -261,9 +242,9 @@ static std::string pin_message(Asked& asked) {
 }
 
 const Requests kSendingRequests = {
-    {"sendMessage", kChat, send_message},
+    {"sendMessage", kChat | kWritable, send_message},
     {"resendMessages", kChat, resend_messages},
-    {"forwardMessages", kChat, forward_messages},
+    {"forwardMessages", kChat | kWritable, forward_messages},
     {"editMessageText", kChat | kMessage, edit_text},
     {"deleteMessages", kChat, delete_some},
     {"deleteChatHistory", kChat, delete_history},

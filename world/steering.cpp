@@ -156,7 +156,10 @@ static std::string read_elsewhere(Words& words) {
 static std::string rename(Words& words) {
   const std::string_view first_name = words.next(), last_name = words.all();
   if (first_name.empty() || utf16_length(first_name) + utf16_length(last_name) > 64) return {};
-  rename_person(kAnn, first_name, last_name);
+  Person ann = person(kAnn);
+  ann.first_name = first_name;
+  ann.last_name = last_name;
+  change_person(kAnn, ann);
   return "Ann is " + person_name(kAnn) + " now.";
 }
 

@@ -75,15 +75,15 @@ enum class ChatKind {
 };
 enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };  // the last two: outside
 
-// What makes a chat of the first few what it is.
+// How a chat was at the beginning, which decides who wrote what there is.
 struct Role {
-  const char* title;
-  ChatKind kind;
-  int messages;
-  int members;
-  Standing standing;
-  int unread;
-  const char* traits;  // "pinned muted archived slow gallery linked public named"
+  const char* title = "";  // of the first groups; the others are named after places
+  ChatKind kind = ChatKind::kPrivate;
+  int messages = 0;
+  int members = 0;
+  Standing standing = Standing::kMember;
+  int unread = 0;
+  const char* traits = "";  // "pinned muted archived slow gallery linked public named"
 };
 
 // What has been changed in a chat since the beginning.
@@ -96,14 +96,11 @@ struct Changes {
 struct Chat {
   Id id = 0;
   int number = 0;
+  Role role;
   ChatKind kind = ChatKind::kPrivate;
-  const Role* role = nullptr;  // of the first few
-  Id peer = 0;                 // the person, or the group's own id
   Standing standing = Standing::kMember;
   int members = 0;
-  Standing first_standing = Standing::kMember;  // these decide who wrote what there is
-  int first_members = 0;
-  int first_messages = 0;           // how many there were at the beginning
+  Id peer = 0;                      // the person, or the group's own id
   std::vector<std::int32_t> dates;  // of those that came since
   Id last_read_inbox = 0;
   Id last_read_outbox = 0;
@@ -132,6 +129,8 @@ struct Person {
   bool bot = false;
   bool deleted = false;
   int photo = 0;  // which of theirs is shown, 1 to 3; 0: none
+  bool online = false;
+  Id seen = 0;  // when they were last online; 0: they do not say
 };
 
 struct Settings {
@@ -149,7 +148,6 @@ struct World {
   std::unordered_map<Id, std::size_t> chat_numbers;
   std::set<std::pair<Id, Id>> list, archive;  // -order, chat
   std::unordered_map<Id, Person> changed_people;
-  std::unordered_map<Id, bool> online;
   std::set<Id> told_people;
   std::string database_directory;
   std::string files_directory;
@@ -210,12 +208,13 @@ std::string current_options_text();
 // What must be there before a request is answered; when it is not, the answer is an error.
 enum Needs : unsigned {
   kNothing = 0,
-  kChat = 1,      // "chat_id", of a chat that the client was told of
-  kMessage = 2,   // "message_id" in it
-  kReadable = 4,  // a chat from which the account is not banned
-  kLimit = 8,     // a "limit" above 0
-  kPage = 16,     // and "offset" and "from_message_id" that go with it
-  kUser = 32,     // "user_id", of a person that the client was told of
+  kChat = 1,       // "chat_id", of a chat that the client was told of
+  kMessage = 2,    // "message_id" in it
+  kReadable = 4,   // a chat from which the account is not banned
+  kLimit = 8,      // a "limit" above 0
+  kPage = 16,      // and "offset" and "from_message_id" that go with it
+  kUser = 32,      // "user_id", of a person that the client was told of
+  kWritable = 64,  // a chat in which the account may write
 };
 
 // A request, and what its row says that it needs.
@@ -240,6 +239,8 @@ extern const Requests kCallRequests, kChatRequests, kFileRequests, kHistoryReque
 // The answer to a request that has its members.
 std::string answer_request(const Json& request);
 Chat* told_chat(Id id);  // null when the client has not been told of it
+// Those of the request's "message_ids" that are in the chat.
+std::vector<Message> asked_messages(const Asked& asked, const Chat& chat);
 
 // ---- texts.cpp
 
@@ -256,12 +257,11 @@ Person person(Id id);
 bool is_person(Id id);
 std::string person_name(Id id);
 Id photo_key(Id person_id);  // of the small file; the large one has the next. 0: no photo
-void rename_person(Id id, std::string_view first_name, std::string_view last_name);
-void change_photo(Id id);
+// One thing about the person is another now: presence, photo or name. Tells it.
+void change_person(Id id, const Person& now);
 std::string user_text(Id id);
 std::string usernames_text(const std::string& name);  // empty when there is none
 void tell_person(Id id);  // updateUser before the first object that names one
-void come_or_go(Id id);   // the person's presence changes
 // The message sender, which is told if the client does not know it yet.
 std::string sender_text(Id sender);
 
@@ -278,15 +278,16 @@ bool has_trait(const Chat& chat, std::string_view trait);
 Chat& linked_chat(const Chat& chat);  // of one with the trait "linked"
 bool is_group(const Chat& chat);      // several people write
 bool is_channel(const Chat& chat);
-bool is_super(const Chat& chat);    // has a supergroup
-bool is_outside(const Chat& chat);  // the account is no member
-bool is_ruled(const Chat& chat);    // the account has an administrator's rights
+bool is_super(const Chat& chat);     // has a supergroup
+bool is_outside(Standing standing);  // the account is no member
+bool is_outside(const Chat& chat);
+bool is_ruled(const Chat& chat);  // the account has an administrator's rights
 bool can_write(const Chat& chat);
 std::string chat_photo_text(const Chat& chat);  // empty: none
 void tell_chat(Chat& chat);  // updateNewChat before the first object that names it
-void tell_last_message(const Chat& chat, const std::string& message);
+void tell_last_message(Chat& chat);
+void tell_last_message(Chat& chat, const std::string& message);  // whose text is known
 void set_standing(Chat& chat, Standing standing);
-Chat& world_chat();              // the one that steers
 Id slow_wait(const Chat& chat);  // seconds until the next message may be sent
 
 // ---- lists.cpp

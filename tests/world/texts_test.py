@@ -251,7 +251,6 @@ nonsense
 {"@type":"setOption","name":"online","value":{"@type":"optionValueBoolean","value":true}}
 {"@type":"setOption","name":"online","value":{"@type":"optionValueString","value":"x"}}
 {"@type":"setOption","name":"nix","value":{"@type":"optionValueBoolean","value":true}}
-{"@type":"getOption","name":"version"}
 {"@type":"checkAuthenticationCode","code":"1"}
 {"@type":"checkAuthenticationPassword","password":"1"}
 {"@type":"setAuthenticationEmailAddress","email_address":"a"}
