@@ -1,9 +1,7 @@
 // Files: named when a text first shows them, written to the disk when they are downloaded.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "world/world.h"
 
@@ -17,11 +15,11 @@ namespace {
 struct File {
   Id key = 0;
   int size = 0;
+  bool photo = false;
   std::string path;  // of what is on the disk; empty before the download
   int done = 0;
-  bool active = false;
   bool own = false;  // an upload
-  bool photo = false;
+  bool active = false;
   int run = 0;  // counts the downloads, so that a step of a cancelled one is known
 };
 
@@ -42,11 +40,7 @@ static int add_file(File file) {
 }
 
 int own_file(const std::string& path, int size) {
-  File file;
-  file.path = path;
-  file.size = file.done = size;
-  file.own = true;
-  return add_file(std::move(file));
+  return add_file({0, size, false, path, size, true, false, 0});
 }
 
 static bool is_complete(const File& file) { return !file.path.empty() && file.done == file.size; }
@@ -67,13 +61,7 @@ std::string file_text(int id) {
 std::string file_text(Id key, int size, bool photo) {
   static std::unordered_map<Id, int> ids;
   int& id = ids[key];
-  if (id == 0) {
-    File file;
-    file.key = key;
-    file.size = size;
-    file.photo = photo;
-    id = add_file(std::move(file));
-  }
+  if (id == 0) id = add_file({key, size, photo, "", 0, false, false, 0});
   return file_text(id);
 }
 
@@ -116,7 +104,8 @@ static std::string file_bytes(const File& file) {
 // ---- downloads
 
 static void forget(File& file) {
-  unlink(file.path.c_str());
+  std::error_code ignored;
+  if (!file.own) std::filesystem::remove(file.path, ignored);
   file.path.clear();
   file.done = 0;
 }
@@ -125,18 +114,15 @@ static void forget(File& file) {
 static bool write_piece(File& file, int up_to) {
   if (file.path.empty()) {
     const std::string directory = g_world.files_directory + (file.photo ? "/photos" : "/documents");
-    mkdir(directory.c_str(), 0700);
+    std::error_code ignored;
+    std::filesystem::create_directory(directory, ignored);
     file.path = directory + "/file_" + std::to_string(file.key) + (file.photo ? ".bmp" : ".txt");
   }
-  const int fd = open(file.path.c_str(), O_WRONLY | O_CREAT | (file.done == 0 ? O_TRUNC : 0), 0600);
-  if (fd < 0) return false;
-  const std::string bytes = file_bytes(file);
-  const auto size = static_cast<std::size_t>(up_to - file.done);
-  const auto written = pwrite(fd, bytes.data() + file.done, size, file.done);
-  close(fd);
-  if (written != static_cast<ssize_t>(size)) return false;
-  file.done = up_to;
-  return true;
+  std::ofstream out(file.path, file.done == 0 ? std::ios::trunc : std::ios::app);
+  out.write(file_bytes(file).data() + file.done, up_to - file.done);
+  out.close();
+  if (out) file.done = up_to;
+  return !out.fail();
 }
 
 static void next_piece(int id, int run);
@@ -161,7 +147,8 @@ static std::string download_file(Asked& asked) {
   File* file = find_file(id);
   if (priority < 1 || priority > 32) return refuse("Download priority must be between 1 and 32");
   if (file == nullptr) return refuse("Invalid file identifier");
-  if (is_complete(*file) && access(file->path.c_str(), R_OK) != 0) forget(*file);
+  std::error_code ignored;
+  if (is_complete(*file) && !std::filesystem::exists(file->path, ignored)) forget(*file);
   if (!is_complete(*file) && !file->active) {
     file->active = true;
     tell_file(id);

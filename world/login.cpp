@@ -1,9 +1,7 @@
 // Logging in and out, what the client is told at the beginning, and its options.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
+#include <filesystem>
+#include <fstream>
 
 #include "world/world.h"
 
@@ -117,11 +115,13 @@ static std::string set_option(Asked& asked) {
 
 // ---- the login that lasts
 
-static std::string login_file() { return g_world.database_directory + "/world_login"; }
+static std::filesystem::path login_file() {
+  return std::filesystem::path(g_world.database_directory) / "world_login";
+}
 
 // The account is logged in.
 static std::string open_world() {
-  if (FILE* file = std::fopen(login_file().c_str(), "w")) std::fclose(file);
+  std::ofstream(login_file()).flush();
   tell(option_text("my_id", number_text(kMe)));
   tell_person(kMe);
   enter(kReady);
@@ -144,22 +144,17 @@ void begin_login() {
   enter(kParameters);
 }
 
-static void make_directories(const std::string& path) {
-  for (std::size_t i = 1; i <= path.size(); ++i) {
-    if (i == path.size() || path[i] == '/') mkdir(path.substr(0, i).c_str(), 0700);
-  }
-}
-
 static std::string set_parameters(Asked& asked) {
   if (asked.json.number("api_id") == 0)
     return refuse("Valid api_id must be provided. Can be obtained at https://my.telegram.org");
   g_world.database_directory = asked.json.string("database_directory");
   g_world.files_directory = asked.json.string("files_directory");
   if (g_world.files_directory.empty()) g_world.files_directory = g_world.database_directory;
-  make_directories(g_world.database_directory);
-  make_directories(g_world.files_directory);
+  std::error_code ignored;
+  std::filesystem::create_directories(g_world.database_directory, ignored);
+  std::filesystem::create_directories(g_world.files_directory, ignored);
   tell_numbers();
-  if (g_world.settings.login == "ready" || access(login_file().c_str(), R_OK) == 0)
+  if (g_world.settings.login == "ready" || std::filesystem::exists(login_file(), ignored))
     return open_world();
   enter(kPhone);
   tell_connection(g_world.connection);
@@ -245,7 +240,8 @@ static std::string close(Asked&) {
 
 static std::string log_out(Asked&) {
   enter(kLoggingOut);
-  unlink(login_file().c_str());
+  std::error_code ignored;
+  std::filesystem::remove(login_file(), ignored);
   close_world();
   return {};
 }

@@ -21,10 +21,10 @@ static std::string type_text(const Json& type) {
 
 // A secret is 16 bytes in hex digits, alone, behind "dd", or behind "ee" and before a name.
 static bool is_secret(const std::string& secret) {
-  if (secret.find_first_not_of("0123456789abcdef") != std::string::npos) return false;
   const std::string_view kind = std::string_view(secret).substr(0, 2);
-  return secret.size() == 32 || (secret.size() == 34 && kind == "dd") ||
-         (secret.size() > 34 && secret.size() % 2 == 0 && kind == "ee");
+  return is_hex_string_even(secret) &&
+         (secret.size() == 32 || (secret.size() == 34 && kind == "dd") ||
+          (secret.size() > 34 && kind == "ee"));
 }
 
 static std::string check_proxy(const Json& proxy) {

@@ -211,6 +211,12 @@ def nonsense(schema, world):
     library, answers = Library(world), []
     with tempfile.TemporaryDirectory() as directory:
         list(library.ask(parameters(directory)))
+        os.mkdir(directory + "/photos")  # the disk is full when the first file is to be written
+        os.symlink("/dev/full", directory + "/photos/file_8009.bmp")
+        told = list(library.ask({"@type": "downloadFile", "file_id": 1, "priority": 1}))
+        while '"is_downloading_active":true' in told[-1]:
+            told.append(library.receive(5))
+        assert '"is_downloading_completed":false' in told[-1], told[-1]
         threads = [threading.Thread(target=ask, args=(n,)) for n in range(4)]
         threads += [threading.Thread(target=hear) for _ in range(2)]
         for thread in threads:
