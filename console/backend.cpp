@@ -2,9 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
-#include <sys/inotify.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,11 +10,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 namespace {
 
+constexpr int kLookEvery = 50;  // milliseconds: a file cannot be waited for
+
 std::string events_path(const Backend& backend) { return backend.dir + "/events"; }
-std::string running_path(const Backend& backend) { return backend.dir + "/ui_running.txt"; }
 
 void replace_fd(int& fd, int with = -1) {
   if (fd >= 0) close(fd);
@@ -25,14 +25,10 @@ void replace_fd(int& fd, int with = -1) {
 }
 
 bool make_directory(Backend& backend) {
-  if (!backend.dir.empty()) return true;
   const char* base = std::getenv("TMPDIR");
   std::string name = std::string(base && *base ? base : "/tmp") + "/td_console-XXXXXX";
-  if (!mkdtemp(name.data())) return false;
-  backend.dir = name;
-  backend.watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  inotify_add_watch(backend.watch, name.c_str(), IN_MODIFY | IN_MOVED_TO);
-  return true;
+  if (backend.dir.empty() && mkdtemp(name.data())) backend.dir = name;
+  return !backend.dir.empty();
 }
 
 void open_events(Backend& backend) {
@@ -40,27 +36,22 @@ void open_events(Backend& backend) {
   replace_fd(backend.events, open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600));
 }
 
-int spawn(Backend& backend, int in, int out) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_adddup2(&files, in, STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&files, out, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&files, out, STDERR_FILENO);
-  // In a process group of its own: a Ctrl-C at the terminal is the console's business.
-  posix_spawnattr_t how;
-  posix_spawnattr_init(&how);
-  sigset_t defaults;
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);
-  posix_spawnattr_setsigdefault(&how, &defaults);
-  posix_spawnattr_setflags(&how, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
-  const char* program = backend.program.c_str();
-  const std::array<char*, 2> argv = {backend.program.data(), nullptr};
-  const int error = posix_spawn(&backend.pid, program, &files, &how, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&files);
-  posix_spawnattr_destroy(&how);
-  if (error != 0) backend.pid = -1;
-  return error;
+// In the process to be: in a group of its own, for a Ctrl-C at the terminal is the console's
+// business.
+[[noreturn]] void become(const Backend& backend, int in, int out) {
+  setpgid(0, 0);
+  dup2(in, STDIN_FILENO);
+  dup2(out, STDOUT_FILENO);
+  dup2(out, STDERR_FILENO);
+  signal(SIGPIPE, SIG_DFL);
+  const std::string events = events_path(backend);
+  setenv("BACKEND_EVENTS_FILE", events.c_str(), 1);
+  setenv("BACKEND_PROTOCOL", "2", 1);
+  setenv("BACKEND_WAKE_ON_INPUT", "1", 1);
+  setenv("BACKEND_EXIT_ON_EOF", "1", 1);
+  setenv("BACKEND_EVENTS_MAX_BYTES", "4000000", 0);
+  execl(backend.program.c_str(), backend.program.c_str(), nullptr);
+  _exit(127);
 }
 
 // Hands over the whole lines of what can be read. Above 0: there is more; 0: the end was met;
@@ -103,18 +94,15 @@ void flush(Backend& backend) {
 int start(Backend& backend) {
   std::array<int, 2> in{};
   std::array<int, 2> out{};
-  if (!make_directory(backend) || pipe2(in.data(), O_CLOEXEC) != 0 ||
-      pipe2(out.data(), O_CLOEXEC) != 0) {
+  if (access(backend.program.c_str(), X_OK) != 0 || !make_directory(backend) ||
+      pipe2(in.data(), O_CLOEXEC) != 0 || pipe2(out.data(), O_CLOEXEC) != 0) {
     return errno;
   }
   unlink(events_path(backend).c_str());
   open_events(backend);
-  setenv("BACKEND_EVENTS_FILE", events_path(backend).c_str(), 1);
-  setenv("BACKEND_PROTOCOL", "2", 1);
-  setenv("BACKEND_WAKE_ON_INPUT", "1", 1);
-  setenv("BACKEND_EXIT_ON_EOF", "1", 1);
-  setenv("BACKEND_EVENTS_MAX_BYTES", "4000000", 0);
-  const int error = spawn(backend, in[0], out[1]);
+  backend.pid = fork();
+  if (backend.pid == 0) become(backend, in[0], out[1]);
+  const int error = backend.pid < 0 ? errno : 0;
   close(in[0]);
   close(out[1]);
   replace_fd(backend.input, in[1]);
@@ -133,17 +121,9 @@ void send_line(Backend& backend, std::string_view line) {
   flush(backend);
 }
 
-void wait_for_news(Backend& backend, int terminal, int milliseconds) {
-  std::array<pollfd, 4> fds = {{{terminal, POLLIN, 0},
-                                {backend.output, POLLIN, 0},
-                                {backend.watch, POLLIN, 0},
-                                {backend.unsent.empty() ? -1 : backend.input, POLLOUT, 0}}};
-  // Without a watch the events file is looked at ten times a second.
-  if (backend.watch < 0) milliseconds = std::min(milliseconds, 100);
-  poll(fds.data(), fds.size(), backend.more ? 0 : milliseconds);
-  std::array<char, 4096> ignored;
-  while (read(backend.watch, ignored.data(), ignored.size()) > 0) {
-  }
+void wait_for_news(Backend& backend, int terminal) {
+  std::array<pollfd, 2> fds = {{{terminal, POLLIN, 0}, {backend.output, POLLIN, 0}}};
+  poll(fds.data(), fds.size(), backend.more ? 0 : kLookEvery);
   flush(backend);
 }
 
@@ -162,22 +142,14 @@ bool read_lines(Backend& backend, const OnLine& on_output, const OnLine& on_even
   backend.pid = -1;
   replace_fd(backend.input);
   replace_fd(backend.output);
-  backend.unsent.clear();
   return false;
 }
 
 void touch_ui_running(const Backend& backend) {
-  const int fd = open(running_path(backend).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  if (fd < 0) return;
-  futimens(fd, nullptr);
-  close(fd);
+  std::ofstream(backend.dir + "/ui_running.txt") << "console\n";
 }
 
-void remove_files(Backend& backend) {
-  if (backend.dir.empty()) return;
-  const std::string events = events_path(backend);
-  for (const std::string& path : {events, events + ".1", running_path(backend)}) {
-    unlink(path.c_str());
-  }
-  rmdir(backend.dir.c_str());
+void remove_files(const Backend& backend) {
+  std::error_code ignored;
+  if (!backend.dir.empty()) std::filesystem::remove_all(backend.dir, ignored);
 }

@@ -8,26 +8,14 @@
 
 namespace {
 
-constexpr std::size_t kRawLines = 2000;
+constexpr std::size_t kRawLines = 500;
 
 void keep_raw(Client& c, const char* mark, std::string_view line) {
   c.raw.push_back(mark + clean(line));
-  if (c.raw.size() > kRawLines) c.raw.pop_front();
   c.changed = true;
-}
-
-// Marks what is shown as read, once for every further message.
-void mark_read(Client& c) {
-  const Model& m = c.model;
-  if (!m.at_newest) return;
-  const std::int64_t known = m.chat(m.open_chat).num("last_read_inbox_message_id");
-  for (auto it = m.messages.rbegin(); it != m.messages.rend(); ++it) {
-    if (it->second.on("outgoing")) continue;
-    if (it->first <= std::max(c.told_read, known)) return;
-    c.told_read = it->first;
-    say(c, "read " + std::to_string(m.open_chat) + " " + std::to_string(it->first));
-    return;
-  }
+  if (c.raw.size() <= kRawLines) return;
+  c.raw.pop_front();
+  ++c.raw_before;
 }
 
 // Every number is used once: what does not follow the last one says that lines were lost.
@@ -41,28 +29,6 @@ void check_order(Client& c, const Event& e) {
   c.resync = say(c, "resync");
 }
 
-void on_command_end(Client& c, const Event& e) {
-  const std::int64_t id = e.num("cmd");
-  c.open_commands.erase(id);
-  if (c.loading == id) c.loading = 0;
-  if (!e.on("ok")) tell(c, e.str("command") + ": " + e.str("error"), true);
-  if (c.resync != id) return;
-  c.resync = 0;
-  if (c.model.open_chat != 0) open_chat(c, c.model.open_chat);
-}
-
-void react(Client& c, const Event& e) {
-  const std::string& type = e.str("type");
-  if (type == "command_end") on_command_end(c, e);
-  if (type == "history_end" || type == "message_new") mark_read(c);
-  if (type == "tg_resolve") open_chat(c, e.num("chat_id"));
-  if (type == "need" && e.str("what") == "params") say(c, "params");
-  if (type == "auth_state" && c.model.ready() && c.model.chats.empty()) say(c, "chats 50");
-  for (const char* told : {"backend_fatal", "chat_info", "file", "storage", "user_info"}) {
-    if (type == told) tell(c, describe(c.model, e), type == "backend_fatal");
-  }
-}
-
 void on_event_line(Client& c, std::string_view line) {
   keep_raw(c, "< ", line);
   Event e;
@@ -72,24 +38,23 @@ void on_event_line(Client& c, std::string_view line) {
     tell(c, "This backend does not speak the protocol's second level", true);
     return run_word(c, "quit");
   }
-  apply(c.model, e);
   check_order(c, e);
-  react(c, e);
+  take_event(c, e);
   if (c.on_event) c.on_event(e);
 }
 
 void on_output_line(Client& c, std::string_view line) {
   keep_raw(c, "| ", line);
-  if (line.substr(0, 5) == "FATAL") tell(c, std::string(line), true);
+  if (line.substr(0, 5) == "FATAL") tell(c, clean(line), true);
 }
 
 void on_end(Client& c) {
   c.ended = c.changed = true;
-  c.model.last.erase("call_update");
-  c.model.notifications.clear();
-  const Event& goodbye = c.model.of("goodbye");
+  c.last.erase("call_update");
+  c.notifications.clear();
+  const Event& goodbye = c.of("goodbye");
   if (goodbye.says("reason")) {
-    tell(c, describe(c.model, goodbye), false);
+    tell(c, describe(c, goodbye), false);
   } else if (c.note.substr(0, 5) != "FATAL") {
     tell(c, "The backend has ended with status " + std::to_string(c.backend.status), true);
   }
@@ -105,10 +70,12 @@ std::string login_command(const std::string& need, std::string_view answer) {
 }  // namespace
 
 bool start_client(Client& c) {
-  c.model = Model();
-  c.note.clear();
-  c.open_commands.clear();
-  c.last_seq = c.loading = c.resync = c.told_read = c.touched = 0;
+  Client fresh;
+  fresh.backend = c.backend;
+  fresh.on_event = c.on_event;
+  fresh.raw = std::move(c.raw);  // it may tell why the last one has ended
+  fresh.raw_before = c.raw_before;
+  c = std::move(fresh);
   const int error = start(c.backend);
   c.ended = error != 0;
   if (c.ended) tell(c, "The backend cannot be started: " + std::string(strerror(error)), true);
@@ -116,13 +83,13 @@ bool start_client(Client& c) {
   return !c.ended;
 }
 
-void follow(Client& c, int terminal, int milliseconds) {
+void follow(Client& c, int terminal) {
   const std::int64_t now = std::time(nullptr);
   if (now - c.touched >= 10) {
     touch_ui_running(c.backend);
     c.touched = now;
   }
-  wait_for_news(c.backend, terminal, milliseconds);
+  wait_for_news(c.backend, terminal);
   const bool runs = read_lines(
       c.backend, [&](std::string_view line) { on_output_line(c, line); },
       [&](std::string_view line) { on_event_line(c, line); });
@@ -137,11 +104,11 @@ void tell(Client& c, std::string note, bool is_error) {
 }
 
 std::int64_t say(Client& c, const std::string& command) {
-  const std::string line = "#" + std::to_string(++c.last_id) + " " + command;
-  c.open_commands.insert(c.last_id);
+  const std::string id = "#" + std::to_string(++c.last_id) + " ";
   const bool secret = command.substr(0, 9) == "password ";
-  keep_raw(c, "> ", secret ? line.substr(0, line.size() - command.size() + 9) + "***" : line);
-  send_line(c.backend, line);
+  keep_raw(c, "> ", id + (secret ? "password ***" : command));
+  send_line(c.backend, id + command);
+  ++c.open_commands;
   return c.last_id;
 }
 
@@ -151,37 +118,47 @@ void enter(Client& c, const std::string& line) {
   const bool escaped = line.substr(0, 2) == "//";
   if (line[0] == '/' && !escaped) return run_word(c, std::string_view(line).substr(1));
   const std::string text = line.substr(escaped ? 1 : 0);
-  const std::string& need = c.model.of("need").str("what");
-  if (c.model.ready() && c.model.open_chat == 0) return tell(c, "Open a chat first", true);
-  if (c.model.ready()) {
-    // What is written is shown behind the newest.
-    if (!c.model.at_newest) open_chat(c, c.model.open_chat);
-    say(c, "send64 " + std::to_string(c.model.open_chat) + " " + base64(text));
-  } else if (need.empty()) {
-    tell(c, "Nothing is asked for now", true);
-  } else {
-    c.model.last.erase("auth_error");
+  const std::string& need = c.of("need").str("what");
+  if (!c.ready() && !need.empty()) {
+    c.last.erase("auth_error");
     say(c, login_command(need, text));
+  } else if (c.open_chat == 0) {
+    tell(c, c.ready() ? "Open a chat first" : "Nothing is asked for now", true);
+  } else {
+    // What is written is shown behind the newest.
+    if (!c.at_newest) open_chat(c, c.open_chat);
+    say(c, "send64 " + std::to_string(c.open_chat) + " " + base64(text));
   }
 }
 
 void open_chat(Client& c, std::int64_t chat_id) {
-  if (c.model.open_chat != 0 && c.model.open_chat != chat_id) {
-    say(c, "close " + std::to_string(c.model.open_chat));
-  }
-  show_chat(c.model, chat_id);
+  if (c.open_chat != 0 && c.open_chat != chat_id) say(c, "close " + std::to_string(c.open_chat));
+  c.open_chat = chat_id;
+  c.at_newest = true;
   c.told_read = 0;
-  c.loading = chat_id == 0 ? 0 : say(c, "open " + std::to_string(chat_id));
+  withdraw(c, chat_id, INT64_MAX);
+  load_messages(c, chat_id == 0 ? "" : "open " + std::to_string(chat_id));
+}
+
+void load_messages(Client& c, const std::string& command) {
+  c.messages.clear();
+  c.more_older = false;
+  c.loading = command.empty() ? 0 : say(c, command);
+}
+
+void withdraw(Client& c, std::int64_t chat_id, std::int64_t message_id) {
+  const auto goes = [&](const Event& n) {
+    return n.num("chat_id") == chat_id && n.num("message_id") <= message_id;
+  };
+  auto& all = c.notifications;
+  all.erase(std::remove_if(all.begin(), all.end(), goes), all.end());
 }
 
 void load_more(Client& c, bool older) {
-  const Model& m = c.model;
-  if (c.loading != 0 || m.messages.empty() || (older ? !m.more_older : m.at_newest)) return;
-  const auto& [id, message] = older ? *m.messages.begin() : *m.messages.rbegin();
-  c.loading = say(c, (older ? "history_more " : "history_newer ") + std::to_string(m.open_chat) +
+  if (c.loading != 0 || c.messages.empty() || (older ? !c.more_older : c.at_newest)) return;
+  const std::int64_t id = older ? c.messages.begin()->first : c.messages.rbegin()->first;
+  c.loading = say(c, (older ? "history_more " : "history_newer ") + std::to_string(c.open_chat) +
                          " " + std::to_string(id));
 }
 
-bool is_secret(const Client& c) {
-  return !c.model.ready() && c.model.of("need").str("what") == "password";
-}
+bool is_secret(const Client& c) { return !c.ready() && c.of("need").str("what") == "password"; }

@@ -9,7 +9,8 @@
 #include <vector>
 
 struct Event {
-  // By name: a string's characters in UTF-8 (clean), anything else as it stands in the line.
+  // By name: a string's characters, anything else as it stands in the line; clean. Of two members
+  // of one name the last counts.
   std::map<std::string, std::string, std::less<>> members;
 
   // What stands under the name; empty, 0 (or `absent`) and false when it is not there.

@@ -2,14 +2,13 @@
 #include <algorithm>
 
 #include "console/screen.h"
-#include "console/text.h"
 
 namespace {
 
 void set_input(Screen& s, const std::string& text) {
-  s.input = widen(text);
+  s.input = text;
   s.cursor = s.input.size();
-  s.focus = Focus::kInput;
+  s.focus = nullptr;
 }
 
 // Enters the words; those that end in a blank are to be gone on with.
@@ -19,152 +18,150 @@ void use(Client& c, Screen& s, const std::string& words) {
   enter(c, words);
 }
 
+// --- views ---
+
+// To the input, and to the newest messages.
+void leave_view(Client& c, Screen& s) {
+  if (s.on(s.messages) && !c.at_newest) open_chat(c, c.open_chat);
+  s.messages.marked = 0;
+  s.focus = nullptr;
+}
+
 void open_marked(Client& c, Screen& s, std::int64_t chat_id) {
   if (chat_id == 0) return;
   s.chats.marked = chat_id;
   s.messages.marked = 0;
-  s.focus = Focus::kInput;
-  withdraw(c.model, chat_id, INT64_MAX);
+  s.focus = nullptr;
   open_chat(c, chat_id);
 }
 
-void step_chats(Client& c, Screen& s, int by) {
-  if (!move_mark(s.chats, by) && by > 0 && c.model.of("chats_end").on("has_more")) {
-    enter(c, "/more");
-  }
+void step(Client& c, Screen& s, View& view, int by) {
+  if (move_mark(view, by)) return;
+  if (&view == &s.chats && by > 0 && c.of("chats_end").on("has_more")) enter(c, "/more");
+  if (&view == &s.raw && by > 0) view.marked = 0;
+  if (&view != &s.messages) return;
+  if (by < 0 || !c.at_newest) return load_more(c, by < 0);
+  leave_view(c, s);
 }
 
-void step_messages(Client& c, Screen& s, int by) {
-  if (c.model.messages.empty() || (s.focus == Focus::kInput && by > 0)) return;
-  s.focus = Focus::kMessages;
-  if (move_mark(s.messages, by)) return;
-  if (by < 0 || !c.model.at_newest) return load_more(c, by < 0);
-  s.messages.marked = 0;
-  s.focus = Focus::kInput;
+// In the input Up leads to the messages.
+void move_by(Client& c, Screen& s, int steps) {
+  if (!s.focus && (steps > 0 || c.messages.empty())) return;
+  if (!s.focus) s.focus = &s.messages;
+  View& view = *s.focus;
+  for (; steps != 0; steps -= steps < 0 ? -1 : 1) step(c, s, view, steps < 0 ? -1 : 1);
 }
 
-void step(Client& c, Screen& s, int steps) {
-  const int by = steps < 0 ? -1 : 1;
-  for (; steps != 0; steps -= by) {
-    if (s.focus == Focus::kList) {
-      move_mark(s.list, by);
-    } else if (s.focus == Focus::kChats) {
-      step_chats(c, s, by);
-    } else {
-      step_messages(c, s, by);
-    }
-  }
+void page(Client& c, Screen& s, int by) {
+  const View& view = s.focus ? *s.focus : s.messages;
+  move_by(c, s, by * std::max(view.box.h / 2, 1));
+}
+
+void neighbour(Client& c, Screen& s, int by) {
+  step(c, s, s.chats, by);
+  open_marked(c, s, s.chats.marked);
 }
 
 void choose(Client& c, Screen& s) {
-  const auto& rows = c.model.list.rows;
-  s.focus = Focus::kInput;
+  s.focus = nullptr;
   const auto at = static_cast<std::size_t>(s.list.marked) - 1;
-  if (at >= rows.size()) return;
-  const std::string words = rows[at].words;
+  if (at >= c.list.rows.size()) return;
+  const std::string words = c.list.rows[at].words;
   if (words.substr(0, 6) == "/jump ") {
     s.messages.marked = std::strtoll(words.c_str() + 6, nullptr, 10);
-    s.focus = Focus::kMessages;
+    s.focus = &s.messages;
   }
   use(c, s, words);
 }
 
 void accept(Client& c, Screen& s, int) {
-  if (s.focus == Focus::kList) return choose(c, s);
-  if (s.focus == Focus::kChats) return open_marked(c, s, s.chats.marked);
-  s.messages.marked = 0;
-  if (s.focus == Focus::kInput) {
-    const std::string line = narrow(s.input);
-    set_input(s, "");
-    if (c.ended) {
-      start_client(c);
-    } else {
-      enter(c, line);
-    }
+  if (s.on(s.list)) return choose(c, s);
+  if (s.on(s.chats)) return open_marked(c, s, s.chats.marked);
+  if (s.on(s.messages)) return leave_view(c, s);
+  const std::string line = s.input;
+  set_input(s, "");
+  if (c.ended) {
+    start_client(c);
+  } else {
+    enter(c, line);
   }
-  s.focus = Focus::kInput;
 }
 
 void back(Client& c, Screen& s, int) {
-  if (s.focus != Focus::kInput) {
-    if (s.focus == Focus::kMessages && !c.model.at_newest) open_chat(c, c.model.open_chat);
-    s.messages.marked = 0;
-    s.focus = Focus::kInput;
-  } else if (!s.input.empty()) {
-    set_input(s, "");
-  } else {
-    c.model.notifications.clear();
-    if (c.model.of("call_update").str("state") == "callStateDiscarded") {
-      c.model.last.erase("call_update");
-    }
-    c.note.clear();
-  }
-}
-
-void edit_marked(Client& c, Screen& s, int) {
-  const std::string id = std::to_string(s.messages.marked);
-  set_input(s, "/edit " + id + " " + c.model.message(s.messages.marked).str("text"));
+  if (s.focus) return leave_view(c, s);
+  if (!s.input.empty()) return set_input(s, "");
+  c.notifications.clear();
+  c.note.clear();
+  if (c.of("call_update").str("state") == "callStateDiscarded") c.last.erase("call_update");
 }
 
 void open_notification(Client& c, Screen& s, int) {
-  if (!c.model.notifications.empty()) {
-    open_marked(c, s, c.model.notifications.back().num("chat_id"));
-  }
+  if (!c.notifications.empty()) open_marked(c, s, c.notifications.back().num("chat_id"));
 }
+
+void swap_focus(Client&, Screen& s, int) { s.focus = s.on(s.chats) ? nullptr : &s.chats; }
+void show_raw(Client&, Screen& s, int) { s.show_raw = !s.show_raw; }
+void draw_again(Client&, Screen&, int) { clearok(curscr, TRUE); }
+void show_help(Client& c, Screen& s, int);
 
 // --- the input line ---
 
+// The next place for the cursor. Characters that take no column belong to the one before them.
+std::size_t beside(const Screen& s, int by) {
+  const auto stands_alone = [&](std::size_t at) {
+    const std::string_view rest = std::string_view(s.input).substr(at);
+    std::string_view behind = rest;
+    const bool part = (static_cast<unsigned char>(rest[0]) & 0xC0) == 0x80;
+    return !part && (take_char(behind), columns(rest.substr(0, rest.size() - behind.size())) > 0);
+  };
+  std::size_t at = s.cursor;
+  do {
+    if (at == (by < 0 ? 0 : s.input.size())) return at;
+    at += static_cast<std::size_t>(by);
+  } while (at < s.input.size() && !stands_alone(at));
+  return at;
+}
+
 // Removes from the cursor to `to`.
-void erase_input(Screen& s, std::size_t to) {
+void erase_to(Screen& s, std::size_t to) {
   const auto [begin, end] = std::minmax(s.cursor, to);
   s.input.erase(begin, end - begin);
   s.cursor = begin;
 }
 
-// The next place for the cursor. Characters that take no column belong to the one before them.
-std::size_t beside(const Screen& s, int by) {
-  std::size_t at = s.cursor;
-  do {
-    if (at == (by < 0 ? 0 : s.input.size())) return at;
-    at += static_cast<std::size_t>(by);
-  } while (at < s.input.size() && columns({&s.input[at], 1}) == 0);
-  return at;
-}
-
 void go(Client&, Screen& s, int by) { s.cursor = beside(s, by); }
 void go_far(Client&, Screen& s, int by) { s.cursor = by < 0 ? 0 : s.input.size(); }
-void erase_one(Client&, Screen& s, int by) { erase_input(s, beside(s, by)); }
-void erase_all(Client&, Screen& s, int) { erase_input(s, 0); }
+void erase_one(Client&, Screen& s, int by) { erase_to(s, beside(s, by)); }
+void erase_all(Client&, Screen& s, int) { erase_to(s, 0); }
 void erase_word(Client&, Screen& s, int) {
-  erase_input(s, s.input.rfind(L' ', std::max<std::size_t>(s.cursor, 2) - 2) + 1);
+  erase_to(s, s.input.rfind(' ', std::max<std::size_t>(s.cursor, 2) - 2) + 1);
 }
 
 // --- the mouse ---
 
 void wheel(Client& c, Screen& s, const MEVENT& at, int steps) {
-  if (s.raw_box.holds(at.y, at.x)) {
-    s.raw_back = std::max(0, s.raw_back - steps);
-  } else if (s.chats.box.holds(at.y, at.x)) {
-    for (int i = 0; i < 3; ++i) step_chats(c, s, steps / 3);
-  } else {
-    if (s.focus == Focus::kChats) s.focus = Focus::kInput;
-    step(c, s, steps);
+  for (View* view : {&s.raw, &s.chats}) {
+    if (!view->box.holds(at.y, at.x)) continue;
+    for (int i = 0; i < 3; ++i) step(c, s, *view, steps / 3);
+    return;
   }
+  if (s.on(s.chats)) s.focus = nullptr;
+  move_by(c, s, steps);
 }
 
 void click(Client& c, Screen& s, const MEVENT& at) {
   if (s.list.box.holds(at.y, at.x)) {
-    s.list.marked = s.list.id_at(at.y);
-    if (s.list.marked != 0) choose(c, s);
+    s.list.mark(s.list.id_at(at.y));
+    choose(c, s);
   } else if (s.notice_box.holds(at.y, at.x)) {
     open_notification(c, s, 0);
   } else if (s.chats.box.holds(at.y, at.x)) {
     open_marked(c, s, s.chats.id_at(at.y));
   } else if (s.messages.box.holds(at.y, at.x)) {
-    s.messages.marked = s.messages.id_at(at.y);
-    s.focus = s.messages.marked == 0 ? Focus::kInput : Focus::kMessages;
-  } else if (s.focus != Focus::kList && !s.raw_box.holds(at.y, at.x)) {
-    s.focus = Focus::kInput;
+    s.messages.mark(s.messages.id_at(at.y));
+    s.focus = s.messages.marked == 0 ? nullptr : &s.messages;
+  } else if (!s.on(s.list)) {
+    s.focus = nullptr;
   }
 }
 
@@ -176,30 +173,11 @@ void on_mouse(Client& c, Screen& s, int) {
   if (at.bstate & (BUTTON1_PRESSED | BUTTON1_CLICKED)) click(c, s, at);
 }
 
-// --- the keys ---
+// --- the table ---
 
 constexpr wint_t control(char c) { return static_cast<wint_t>(c) & 31U; }
 // One of ncurses' own, apart from the characters of the same number.
 constexpr wint_t code(int key) { return static_cast<wint_t>(key) | 1U << 30; }
-
-void page(Client& c, Screen& s, int by) {
-  const View& view = s.focus == Focus::kList    ? s.list
-                     : s.focus == Focus::kChats ? s.chats
-                                                : s.messages;
-  step(c, s, by * std::max(view.box.h / 2, 1));
-}
-
-void neighbour(Client& c, Screen& s, int by) {
-  step_chats(c, s, by);
-  open_marked(c, s, s.chats.marked);
-}
-
-void swap_focus(Client&, Screen& s, int) {
-  s.focus = s.focus == Focus::kChats ? Focus::kInput : Focus::kChats;
-}
-void show_raw(Client&, Screen& s, int) { s.raw = !s.raw; }
-void draw_again(Client&, Screen&, int) { clearok(curscr, TRUE); }
-void show_help(Client& c, Screen& s, int);
 
 struct Key {
   wint_t key, also;             // `also` does the same; 0: no other one
@@ -210,8 +188,8 @@ struct Key {
 };
 constexpr Key kKeys[] = {
     {'\t', 0, "Tab", "from the input to the chat list and back", "", swap_focus},
-    {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", "", step, -1},
-    {code(KEY_DOWN), 0, "Down", "likewise", "", step, 1},
+    {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", "", move_by, -1},
+    {code(KEY_DOWN), 0, "Down", "likewise", "", move_by, 1},
     {code(KEY_PPAGE), 0, "PgUp", "page through messages or chats", "", page, -1},
     {code(KEY_NPAGE), 0, "PgDn", "likewise", "", page, 1},
     {'\r', code(KEY_ENTER), "Enter", "open the chat, send the text", "", accept},
@@ -239,22 +217,23 @@ constexpr Key kKeys[] = {
     {control('U'), 0, "Ctrl-U", "erase all before it", "", erase_all},
 };
 
-// Where no text is typed: "$" is the marked message's id, or the marked chat's.
+// Where no text is typed. The words are in_words of the marked message, or of the marked chat.
 constexpr Key kMessageKeys[] = {
-    {'r', 0, "r", "on a marked message: answer it", "/reply $ "},
-    {'e', 0, "e", "edit it", "", edit_marked},
-    {'s', 0, "s", "download its file", "/get $"},
-    {'x', 0, "x", "stop the download", "/stop $"},
-    {'+', 0, "+", "thumb up, or down again", "/react $ 👍"},
-    {'*', 0, "*", "another reaction", "/react $ "},
-    {'d', 0, "d", "delete it here", "/delete $ "},
-    {'D', 0, "D", "delete it for all", "/revoke $ "},
-    {'f', 0, "f", "forward it", "/forward $ "},
-    {'p', 0, "p", "pin it", "/pin $"},
-    {'a', 0, "a", "send it again", "/again $"},
+    {'r', 0, "r", "on a marked message: answer it", "/reply {id} "},
+    {'e', 0, "e", "edit it", "/edit {id} {text} "},
+    {'s', 0, "s", "download its file", "/get {id}"},
+    {'x', 0, "x", "stop the download", "/stop {id}"},
+    {'+', 0, "+", "thumb up", "/react {id} 👍"},
+    {'-', 0, "-", "away with it", "/unreact {id} 👍"},
+    {'*', 0, "*", "another reaction", "/react {id} "},
+    {'d', 0, "d", "delete it here", "/delete {id} "},
+    {'D', 0, "D", "delete it for all", "/revoke {id} "},
+    {'f', 0, "f", "forward it", "/forward {id} "},
+    {'p', 0, "p", "pin it", "/pin {id}"},
+    {'a', 0, "a", "send it again", "/again {id}"},
 };
 constexpr Key kChatKeys[] = {
-    {'m', 0, "m", "on a marked chat: mute or unmute it", "/raw mute_toggle $"},
+    {'m', 0, "m", "on a marked chat: mute or unmute it", "/raw mute_toggle {id}"},
     {'/', 0, "/", "search for chats", "/search "},
 };
 
@@ -264,25 +243,21 @@ void add_help(std::vector<List::Row>& rows, const Keys& keys) {
 }
 
 void show_help(Client& c, Screen&, int) {
-  List help = {"Help", 0, {}, true};
-  add_help(help.rows, kKeys);
-  add_help(help.rows, kMessageKeys);
-  add_help(help.rows, kChatKeys);
-  help.rows.push_back({"What is entered is sent to the open chat, but for:", "", ""});
-  for (const List::Row& row : words_help("")) help.rows.push_back(row);
-  c.model.list = std::move(help);
+  c.list = {"Help", 0, {}, true};
+  add_help(c.list.rows, kKeys);
+  add_help(c.list.rows, kMessageKeys);
+  add_help(c.list.rows, kChatKeys);
+  c.list.rows.push_back({"What is entered is sent to the open chat, but for:", "", ""});
+  for (const List::Row& row : words_help("")) c.list.rows.push_back(row);
 }
 
 // True when the key is one of these.
 template <typename Keys>
-bool press(Client& c, Screen& s, wint_t key, const Keys& keys, std::int64_t marked) {
+bool press(Client& c, Screen& s, wint_t key, const Keys& keys, const Event& marked) {
   for (const Key& k : keys) {
     if (k.key != key && (k.also != key || key == 0)) continue;
-    std::string words = k.words;
-    const std::size_t at = words.find('$');
-    if (at != std::string::npos) words.replace(at, 1, std::to_string(marked));
     if (k.act) k.act(c, s, k.by);
-    use(c, s, words);
+    use(c, s, in_words(c, marked, k.words));
     return true;
   }
   return false;
@@ -292,12 +267,14 @@ bool press(Client& c, Screen& s, wint_t key, const Keys& keys, std::int64_t mark
 
 void handle_key(Client& c, Screen& s, wint_t key, bool is_code) {
   if (is_code) key = code(static_cast<int>(key));
-  if (press(c, s, key, kKeys, 0)) return;
-  if (s.focus == Focus::kMessages && press(c, s, key, kMessageKeys, s.messages.marked)) return;
-  if (s.focus == Focus::kChats && press(c, s, key, kChatKeys, s.chats.marked)) return;
-  if (key == '?' && (s.focus != Focus::kInput || s.input.empty()) && !is_secret(c)) {
+  if (press(c, s, key, kKeys, Event())) return;
+  if (s.on(s.messages) && press(c, s, key, kMessageKeys, c.message(s.messages.marked))) return;
+  if (s.on(s.chats) && press(c, s, key, kChatKeys, c.chat(s.chats.marked))) return;
+  if (key == '?' && (s.focus || s.input.empty()) && !is_secret(c)) {
     show_help(c, s, 0);
-  } else if (!is_code && s.focus == Focus::kInput && key >= 32) {
-    s.input.insert(s.cursor++, 1, static_cast<wchar_t>(key));
+  } else if (!is_code && !s.focus && key >= 32) {
+    const std::string typed = utf8(static_cast<wchar_t>(key));
+    s.input.insert(s.cursor, typed);
+    s.cursor += typed.size();
   }
 }

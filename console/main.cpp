@@ -29,8 +29,7 @@ constexpr char kUsage[] =
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
   std::string line = clock_text(std::time(nullptr), "%H:%M:%S ");
-  for (const char c : narrow(widen(text)))
-    line += c == '\n' ? std::string(" / ") : std::string(1, c);
+  for (const char c : clean(text)) line += c == '\n' ? std::string(" / ") : std::string(1, c);
   std::puts(line.c_str());
   std::fflush(stdout);
 }
@@ -40,7 +39,7 @@ void enter_and_print(Client& c, const std::string& line) {
   if (!c.note.empty()) print(c.note);
   c.note.clear();
   // The help is there at once; other lists come row by row, as events.
-  List& list = c.model.list;
+  List& list = c.list;
   if (list.is_new && list.command == 0) {
     for (const List::Row& row : list.rows) print(row.text + ": " + row.meaning);
   }
@@ -50,11 +49,11 @@ void enter_and_print(Client& c, const std::string& line) {
 // Without a screen, for logs and for ssh: a line for an event, the same input a line each. Returns
 // when the backend has ended, with its status.
 int run_plain(Client& c) {
-  c.on_event = [&](const Event& e) { print(describe(c.model, e)); };
+  c.on_event = [&](const Event& e) { print(describe(c, e)); };
   std::string input;
   bool open = true;
   while (!c.ended) {
-    follow(c, open ? STDIN_FILENO : -1, 1000);
+    follow(c, open ? STDIN_FILENO : -1);
     std::array<char, 4096> buffer;
     pollfd ready = {STDIN_FILENO, POLLIN, 0};
     if (!open || poll(&ready, 1, 0) <= 0) continue;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "console/text.h"
@@ -25,32 +26,31 @@ void start_curses();
 // Draws the text into the first line of the box, filled up with blanks; `over` is added to all of
 // it.
 void put(const Box& box, std::string_view text, attr_t over = A_NORMAL);
-// Text at the left, as much of it as the text at the right leaves room for.
-std::string ends(std::string_view left, const std::string& right, int width);
-// Lines of at most so many columns, broken at blanks where there are any; all but the first are
-// indented.
-std::vector<std::string> wrap(std::string_view text, int width, int indent = 0);
 
-// The chats, the messages, or a list to choose from.
+// The chats, the messages, the raw lines, or a list to choose from.
 struct View {
   struct Row {
     std::int64_t id;  // several lines of one id are one row; 0: the line belongs to none
     std::string line;
   };
   std::int64_t marked = 0;  // 0: none
+  int line = 0;             // of the box where the marked row begins; below 0 when it is taller
 
   // As it was drawn last.
   Box box;
   std::vector<Row> rows;
-  int first = 0;           // the line at the top
-  int begin = 0, end = 0;  // lines of the marked row
-  std::int64_t drawn = 0;  // which it was
-  int scroll = 0;          // lines to go down by in the next picture
+  int top = 0;  // the row's line at the top of the box
 
   std::int64_t id_at(int y) const;
+  void mark(std::int64_t id);
+  // Brings the marked row into the box. Without one the view stands at its end when `from_end`,
+  // else at its begin.
+  void place(bool from_end);
+  // The lines of the marked row, from `first` up to `second`; without one {all, 0}.
+  std::pair<int, int> marked_lines() const;
 };
-// The mark stays where it was, and is seen; of a row that is taller than the box a part is. Without
-// a mark the view stands at its end when `from_end`. `lit`: the mark is shown as such.
+// The mark stays where it was, and is seen; of a row that is taller than the box a part is. Where
+// the marked row is gone its neighbour is marked. `lit`: the mark is shown as such.
 void draw_view(View& view, const Box& box, std::vector<View::Row> rows, bool from_end, bool lit);
 // Marks the row above (-1) or below (1), or shows more of one that is taller than the box. False
 // when there is none.

@@ -3,47 +3,53 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-
-#include "console/text.h"
+#include <cstdio>
 
 namespace {
 
-// --- the list of chats, and lists to choose from ---
+// --- the chats, the messages, and lists to choose from ---
 
-std::string chat_line(const Model& m, std::int64_t id, int width) {
-  const Event& chat = m.chat(id);
-  const bool online = Model::find(m.users, other_side(m, id)).str("status_type") == "online";
+std::string chat_line(const Client& c, std::int64_t id, int width) {
+  const Event& chat = c.chat(id);
+  const bool online = Client::find(c.users, other_side(c, id)).str("status_type") == "online";
   const bool loud = chat.says("unread_count") && !chat.on("muted");
-  const std::string title = (id == m.open_chat ? "▌" : " ") + chat_title(m, id);
-  const std::string state = in_words(m, chat,
+  const std::string title = (id == c.open_chat ? "▌" : " ") + chat_title(c, id);
+  const std::string state = in_words(c, chat,
                                      "{pinned?▴}{muted? ⊘}{unread_mention_count? @}"
                                      "{marked_as_unread? •}{unread_count? {unread_count}}");
   return ends((online ? kGood + "●" + kPlain : " ") + ((loud ? kBold : "") + title),
               (loud ? kBold + kWarn : kDim) + state, width);
 }
 
-// What was written last, is being written, or is written there at the moment.
-std::string below_chat(const Model& m, std::int64_t id) {
-  const Event& chat = m.chat(id);
-  if (m.actions.count(id) != 0) return kGood + "  " + presence(m, id);
-  if (chat.says("draft")) return in_words(m, chat, kBad + "  Draft: {draft}");
-  return in_words(m, chat, kDim + "  {last_outgoing?You: }{last_text}");
-}
-
 void draw_chats(const Client& c, Screen& s, Box box) {
   mvvline(box.y, box.x + --box.w, ACS_VLINE | COLOR_PAIR(kDim[0]), box.h);
   std::vector<View::Row> rows;
-  for (const std::int64_t id : chat_order(c.model)) {
-    rows.push_back({id, chat_line(c.model, id, box.w)});
-    if (box.h >= 16) rows.push_back({id, below_chat(c.model, id)});
+  for (const std::int64_t id : chat_order(c)) {
+    // What was written last, is being written, or is done there at the moment.
+    const Event& chat = c.chat(id);
+    const std::string below = chat.says("doing")   ? kGood + "  {doing}"
+                              : chat.says("draft") ? kBad + "  Draft: {draft}"
+                                                   : kDim + "  {last_outgoing?You: }{last_text}";
+    rows.push_back({id, chat_line(c, id, box.w)});
+    if (box.h >= 16) rows.push_back({id, in_words(c, chat, below)});
   }
   if (rows.empty()) rows.push_back({0, kDim + " No chats yet"});
-  draw_view(s.chats, box, std::move(rows), false, s.focus == Focus::kChats);
+  draw_view(s.chats, box, std::move(rows), false, s.on(s.chats));
+}
+
+void draw_messages(const Client& c, Screen& s, Box box) {
+  put(box.top(), ends(" " + chat_title(c, c.open_chat), presence(c, c.open_chat) + " ", box.w),
+      bar(kTopBar));
+  ++box.x;
+  --box.w;
+  std::vector<View::Row> rows = lay_out_messages(c, box.w);
+  if (rows.empty()) rows.push_back({0, kDim + (c.loading == 0 ? "No messages" : "Loading…")});
+  for (int gap = box.h - static_cast<int>(rows.size()); gap > 0; --gap) box.top();
+  draw_view(s.messages, box, std::move(rows), true, true);
 }
 
 void draw_list(const Client& c, Screen& s, Box box) {
-  const List& list = c.model.list;
+  const List& list = c.list;
   const std::string count = std::to_string(list.rows.size()) + (list.command != 0 ? "…" : "");
   put(box.top(), ends(" " + list.title + ": " + count, "Enter, Esc ", box.w), bar(kTopBar));
   std::vector<View::Row> rows;
@@ -59,50 +65,26 @@ void draw_list(const Client& c, Screen& s, Box box) {
   draw_view(s.list, box, std::move(rows), false, true);
 }
 
-// --- the login ---
+// --- what is said in place of messages ---
 
-struct Need {
-  std::string_view what, text;
-};
-constexpr Need kNeeds[] = {
-    {"phone", "Enter your telephone number, or /qr to use another device."},
-    {"code", "Enter the code that was sent to you."},
-    {"password", "Enter the password of the account."},
-    {"email", "Enter your e-mail address."},
-    {"email_code", "Enter the code from the e-mail."},
-    {"name", "This number is new here: enter your first and last name."},
-    {"purchase", "The service wants a payment that cannot be made here."},
-};
-
-void draw_text(const std::vector<std::string>& paragraphs, Box box) {
-  const int above = (box.h - 2 * static_cast<int>(paragraphs.size())) / 3;
-  for (int i = 0; i < above; ++i) box.top();
+void draw_texts(const std::vector<std::string>& texts, Box box) {
   const bool spacious = box.h > 10;
-  for (const std::string& paragraph : paragraphs) {
-    if (paragraph.empty()) continue;
-    for (const std::string& line : wrap(paragraph, std::max(box.w - 4, 1))) {
-      put(box.top(), "  " + line);
-    }
+  if (spacious) box.top();
+  for (const std::string& text : texts) {
+    if (text.empty()) continue;
+    for (const std::string& line : wrap(text, std::max(box.w - 4, 1))) put(box.top(), "  " + line);
     if (spacious) box.top();
   }
 }
 
 void draw_login(const Client& c, const Box& box) {
-  const Model& m = c.model;
-  if (c.ended) {
-    return draw_text({kBold + "The backend has ended.", "Enter starts it again, Ctrl-C leaves."},
-                     box);
+  const char* asked = c.of("need").members.empty() ? "auth_state" : "need";
+  std::vector<std::string> texts = {kBold + describe(c, c.of(asked)) + kPlain};
+  for (const char* told : {"qr_link", "code_info", "password_info", "auth_error"}) {
+    texts.push_back(describe(c, c.of(told)));
   }
-  std::string wanted = in_words(m, m.of("auth_state"), "{state:spaced}");
-  for (const Need& need : kNeeds) {
-    if (need.what == m.of("need").str("what")) wanted = need.text;
-  }
-  std::vector<std::string> texts = {kBold + "td_console", wanted};
-  for (const char* told : {"qr_link", "code_info", "password_info"}) {
-    texts.push_back(describe(m, m.of(told)));
-  }
-  if (m.last.count("auth_error") != 0) texts.push_back(kBad + describe(m, m.of("auth_error")));
-  draw_text(texts, box);
+  if (c.ended) texts = {kBold + "The backend has ended.", "Enter starts it again, Ctrl-C leaves."};
+  draw_texts(texts, box);
 }
 
 // --- the raw lines ---
@@ -125,28 +107,27 @@ std::string coloured(const std::string& text) {
 }
 
 void draw_raw(const Client& c, Screen& s, Box box) {
-  s.raw_box = box;
-  const std::string right = std::to_string(c.open_commands.size()) + " open commands, event " +
-                            std::to_string(c.last_seq) + " ";
+  const std::string right =
+      std::to_string(c.open_commands) + " open commands, event " + std::to_string(c.last_seq) + " ";
   put(box.top(), ends(" Raw lines: > commands, < events, | output", right, box.w), bar(kTopBar));
-  int skip = s.raw_back;
-  for (auto raw = c.raw.rbegin(); raw != c.raw.rend() && box.h > 0; ++raw) {
-    const std::vector<std::string> lines = wrap(coloured(*raw), std::max(box.w, 4), 2);
-    for (auto line = lines.rbegin(); line != lines.rend() && box.h > 0; ++line) {
-      if (skip-- <= 0) put(box.bottom(), *line);
+  std::vector<View::Row> rows;
+  std::int64_t id = c.raw_before;
+  for (const std::string& line : c.raw) {
+    ++id;
+    for (std::string& part : wrap(coloured(line), std::max(box.w, 4), 2)) {
+      rows.push_back({id, std::move(part)});
     }
   }
-  if (skip > 0) s.raw_back -= skip;
+  draw_view(s.raw, box, std::move(rows), true, false);
 }
 
 // --- bars, and the whole ---
 
 void draw_top(const Client& c, Box box) {
-  const Model& m = c.model;
-  const Event& connection = m.of("connection_state");
-  const std::string left = " td_console  " + in_words(m, m.of("me"), "{first_name} {last_name}") +
+  const Event& connection = c.of("connection_state");
+  const std::string left = " td_console  " + in_words(c, c.of("me"), "{first_name} {last_name}") +
                            (c.quitting && !c.ended ? "  ending…" : "");
-  std::string right = in_words(m, connection, "{state:spaced}");
+  std::string right = in_words(c, connection, "{state:spaced}");
   if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";
   right += connection.str("state") == "ready" ? " ● " : " ○ ";
@@ -154,95 +135,83 @@ void draw_top(const Client& c, Box box) {
 }
 
 void draw_call(const Client& c, Box box) {
-  const Event& call = c.model.of("call_update");
-  const std::string& state = call.str("state");
+  const std::string& state = c.of("call_update").str("state");
   const bool over = state == "callStateDiscarded" || state == "callStateError";
-  const bool asks = state == "callStatePending" && !call.on("outgoing");
-  const char* hint = over ? "  (Esc)" : asks ? "  (F5 takes it, F6 not)" : "  (F6 ends it)";
-  put(box, " ☎ " + describe(c.model, call) + hint, over ? A_REVERSE : bar(kCallBar));
+  put(box,
+      ends(" ☎ " + describe(c, c.of("call_update")), over ? "Esc " : "F5 takes it, F6 ends it ",
+           box.w),
+      bar(kCallBar));
 }
 
 void draw_notification(const Client& c, Screen& s, Box box) {
-  const auto& all = c.model.notifications;
+  const auto& all = c.notifications;
   const std::string more = all.size() > 1 ? "+" + std::to_string(all.size() - 1) + "  " : "";
   s.notice_box = box;
-  put(box, ends(" " + describe(c.model, all.back()), more + "F3 opens ", box.w), bar(kNoticeBar));
+  put(box, ends(" " + describe(c, all.back()), more + "F3 opens ", box.w), bar(kNoticeBar));
 }
 
 void draw_status(const Client& c, const Screen& s, Box box) {
   if (!c.note.empty()) return put(box, (c.note_is_error ? kBad : kGood) + " " + c.note);
-  std::string hint = s.focus == Focus::kMessages
-                         ? " r answer  e edit  s download  + react  d delete  ? help"
-                     : s.focus == Focus::kChats ? " Enter opens  m mutes  / searches  ? help"
-                                                : " ? help  Tab chats  F2 raw lines";
-  if (s.input.substr(0, 1) == L"/") {
-    const std::string typed = narrow(s.input);
-    const std::string word = typed.substr(1, typed.find(' ') - 1);
+  std::string hint = s.on(s.messages) ? " r answer  e edit  s download  + react  d delete  ? help"
+                     : s.on(s.chats)  ? " Enter opens  m mutes  / searches  ? help"
+                                      : " ? help  Tab chats  F2 raw lines";
+  if (s.input.substr(0, 1) == "/") {
     hint.clear();
-    for (const List::Row& row : words_help(word)) hint += " " + row.text;
+    for (const List::Row& row : words_help(s.input.substr(1, s.input.find(' ') - 1))) {
+      hint += " " + row.text;
+    }
   }
   put(box, kDim + hint);
 }
 
 void draw_input(const Client& c, const Screen& s, Box box) {
-  const std::string need = c.model.ready() ? "" : c.model.of("need").str("what");
-  const std::wstring prompt = clip(widen(need + "> "), std::max(2, box.w / 2));
-  const std::wstring text = is_secret(c) ? std::wstring(s.input.size(), L'*') : s.input;
+  const std::string need = c.ready() ? "" : c.of("need").str("what");
+  const std::string prompt = clip(need + "> ", std::max(2, box.w / 2));
+  std::string_view before = std::string_view(s.input).substr(0, s.cursor);
+  const std::string_view behind = std::string_view(s.input).substr(s.cursor);
   const int room = box.w - columns(prompt) - 1;
-  std::size_t begin = 0;
-  const auto before = [&] { return columns({&text[begin], s.cursor - begin}); };
-  while (begin < s.cursor && before() > room) ++begin;
-  put(box, kBold + kKeyword + narrow(prompt) + kPlain + narrow(text.substr(begin)));
-  move(box.y, std::min(columns(prompt) + before(), box.w - 1));
-  curs_set(s.focus == Focus::kInput ? 1 : 0);
-}
-
-std::int64_t now_ms() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-bool read_keys(Client& c, Screen& s) {
-  wint_t key = 0;
-  bool any = false;
-  for (int got; (got = get_wch(&key)) != ERR; any = true) {
-    handle_key(c, s, key, got == KEY_CODE_YES);
-  }
-  return any;
+  while (!before.empty() && columns(before) > room) take_char(before);
+  const auto stars = [](std::string_view text) {
+    return std::string(static_cast<std::size_t>(columns(text)), '*');
+  };
+  const std::string shown =
+      is_secret(c) ? stars(before) + stars(behind) : std::string(before) + std::string(behind);
+  put(box, kBold + kKeyword + prompt + kPlain + shown);
+  move(box.y, std::min(columns(prompt) + columns(before), box.w - 1));
+  curs_set(s.focus ? 0 : 1);
 }
 
 }  // namespace
 
 void draw(const Client& c, Screen& s) {
-  const Model& m = c.model;
   Box box = {0, 0, getmaxy(stdscr), getmaxx(stdscr)};
   const int height = box.h;
   erase();
-  s.chats.box = s.messages.box = s.list.box = s.raw_box = s.notice_box = {};
-  if (s.raw && height >= 6) {
+  s.chats.box = s.messages.box = s.list.box = s.raw.box = s.notice_box = {};
+  if (s.show_raw && height >= 6) {
     box.h -= height / 3;
     draw_raw(c, s, {box.h, 0, height / 3, box.w});
   }
   const Box input = box.bottom();
   if (height >= 4) draw_status(c, s, box.bottom());
   if (height >= 5) draw_top(c, box.top());
-  if (m.of("call_update").says("state")) draw_call(c, box.top());
-  if (!m.notifications.empty() && box.h > 2) draw_notification(c, s, box.top());
-  const bool covered = s.focus == Focus::kList || !m.ready() || c.ended;
+  if (c.of("call_update").says("state")) draw_call(c, box.top());
+  if (!c.notifications.empty() && box.h > 2) draw_notification(c, s, box.top());
+  const bool covered = s.on(s.list) || !c.ready() || c.ended;
   const bool one = box.w < 60;  // there is room for one of the chats and the messages
   const int width = one ? box.w : std::clamp(box.w / 3, 24, 40);
   // The chats are laid out for the keys that go from one to the next even where they are not seen.
-  const bool shown = !covered && (!one || s.focus == Focus::kChats);
+  const bool shown = !covered && (!one || s.on(s.chats));
   draw_chats(c, s, {box.y, 0, shown ? box.h : 0, width});
   const Box rest = {box.y, shown ? width : 0, box.h, shown ? box.w - width : box.w};
-  if (s.focus == Focus::kList) {
+  if (s.on(s.list)) {
     draw_list(c, s, rest);
   } else if (covered) {
     draw_login(c, rest);
-  } else if (m.open_chat != 0) {
+  } else if (c.open_chat != 0) {
     draw_messages(c, s, rest);
   } else {
-    draw_text({kDim + "Tab, Up and Down, Enter open a chat; ? shows all keys."}, rest);
+    draw_texts({kDim + "Tab, Up and Down, Enter open a chat; ? shows all keys."}, rest);
   }
   draw_input(c, s, input);
   refresh();
@@ -251,24 +220,21 @@ void draw(const Client& c, Screen& s) {
 int run_screen(Client& c) {
   Screen s;
   start_curses();
-  std::int64_t drawn = 0;
-  while (!s.done) {
-    // During a flood thirty pictures a second are enough.
-    if (c.changed && now_ms() - drawn >= 33) {
-      draw(c, s);
-      drawn = now_ms();
-      c.changed = false;
-    }
-    const std::size_t notifications = c.model.notifications.size();
-    follow(c, STDIN_FILENO, c.changed ? 33 : 1000);
-    if (read_keys(c, s)) c.changed = true;
-    if (c.model.list.is_new) {
-      s.focus = Focus::kList;
+  while (!c.ended || !c.quitting) {
+    if (c.list.is_new) {
+      s.focus = &s.list;
       s.list = {};
-      c.model.list.is_new = false;
+      c.list.is_new = false;
     }
-    if (c.model.notifications.size() > notifications) beep();
-    if (c.ended && c.quitting) s.done = true;
+    if (c.changed) draw(c, s);
+    c.changed = false;
+    const std::size_t notifications = c.notifications.size();
+    follow(c, STDIN_FILENO);
+    wint_t key = 0;
+    for (int got; (got = get_wch(&key)) != ERR; c.changed = true) {
+      handle_key(c, s, key, got == KEY_CODE_YES);
+    }
+    if (c.notifications.size() > notifications) beep();
   }
   endwin();
   if (!c.note.empty()) std::fprintf(stderr, "td_console: %s\n", c.note.c_str());

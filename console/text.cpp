@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdio>
 #include <ctime>
 #include <cwchar>
@@ -13,61 +14,89 @@ constexpr wchar_t kReplacement = 0xFFFD;
 constexpr std::wstring_view kTurnsDirection =
     L"\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
 
-int columns(wchar_t c) { return std::max(wcwidth(c), 0); }
-
 }  // namespace
 
 std::string clean(std::string_view text) {
-  std::string out;
   const bool cut = text.size() > kLongest;
-  for (const char c : text.substr(0, kLongest)) {
-    const bool control = (c >= 0 && c < ' ') || c == 127;
-    if (!control || c == '\n') out += c;
-    if (c == '\t') out += ' ';
+  text = text.substr(0, kLongest);
+  std::string out;
+  while (!text.empty()) {
+    const wchar_t c = take_char(text);
+    if (c == L'\t') out += ' ';
+    const bool dropped = (c < L' ' && c != L'\n') || c == 127;
+    if (dropped || kTurnsDirection.find(c) != std::wstring_view::npos) continue;
+    out += utf8(c == L'\n' || wcwidth(c) >= 0 ? c : kReplacement);
   }
   return cut ? out + "…" : out;
 }
 
-std::wstring widen(std::string_view utf8) {
-  std::wstring out;
-  out.reserve(utf8.size());
-  while (!utf8.empty()) {
-    std::mbstate_t state{};
-    wchar_t c = 0;
-    std::size_t used = std::mbrtowc(&c, utf8.data(), utf8.size(), &state);
-    if (used > utf8.size()) c = kReplacement;  // no character, or a part of one
-    if (used > utf8.size() || used == 0) used = 1;
-    utf8.remove_prefix(used);
-    if (kTurnsDirection.find(c) != std::wstring_view::npos) continue;
-    out += c == L'\n' || is_colour(c) || wcwidth(c) >= 0 ? c : kReplacement;
-  }
-  return out;
+std::string utf8(wchar_t c) {
+  std::array<char, MB_LEN_MAX> bytes{};
+  std::mbstate_t state{};
+  const std::size_t size = std::wcrtomb(bytes.data(), c, &state);
+  return size <= bytes.size() ? std::string(bytes.data(), size) : "\uFFFD";
 }
 
-std::string narrow(std::wstring_view wide) {
-  std::string out;
-  std::array<char, 16> bytes{};
-  for (const wchar_t c : wide) {
-    std::mbstate_t state{};
-    std::size_t size = std::wcrtomb(bytes.data(), c, &state);
-    if (size > bytes.size()) size = std::wcrtomb(bytes.data(), kReplacement, &(state = {}));
-    if (size <= bytes.size()) out.append(bytes.data(), size);
-  }
-  return out;
+wchar_t take_char(std::string_view& text) {
+  std::mbstate_t state{};
+  wchar_t c = 0;
+  const std::size_t used = std::mbrtowc(&c, text.data(), text.size(), &state);
+  const bool valid = used <= text.size();
+  text.remove_prefix(valid && used > 0 ? used : 1);
+  return valid ? c : kReplacement;
 }
 
-int columns(std::wstring_view text) {
+int columns(std::string_view text) {
   int width = 0;
-  for (const wchar_t c : text) width += columns(c);
+  while (!text.empty()) width += std::max(wcwidth(take_char(text)), 0);
   return width;
 }
 
-std::wstring clip(std::wstring_view text, int width) {
+std::size_t fitting(std::string_view text, int width) {
+  std::string_view rest = text;
+  for (std::string_view behind = rest; !behind.empty(); rest = behind) {
+    width -= std::max(wcwidth(take_char(behind)), 0);
+    if (width < 0) break;
+  }
+  return text.size() - rest.size();
+}
+
+std::string clip(std::string_view text, int width) {
   if (width <= 0) return {};
-  if (columns(text) <= width) return std::wstring(text);
-  std::size_t end = 0;
-  for (int used = 1; (used += columns(text[end])) <= width;) ++end;
-  return std::wstring(text.substr(0, end)) + L'…';
+  if (fitting(text, width) == text.size()) return std::string(text);
+  return std::string(text.substr(0, fitting(text, width - 1))) + "…";
+}
+
+std::vector<std::string> wrap(std::string_view text, int width, int indent) {
+  std::vector<std::string> lines;
+  std::string before;  // the indent, and the colours that hold where the line begins
+  do {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    std::size_t end = fitting(line, width - (lines.empty() ? 0 : indent));
+    if (end < line.size()) {
+      // A long word is rather broken than put on a line of its own behind half an empty one.
+      const std::size_t blank = line.rfind(' ', end);
+      if (blank != std::string_view::npos && blank > end / 2) end = blank;
+      std::string_view rest = line;
+      take_char(rest);
+      end = std::max(end, line.size() - rest.size());
+    }
+    lines.push_back(before + std::string(line.substr(0, end)));
+    if (lines.size() == 1) before.assign(static_cast<std::size_t>(indent), ' ');
+    for (const char c : line.substr(0, end)) {
+      if (c == kPlain[0]) before.resize(static_cast<std::size_t>(indent));
+      if (is_colour(c) && c != kPlain[0]) before += c;
+    }
+    const bool blank = end < text.size() && (text[end] == '\n' || text[end] == ' ');
+    text.remove_prefix(end + (blank ? 1 : 0));
+  } while (!text.empty());
+  return lines;
+}
+
+std::string ends(std::string_view left, const std::string& right, int width) {
+  const int room = std::max(width - columns(right), 0);
+  const std::string text = clip(left, room - 1);
+  return text + kPlain + std::string(static_cast<std::size_t>(room - columns(text)), ' ') + right;
 }
 
 std::string base64(std::string_view bytes) {

@@ -1,29 +1,37 @@
-// Text between the protocol (UTF-8) and the terminal (wide characters that take 0, 1 or 2
-// columns). Needs a UTF-8 locale.
+// Text for the terminal: UTF-8, each character of which takes 0, 1 or 2 columns. Needs a UTF-8
+// locale.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A text carries its colours with it: each of these holds from its place on. Bold and a colour go
 // together, kPlain ends both.
 inline const std::string kPlain = "\1", kBold = "\2", kDim = "\3", kGood = "\4", kBad = "\5",
                          kWarn = "\6", kKeyword = "\7";
 constexpr char kFirstName = 16;  // names have five colours, from this character on
-inline bool is_colour(wchar_t c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
-// Text from outside, without characters that would steer: tabs become blanks, line feeds stay. A
-// longer one than any message is cut.
+inline bool is_colour(char c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
+
+// Text from outside as it can be shown: tabs become blanks, line feeds stay, other characters that
+// would steer or turn the writing direction go, and U+FFFD is in the place of what is no UTF-8 or
+// cannot be shown. A longer text than any message is cut.
 std::string clean(std::string_view text);
+std::string utf8(wchar_t c);
+// The next character, taken off a text that is not empty; U+FFFD where there is none.
+wchar_t take_char(std::string_view& text);
 
-// U+FFFD for what is no UTF-8 or cannot be shown; the marks that turn the writing direction are
-// left out.
-std::wstring widen(std::string_view utf8);
-std::string narrow(std::wstring_view wide);
-
-int columns(std::wstring_view text);
-// What fits into so many columns; the last is "…" when something had to go.
-std::wstring clip(std::wstring_view text, int width);
+int columns(std::string_view text);
+// Bytes of the characters at the begin that fit into so many columns.
+std::size_t fitting(std::string_view text, int width);
+// What fits; the last character is "…" when something had to go.
+std::string clip(std::string_view text, int width);
+// Lines of at most so many columns, broken at blanks where there are any; all but the first are
+// indented.
+std::vector<std::string> wrap(std::string_view text, int width, int indent = 0);
+// Text at the left, as much of it as the text at the right leaves room for.
+std::string ends(std::string_view left, const std::string& right, int width);
 
 std::string base64(std::string_view bytes);
 // The first word, taken off `text` with the blank behind it. "\ " is a blank in a word.
