@@ -29,7 +29,7 @@ void leave_view(Client& c, Screen& s) {
 
 void open_marked(Client& c, Screen& s, std::int64_t chat_id) {
   if (chat_id == 0) return;
-  s.chats.marked = chat_id;
+  s.chats.mark(chat_id);
   s.messages.marked = 0;
   s.focus = nullptr;
   open_chat(c, chat_id);

@@ -29,7 +29,8 @@ constexpr char kUsage[] =
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
   std::string line = clock_text(std::time(nullptr), "%H:%M:%S ");
-  for (const char c : clean(text)) line += c == '\n' ? std::string(" / ") : std::string(1, c);
+  for (const char c : visible(clean(text)))
+    line += c == '\n' ? std::string(" / ") : std::string(1, c);
   std::puts(line.c_str());
   std::fflush(stdout);
 }

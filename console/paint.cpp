@@ -43,7 +43,7 @@ void put(const Box& box, std::string_view text, attr_t over) {
   move(box.y, box.x);
   std::string line(text);
   std::replace(line.begin(), line.end(), '\n', ' ');
-  line = clip(line, width) + kPlain;
+  line = visible(clip(line, width)) + kPlain;
   auto run = line.begin();
   for (auto end = run; (end = std::find_if(run, line.end(), is_colour)) != line.end();) {
     addnstr(&*run, static_cast<int>(end - run));

@@ -11,23 +11,32 @@ namespace {
 
 constexpr std::size_t kLongest = 16384;  // bytes of a text that are shown; no message has more
 constexpr wchar_t kReplacement = 0xFFFD;
-constexpr std::wstring_view kTurnsDirection =
-    L"\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
+// These turn the writing direction, or join characters to one that terminals take for wider or
+// narrower than its parts.
+constexpr std::wstring_view kLeftOut =
+    L"\u061C\u200D\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069\uFE0F";
+
+bool can_be_shown(wchar_t c) { return c < L' ' || wcwidth(c) >= 0; }
+int width_of(wchar_t c) { return can_be_shown(c) ? std::max(wcwidth(c), 0) : 1; }
 
 }  // namespace
 
 std::string clean(std::string_view text) {
-  const bool cut = text.size() > kLongest;
-  text = text.substr(0, kLongest);
+  std::string out(text.substr(0, kLongest));
+  std::replace(out.begin(), out.end(), '\t', ' ');
+  const auto steers = [](char c) { return (c >= 0 && c < ' ' && c != '\n') || c == 127; };
+  out.erase(std::remove_if(out.begin(), out.end(), steers), out.end());
+  return text.size() > kLongest ? out + "…" : out;
+}
+
+std::string visible(std::string_view text) {
   std::string out;
   while (!text.empty()) {
     const wchar_t c = take_char(text);
-    if (c == L'\t') out += ' ';
-    const bool dropped = (c < L' ' && c != L'\n') || c == 127;
-    if (dropped || kTurnsDirection.find(c) != std::wstring_view::npos) continue;
-    out += utf8(c == L'\n' || wcwidth(c) >= 0 ? c : kReplacement);
+    if (kLeftOut.find(c) == std::wstring_view::npos)
+      out += utf8(can_be_shown(c) ? c : kReplacement);
   }
-  return cut ? out + "…" : out;
+  return out;
 }
 
 std::string utf8(wchar_t c) {
@@ -48,14 +57,14 @@ wchar_t take_char(std::string_view& text) {
 
 int columns(std::string_view text) {
   int width = 0;
-  while (!text.empty()) width += std::max(wcwidth(take_char(text)), 0);
+  while (!text.empty()) width += width_of(take_char(text));
   return width;
 }
 
 std::size_t fitting(std::string_view text, int width) {
   std::string_view rest = text;
   for (std::string_view behind = rest; !behind.empty(); rest = behind) {
-    width -= std::max(wcwidth(take_char(behind)), 0);
+    width -= width_of(take_char(behind));
     if (width < 0) break;
   }
   return text.size() - rest.size();

@@ -14,10 +14,11 @@ inline const std::string kPlain = "\1", kBold = "\2", kDim = "\3", kGood = "\4",
 constexpr char kFirstName = 16;  // names have five colours, from this character on
 inline bool is_colour(char c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
 
-// Text from outside as it can be shown: tabs become blanks, line feeds stay, other characters that
-// would steer or turn the writing direction go, and U+FFFD is in the place of what is no UTF-8 or
-// cannot be shown. A longer text than any message is cut.
+// Text from outside, without characters that would steer: tabs become blanks, line feeds stay. A
+// longer one than any message is cut.
 std::string clean(std::string_view text);
+// What a terminal gets of it: U+FFFD is in the place of what is no UTF-8 or cannot be shown.
+std::string visible(std::string_view text);
 std::string utf8(wchar_t c);
 // The next character, taken off a text that is not empty; U+FFFD where there is none.
 wchar_t take_char(std::string_view& text);
