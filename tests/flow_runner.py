@@ -7,6 +7,7 @@ After every step each stream of the program must have said exactly what stands b
 With UPDATE=1 in the environment, what it said is written into the file instead. The program is
 that of build/release; TD_BUILD names another build tree, TD_BACKEND_PROGRAM another program.
 """
+import json
 import os
 import pathlib
 import re
@@ -90,6 +91,17 @@ def unescaped(text):
 def escaped(text):
     """What a line of output must not show as it is: control characters, a blank at its end."""
     return re.sub(r"[\x00-\x1f\x7f]| $", lambda m: f"\\x{ord(m[0]):02x}", text)
+
+
+def without_told_errors(errors, events):
+    """Standard error also says each error that an event tells: those lines are none of the file's,
+    and one that is missing stands there as "missing"."""
+    left = list(errors)
+    for event in events:
+        if event.startswith('{"type":"td_error",'):
+            text = json.loads(event)["json"]
+            left.remove(text) if text in left else left.append("missing: " + text)
+    return left
 
 
 def without_log(lines):
@@ -252,9 +264,10 @@ class Flow:
     def said(self):
         run, shown = self.run, self.shown
         self.shown = []
-        lines = []
-        for mark, some in zip("!=*EF|", (run.requests(), run.replies(), run.events(),
-                                         run.error_lines(), shown, run.log_lines())):
+        lines, events = [], run.events()
+        errors = without_told_errors(run.error_lines(), events)
+        for mark, some in zip("!=*EF|", (run.requests(), run.replies(), events, errors, shown,
+                                         run.log_lines())):
             for line in some:
                 line = line.replace(str(run.dir), "$DIR")
                 line = re.sub(rf'(pid=|"pid":){run.pid}\b', r"\1$PID", line)

@@ -58,25 +58,26 @@ class Loop(unittest.TestCase):
             before = resident_kib(run)
             for c in '{["':
                 run.deliver(c * (1 << 20))
-            run.feed("x" * (64 << 20))
+            run.feed("x" * (24 << 20))
             self.assertEqual(run.replies(), [])
             run.feed("\nping\n")
             self.assertEqual(run.replies(), ["ERR unknown_command", "PONG"])
             run.idle()
-            self.assertLess(resident_kib(run) - before, 32 << 10)
+            self.assertLess(resident_kib(run) - before, 12 << 10)
 
+    @unittest.skipIf(OTHER_PROGRAM, "a sanitizer's allocator keeps what is freed")
     def test_bursts_leave_no_memory(self):
         """What a burst needs is taken in portions, and given back when it is over."""
         with Backend(env={"TDLIB_LOG_FILE": "", "BACKEND_EVENTS_FILE": ""}) as run:
             run.input = str(run.dir / "input")
-            write_file(run.input, "\n" * ((8 << 20) + 5) + "ping\n" * 300000)
+            write_file(run.input, "\n" * ((4 << 20) + 5) + "ping\n" * 100000)
             run.start()
             before = resident_kib(run)
             portions = 1
             while run.last_timeout == "0.000000":
                 run.idle()
                 portions += 1
-            self.assertEqual(portions, 10, "1 MiB at once")
+            self.assertEqual(portions, 5, "1 MiB at once")
             self.assertEqual(run.last_timeout, "0.200000")
             run.close_output()
             run.deliver('{"@type":"error","message":"' + "x" * (33 << 20) + '"}')
