@@ -1,8 +1,8 @@
 // The loops over every byte of a text, once for each kind of processor. json/plain, json/x86 and
 // json/neon each define find_bytes, find_string_end, skip_to_close and find_escaped_byte by the
-// best of theirs, and walk_step.h has the short steps of a walk; the build takes one of these
-// folders. Every kernel gives the portable one's answer on every input, well-formed or not, and
-// none reads outside the text. Any thread.
+// best of theirs, short_steps.h and, where json/plain's will not do, walk_step.h; the build takes
+// one of these folders. Every kernel gives the portable one's answer on every input, well-formed or
+// not, and none reads outside the text. Any thread.
 #pragma once
 
 #include <cstddef>

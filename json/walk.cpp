@@ -1,5 +1,8 @@
 #include "json/walk.h"
 
+#include <short_steps.h>  // this processor's
+#include <walk_step.h>    // this processor's
+
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -10,7 +13,6 @@
 #include "json/search.h"
 #include "json/skip.h"
 #include "json/text.h"
-#include "walk_step.h"  // this processor's
 
 namespace {
 

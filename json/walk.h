@@ -177,12 +177,22 @@ void read_one_member(ObjectWalk& walk, std::string_view key, Record& record, uns
          ...);
 }
 
+// A bit for each length that a row's key has, modulo 32: most other keys have another.
+template <const auto& kRows>
+constexpr std::uint32_t key_lengths() {
+  std::uint32_t lengths = 0;
+  for (const auto& row : kRows) lengths |= std::uint32_t{1} << row.key.size() % 32;
+  return lengths;
+}
+
 template <const auto& kRows, class Record>
 void read_members(ObjectWalk& walk, Record& record) {
   constexpr std::size_t kCount = std::size(kRows);
+  constexpr std::uint32_t kLengths = key_lengths<kRows>();
   static_assert(kCount < 32);
   unsigned unread = (1U << kCount) - 1;
   for (std::string_view key; unread != 0 && next_key(walk, key);) {
+    if ((kLengths >> key.size() % 32 & 1) == 0) continue;
     read_one_member<kRows>(walk, key, record, unread, std::make_index_sequence<kCount>());
   }
 }

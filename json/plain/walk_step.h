@@ -1,28 +1,14 @@
-// The short steps of a walk, for json/walk.cpp alone: what stands between two keys as TDLib writes
-// it. Each kind of processor has its own in its folder of kernels, or this one.
+// The step of a walk from key to key as TDLib writes them, for json/walk.cpp alone, where a
+// processor's folder of kernels has none of its own.
 #pragma once
 
 #include <cstddef>
 #include <string_view>
 
-#include "json/digits.h"
-#include "json/find_quote.h"
+#include <short_steps.h>  // this processor's
+
 #include "json/search.h"
 #include "json/walk.h"
-
-// As find_string_end, without the calls: keys and most strings are short.
-inline std::size_t find_short_string_end(std::string_view text, std::size_t pos) {
-  const char* quote = find_quote(text.data() + pos, text.data() + text.size());
-  return quote == nullptr ? kNotFound : static_cast<std::size_t>(quote - text.data());
-}
-
-// A number or literal reaches to what may stand behind one. At the end of the text nobody can
-// tell whether it is whole.
-inline std::size_t skip_scalar(std::string_view text, std::size_t pos) {
-  const std::size_t begin = pos;
-  while (pos < text.size() && !ends_scalar(text[pos])) ++pos;
-  return pos == begin || pos == text.size() ? kNotFound : pos;
-}
 
 // The step from one member to the next without blanks, where the walk begins, or stands between
 // members or before a string, number or literal. False for everything else; the value may have
