@@ -141,7 +141,7 @@ constexpr AnswerRow kAnswers[] = {
     {"chatSearch:", kAny, answer<on_chat_search_found>, error<on_chat_search_error>},
     {"shared:", kAny, answer<on_shared_found>, error<on_shared_error>},
 
-    {"loadChats:", kOk, answer<on_chats_loaded>, error<on_load_chats_error>, 2, true},
+    {"loadChats:", kAny, answer<on_chats_loaded>, error<on_load_chats_error>, 2, true},
     {"storage", begins("{\"@type\":\"storageStatisticsFast\""), answer<on_storage>, nullptr, 2},
     {"storageClean", begins("{\"@type\":\"storageStatistics\""), answer<on_storage_cleaned>, nullptr, 2},
     {"resync", kAny, answer<on_current_state>, error<on_current_state_error>, 2},
