@@ -23,8 +23,7 @@ using Rows = std::map<std::int64_t, Event>;
 struct List {
   struct Row {
     std::string text;
-    std::string words;    // what choosing the row enters; ends in a blank when more is to come
-    std::string meaning;  // in a second column, where there is one
+    std::string words;  // what choosing the row enters; ends in a blank when more is to come
   };
   std::string title;
   std::int64_t command = 0;  // the command whose events are its rows; 0: it is complete
@@ -100,6 +99,8 @@ bool is_secret(const Client& client);
 // words.cpp: "/reply 5 yes" without its slash; help on the words that begin with this.
 void run_word(Client& client, std::string_view line);
 std::vector<List::Row> words_help(std::string_view begin);
+// A row of the help, in two columns.
+List::Row help_row(const std::string& what, const std::string& meaning, const std::string& words);
 
 // events.cpp: what an event changes; the event in words, as --plain, lists and notes show it.
 void take_event(Client& client, const Event& event);

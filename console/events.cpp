@@ -53,7 +53,7 @@ void if_open(Client& c, const Event& e, std::string_view argument) {
 // A row of the list that its command has opened. The argument: what choosing it enters.
 void add_to_list(Client& c, const Event& e, std::string_view argument) {
   if (c.list.command == 0 || e.num("cmd") != c.list.command) return;
-  c.list.rows.push_back({describe(c, e), in_words(c, e, argument), {}});
+  c.list.rows.push_back({describe(c, e), in_words(c, e, argument)});
 }
 
 void on_command_end(Client& c, const Event& e, std::string_view) {

@@ -108,18 +108,9 @@ void show_help(Client& c, Screen& s, int);
 
 // The next place for the cursor. Characters that take no column belong to the one before them.
 std::size_t beside(const Screen& s, int by) {
-  const auto stands_alone = [&](std::size_t at) {
-    const std::string_view rest = std::string_view(s.input).substr(at);
-    std::string_view behind = rest;
-    const bool part = (static_cast<unsigned char>(rest[0]) & 0xC0) == 0x80;
-    return !part && (take_char(behind), columns(rest.substr(0, rest.size() - behind.size())) > 0);
-  };
-  std::size_t at = s.cursor;
-  do {
-    if (at == (by < 0 ? 0 : s.input.size())) return at;
-    at += static_cast<std::size_t>(by);
-  } while (at < s.input.size() && !stands_alone(at));
-  return at;
+  const int at = columns(std::string_view(s.input).substr(0, s.cursor));
+  const std::size_t next = fitting(s.input, at + by);
+  return by < 0 || next != s.cursor ? next : fitting(s.input, at + 2);
 }
 
 // Removes from the cursor to `to`.
@@ -239,7 +230,7 @@ constexpr Key kChatKeys[] = {
 
 template <typename Keys>
 void add_help(std::vector<List::Row>& rows, const Keys& keys) {
-  for (const Key& key : keys) rows.push_back({key.names, "", key.meaning});
+  for (const Key& key : keys) rows.push_back(help_row(key.names, key.meaning, ""));
 }
 
 void show_help(Client& c, Screen&, int) {
@@ -247,7 +238,7 @@ void show_help(Client& c, Screen&, int) {
   add_help(c.list.rows, kKeys);
   add_help(c.list.rows, kMessageKeys);
   add_help(c.list.rows, kChatKeys);
-  c.list.rows.push_back({"What is entered is sent to the open chat, but for:", "", ""});
+  c.list.rows.push_back({"What is entered is sent to the open chat, but for:", ""});
   for (const List::Row& row : words_help("")) c.list.rows.push_back(row);
 }
 

@@ -20,11 +20,13 @@ volatile std::sig_atomic_t g_stop = 0;
 namespace {
 
 constexpr char kUsage[] =
-    "usage: td_console [--plain] [PATH_OF_TD_BACKEND]\n"
+    "usage: td_console [--plain] PATH_OF_TD_BACKEND\n"
     "\n"
-    "A client in the terminal. It starts the backend (the td_backend beside it unless a path is\n"
-    "given) with this environment. --plain, or a standard output that is no terminal, writes a\n"
-    "line for an event. Enter /help, or press ? in the window, for what can be entered.\n";
+    "A client in the terminal. It starts the backend with this environment. --plain, or a "
+    "standard\n"
+    "output that is no terminal, writes a line for an event. Enter /help, or press ? in the "
+    "window,\n"
+    "for what can be entered.\n";
 
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
@@ -42,7 +44,7 @@ void enter_and_print(Client& c, const std::string& line) {
   // The help is there at once; other lists come row by row, as events.
   List& list = c.list;
   if (list.is_new && list.command == 0) {
-    for (const List::Row& row : list.rows) print(row.text + ": " + row.meaning);
+    for (const List::Row& row : list.rows) print(row.text);
   }
   list.is_new = false;
 }
@@ -71,11 +73,6 @@ int run_plain(Client& c) {
   return c.backend.status;
 }
 
-std::string beside(const char* argv0) {
-  const char* slash = std::strrchr(argv0, '/');
-  return slash ? std::string(argv0, slash) + "/td_backend" : "./td_backend";
-}
-
 void catch_signals() {
   struct sigaction action {};
   action.sa_handler = [](int) { g_stop = 1; };
@@ -86,19 +83,15 @@ void catch_signals() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool plain = !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO);
-  Client client;
-  client.backend.program = beside(argv[0]);
-  for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--plain") == 0) {
-      plain = true;
-    } else if (argv[i][0] == '-' || i + 1 < argc) {
-      std::fputs(kUsage, std::strcmp(argv[i], "--help") == 0 ? stdout : stderr);
-      return std::strcmp(argv[i], "--help") == 0 ? 0 : 64;
-    } else {
-      client.backend.program = argv[i];
-    }
+  const bool asked = argc > 1 && std::strcmp(argv[1], "--plain") == 0;
+  const bool help = argc == 2 && std::strcmp(argv[1], "--help") == 0;
+  if (help || argc != (asked ? 3 : 2)) {
+    std::fputs(kUsage, help ? stdout : stderr);
+    return help ? 0 : 64;
   }
+  const bool plain = asked || !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO);
+  Client client;
+  client.backend.program = argv[argc - 1];
   std::setlocale(LC_ALL, "");
   if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_ALL, "C.UTF-8");
   catch_signals();

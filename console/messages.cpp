@@ -56,10 +56,9 @@ std::vector<std::string> heads(const Client& c, const Event& message) {
 
 std::string whole_text(const Client& c, const Event& message, bool with_clock) {
   const bool read = message.num("id") <= c.chat(c.open_chat).num("last_read_outbox_message_id");
-  const std::uint64_t sender = static_cast<std::uint64_t>(message.num("sender_user_id"));
   std::string text = with_clock ? kDim + clock_text(message.num("date"), "%H:%M ") : "";
-  text += message.on("outgoing") ? kGood[0] : static_cast<char>(kFirstName + sender % 5);
-  text += kBold + sender_name(c, message) + ": " + kPlain;
+  text += (message.on("outgoing") ? kGood : kKeyword) + kBold + sender_name(c, message) + ": ";
+  text += kPlain;
   if (message.str("sending_state") == "failed") text += kBad;
   text += body(c, message);
   text += in_words(c, message, "{edit_date? (edited)}{pinned? (pinned)}");

@@ -14,24 +14,12 @@ void start_curses() {
   mouseinterval(0);
   start_color();
   use_default_colors();
-  const bool many = COLORS >= 256;
-  const short grey = many ? short{245} : short{COLOR_WHITE};
-  const short blue = many ? short{24} : short{COLOR_BLUE};
-  // The colours of texts have the numbers of their marks.
-  const short pairs[][3] = {{kDim[0], grey, -1},
-                            {kGood[0], COLOR_GREEN, -1},
-                            {kBad[0], COLOR_RED, -1},
-                            {kWarn[0], COLOR_YELLOW, -1},
-                            {kKeyword[0], COLOR_CYAN, -1},
-                            {kTopBar, COLOR_WHITE, blue},
-                            {kCallBar, COLOR_BLACK, COLOR_GREEN},
-                            {kNoticeBar, COLOR_BLACK, COLOR_YELLOW},
-                            {kFirstName, COLOR_CYAN, -1},
-                            {kFirstName + 1, COLOR_MAGENTA, -1},
-                            {kFirstName + 2, COLOR_YELLOW, -1},
-                            {kFirstName + 3, COLOR_BLUE, -1},
-                            {kFirstName + 4, COLOR_RED, -1}};
-  for (const auto& [pair, front, behind] : pairs) init_pair(pair, front, behind);
+  // They have the numbers of their marks in texts.
+  init_pair(kDim[0], COLORS >= 256 ? 245 : COLOR_WHITE, -1);
+  init_pair(kGood[0], COLOR_GREEN, -1);
+  init_pair(kBad[0], COLOR_RED, -1);
+  init_pair(kWarn[0], COLOR_YELLOW, -1);
+  init_pair(kKeyword[0], COLOR_CYAN, -1);
 }
 
 void put(const Box& box, std::string_view text, attr_t over) {

@@ -11,9 +11,6 @@
 
 #include "console/text.h"
 
-enum Bar : short { kTopBar = 8, kCallBar, kNoticeBar };  // pairs of colours, for whole lines
-inline attr_t bar(Bar pair) { return static_cast<attr_t>(COLOR_PAIR(pair)) | A_BOLD; }
-
 struct Box {
   int y = 0, x = 0, h = 0, w = 0;
   bool holds(int py, int px) const { return py >= y && py < y + h && px >= x && px < x + w; }

@@ -7,6 +7,11 @@
 
 namespace {
 
+void put_bar(const Box& box, const std::string& colour, const std::string& left,
+             const std::string& right) {
+  put(box, kBold + colour + ends(" " + left, right + " ", box.w), A_REVERSE);
+}
+
 // --- the chats, the messages, and lists to choose from ---
 
 std::string chat_line(const Client& c, std::int64_t id, int width) {
@@ -38,8 +43,7 @@ void draw_chats(const Client& c, Screen& s, Box box) {
 }
 
 void draw_messages(const Client& c, Screen& s, Box box) {
-  put(box.top(), ends(" " + chat_title(c, c.open_chat), presence(c, c.open_chat) + " ", box.w),
-      bar(kTopBar));
+  put_bar(box.top(), kKeyword, chat_title(c, c.open_chat), presence(c, c.open_chat));
   ++box.x;
   --box.w;
   std::vector<View::Row> rows = lay_out_messages(c, box.w);
@@ -51,15 +55,10 @@ void draw_messages(const Client& c, Screen& s, Box box) {
 void draw_list(const Client& c, Screen& s, Box box) {
   const List& list = c.list;
   const std::string count = std::to_string(list.rows.size()) + (list.command != 0 ? "…" : "");
-  put(box.top(), ends(" " + list.title + ": " + count, "Enter, Esc ", box.w), bar(kTopBar));
+  put_bar(box.top(), kKeyword, list.title + ": " + count, "Enter, Esc");
   std::vector<View::Row> rows;
   for (const List::Row& row : list.rows) {
-    std::string text = " " + row.text;
-    if (!row.meaning.empty()) {
-      text.resize(std::max<std::size_t>(text.size() + 1, 34), ' ');
-      text = kKeyword + text + kPlain + row.meaning;
-    }
-    rows.push_back({static_cast<std::int64_t>(rows.size()) + 1, text});
+    rows.push_back({static_cast<std::int64_t>(rows.size()) + 1, " " + row.text});
   }
   if (s.list.marked == 0) s.list.marked = 1;
   draw_view(s.list, box, std::move(rows), false, true);
@@ -107,9 +106,8 @@ std::string coloured(const std::string& text) {
 }
 
 void draw_raw(const Client& c, Screen& s, Box box) {
-  const std::string right =
-      std::to_string(c.open_commands) + " open commands, event " + std::to_string(c.last_seq) + " ";
-  put(box.top(), ends(" Raw lines: > commands, < events, | output", right, box.w), bar(kTopBar));
+  put_bar(box.top(), kKeyword, "Raw lines: > commands, < events, | output",
+          std::to_string(c.open_commands) + " open commands, event " + std::to_string(c.last_seq));
   std::vector<View::Row> rows;
   std::int64_t id = c.raw_before;
   for (const std::string& line : c.raw) {
@@ -125,29 +123,27 @@ void draw_raw(const Client& c, Screen& s, Box box) {
 
 void draw_top(const Client& c, Box box) {
   const Event& connection = c.of("connection_state");
-  const std::string left = " td_console  " + in_words(c, c.of("me"), "{first_name} {last_name}") +
+  const std::string left = "td_console  " + in_words(c, c.of("me"), "{first_name} {last_name}") +
                            (c.quitting && !c.ended ? "  ending…" : "");
   std::string right = in_words(c, connection, "{state:spaced}");
   if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";
-  right += connection.str("state") == "ready" ? " ● " : " ○ ";
-  put(box, ends(left, right, box.w), bar(kTopBar));
+  right += connection.str("state") == "ready" ? " ●" : " ○";
+  put_bar(box, kKeyword, left, right);
 }
 
 void draw_call(const Client& c, Box box) {
   const std::string& state = c.of("call_update").str("state");
   const bool over = state == "callStateDiscarded" || state == "callStateError";
-  put(box,
-      ends(" ☎ " + describe(c, c.of("call_update")), over ? "Esc " : "F5 takes it, F6 ends it ",
-           box.w),
-      bar(kCallBar));
+  put_bar(box, kGood, "☎ " + describe(c, c.of("call_update")),
+          over ? "Esc" : "F5 takes it, F6 ends it");
 }
 
 void draw_notification(const Client& c, Screen& s, Box box) {
   const auto& all = c.notifications;
   const std::string more = all.size() > 1 ? "+" + std::to_string(all.size() - 1) + "  " : "";
   s.notice_box = box;
-  put(box, ends(" " + describe(c, all.back()), more + "F3 opens ", box.w), bar(kNoticeBar));
+  put_bar(box, kWarn, describe(c, all.back()), more + "F3 opens");
 }
 
 void draw_status(const Client& c, const Screen& s, Box box) {

@@ -105,7 +105,7 @@ std::vector<std::string> wrap(std::string_view text, int width, int indent) {
 std::string ends(std::string_view left, const std::string& right, int width) {
   const int room = std::max(width - columns(right), 0);
   const std::string text = clip(left, room - 1);
-  return text + kPlain + std::string(static_cast<std::size_t>(room - columns(text)), ' ') + right;
+  return text + std::string(static_cast<std::size_t>(room - columns(text)), ' ') + right;
 }
 
 std::string base64(std::string_view bytes) {

@@ -11,8 +11,7 @@
 // together, kPlain ends both.
 inline const std::string kPlain = "\1", kBold = "\2", kDim = "\3", kGood = "\4", kBad = "\5",
                          kWarn = "\6", kKeyword = "\7";
-constexpr char kFirstName = 16;  // names have five colours, from this character on
-inline bool is_colour(char c) { return (c > 0 && c < 8) || (c >= 16 && c < 21); }
+inline bool is_colour(char c) { return c > 0 && c < 8; }
 
 // Text from outside, without characters that would steer: tabs become blanks, line feeds stay. A
 // longer one than any message is cut.

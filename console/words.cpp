@@ -104,8 +104,8 @@ constexpr Word kWords[] = {
 
 void run_command(Client& c, const Word& word, std::string_view line) {
   const auto id_text = [](std::int64_t id) { return id == 0 ? "" : std::to_string(id); };
-  const std::string title = "/" + std::string(word.name) + (line.empty() ? "" : " ");
-  const std::string title_line = title + std::string(line);
+  std::string title = "/" + std::string(word.name) + (line.empty() ? "" : " ");
+  title += line;
   Event parts;
   for (const char* name : {"1", "2", "3"}) {
     const bool asked = word.command.find("{" + std::string(name)) != std::string_view::npos;
@@ -121,17 +121,23 @@ void run_command(Client& c, const Word& word, std::string_view line) {
   if (command.back() == ' ' || command.find("  ") != std::string::npos) {
     return tell(c, "Something is missing: " + usage(word), true);
   }
-  if (word.lists) c.list = {title_line, c.last_id + 1, {}, true};
+  if (word.lists) c.list = {title, c.last_id + 1, {}, true};
   say(c, command);
 }
 
 }  // namespace
 
+List::Row help_row(const std::string& what, const std::string& meaning, const std::string& words) {
+  const std::size_t gap = what.size() < 32 ? 32 - what.size() : 1;
+  return {kKeyword + what + std::string(gap, ' ') + kPlain + meaning, words};
+}
+
 std::vector<List::Row> words_help(std::string_view begin) {
   std::vector<List::Row> rows;
   for (const Word& w : kWords) {
     if (w.name.substr(0, begin.size()) != begin) continue;
-    rows.push_back({usage(w), "/" + std::string(w.name) + " ", std::string(w.meaning)});
+    const std::string name = "/" + std::string(w.name);
+    rows.push_back(help_row(usage(w), std::string(w.meaning), name + " "));
   }
   return rows;
 }
