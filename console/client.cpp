@@ -24,7 +24,6 @@ void check_order(Client& c, const Event& e) {
   const bool lost = (c.last_seq != 0 && seq != c.last_seq + 1) || e.str("type") == "events_lost";
   c.last_seq = seq;
   if (!lost) return;
-  ++c.losses;
   tell(c, "Events were lost; asking for the state again", true);
   c.resync = say(c, "resync");
 }
@@ -108,7 +107,6 @@ std::int64_t say(Client& c, const std::string& command) {
   const bool secret = command.substr(0, 9) == "password ";
   keep_raw(c, "> ", id + (secret ? "password ***" : command));
   send_line(c.backend, id + command);
-  ++c.open_commands;
   return c.last_id;
 }
 

@@ -45,10 +45,8 @@ struct Client {
   bool at_newest = true;       // there are none behind the last
 
   std::int64_t last_id = 0;  // of a command
-  int open_commands = 0;     // that have not ended
   std::int64_t loading = 0;  // the command that loads messages; 0: none
   std::int64_t last_seq = 0;
-  int losses = 0;
   std::int64_t resync = 0;     // the command that repairs the last loss; 0: none
   std::int64_t told_read = 0;  // how far the open chat was marked as read
   std::int64_t touched = 0;    // when ui_running.txt was, Unix seconds

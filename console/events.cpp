@@ -58,7 +58,6 @@ void add_to_list(Client& c, const Event& e, std::string_view argument) {
 
 void on_command_end(Client& c, const Event& e, std::string_view) {
   const std::int64_t id = e.num("cmd");
-  --c.open_commands;
   if (c.list.command == id) c.list.command = 0;
   if (c.loading == id) c.loading = 0;
   if (!e.on("ok")) tell(c, describe(c, e), true);

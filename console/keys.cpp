@@ -1,5 +1,6 @@
 // Keys and the mouse: one table, from which they act and the help is made.
 #include <algorithm>
+#include <cstdlib>
 
 #include "console/screen.h"
 
@@ -49,7 +50,8 @@ void move_by(Client& c, Screen& s, int steps) {
   if (!s.focus && (steps > 0 || c.messages.empty())) return;
   if (!s.focus) s.focus = &s.messages;
   View& view = *s.focus;
-  for (; steps != 0; steps -= steps < 0 ? -1 : 1) step(c, s, view, steps < 0 ? -1 : 1);
+  const int by = steps < 0 ? -1 : 1;
+  for (; steps != 0 && s.focus == &view; steps -= by) step(c, s, view, by);
 }
 
 void page(Client& c, Screen& s, int by) {

@@ -107,7 +107,7 @@ std::string coloured(const std::string& text) {
 
 void draw_raw(const Client& c, Screen& s, Box box) {
   put_bar(box.top(), kKeyword, "Raw lines: > commands, < events, | output",
-          std::to_string(c.open_commands) + " open commands, event " + std::to_string(c.last_seq));
+          "event " + std::to_string(c.last_seq));
   std::vector<View::Row> rows;
   std::int64_t id = c.raw_before;
   for (const std::string& line : c.raw) {
@@ -126,7 +126,6 @@ void draw_top(const Client& c, Box box) {
   const std::string left = "td_console  " + in_words(c, c.of("me"), "{first_name} {last_name}") +
                            (c.quitting && !c.ended ? "  ending…" : "");
   std::string right = in_words(c, connection, "{state:spaced}");
-  if (c.losses > 0) right = std::to_string(c.losses) + " losses  " + right;
   if (connection.str("state") == "connecting_to_proxy") right += " (/noproxy?)";
   right += connection.str("state") == "ready" ? " ●" : " ○";
   put_bar(box, kKeyword, left, right);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cstdio>
 #include <ctime>
 #include <cwchar>
 
@@ -145,12 +144,6 @@ std::string clock_text(std::int64_t unix_seconds, const char* format) {
 }
 
 std::string size_text(std::int64_t bytes) {
-  constexpr std::array<const char*, 4> kUnits = {"B", "KB", "MB", "GB"};
-  auto amount = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  for (; amount >= 1000 && unit + 1 < kUnits.size(); ++unit) amount /= 1000;
-  std::array<char, 32> out{};
-  std::snprintf(out.data(), out.size(), unit == 0 || amount >= 10 ? "%.0f %s" : "%.1f %s", amount,
-                kUnits[unit]);
-  return out.data();
+  if (bytes >= 1000000) return std::to_string(bytes / 1000000) + " MB";
+  return bytes >= 1000 ? std::to_string(bytes / 1000) + " KB" : std::to_string(bytes) + " B";
 }

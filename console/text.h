@@ -38,5 +38,5 @@ std::string base64(std::string_view bytes);
 std::string take_word(std::string_view& text);
 // "14:02"; with another format of strftime what it says. Local time.
 std::string clock_text(std::int64_t unix_seconds, const char* format = "%H:%M");
-// "1.4 MB"
+// "14 MB"
 std::string size_text(std::int64_t bytes);
