@@ -227,13 +227,14 @@ class Flow:
         return lines
 
     def play_usage(self, text):
-        """"usage ping <id> : x ; 5x": the command alone and with each is told its usage."""
+        """"usage ping|pong <id> : x ; 5x": each command alone and with each is told its usage."""
         usage, colon, wrong = text.partition(" : ")
-        command = usage.split(" ")[0]
-        for line in [command] + [f"{command} {words}" for words in wrong.split(" ; ") if colon]:
-            self.run.feed(unescaped(line) + "\n")
-            if without_log(self.said()) != ["= ERR usage " + usage]:
-                raise Failure("is not told its usage: " + line)
+        commands, blank, arguments = usage.partition(" ")
+        for command in commands.split("|"):
+            for words in ["", *(" " + words for words in wrong.split(" ; ") if colon)]:
+                self.run.feed(unescaped(command + words) + "\n")
+                if without_log(self.said()) != [f"= ERR usage {command}{blank}{arguments}"]:
+                    raise Failure("is not told its usage: " + command + words)
         return []
 
     def play(self, text):
