@@ -26,40 +26,21 @@ TEST(CrashAppend, StopsOneByteBeforeTheCapacity) {
     const char* text;
     std::size_t end;
     const char* content;  // of eight bytes that were all '.'
-  } kCases[] = {
-      {8, 0, "", 0, "........"},          {8, 0, "abc", 3, "abc....."},
-      {8, 3, "abc", 6, "...abc.."},       {8, 0, "abcdefghij", 7, "abcdefg."},
-      {8, 7, "x", 7, "........"},         {8, 8, "x", 8, "........"},
-      {1, 0, "x", 0, "........"},         {0, 0, "x", 0, "........"},
-      {4, 2, "long text", 3, "..l....."},
-  };
+  } kCases[] = {{8, 3, "", 3, "........"},           {8, 3, "abc", 6, "...abc.."},
+                {8, 0, "abcdefghij", 7, "abcdefg."}, {8, 7, "x", 7, "........"},
+                {8, 8, "x", 8, "........"},          {0, 0, "x", 0, "........"}};
   for (const auto& c : kCases) {
-    char buf[8];
-    std::memset(buf, '.', sizeof buf);
+    char buf[] = "........";
     EXPECT_EQ(append_cstr(buf, c.cap, c.pos, c.text), c.end) << c.text;
-    EXPECT_EQ(std::string(buf, sizeof buf), c.content) << c.text;
+    EXPECT_STREQ(buf, c.content);
   }
-}
-
-TEST(CrashAppend, WritesNumbersWithoutSignFillOrPrefix) {
-  const struct {
-    std::uint64_t value;
-    const char* dec;
-    const char* hex;
-  } kCases[] = {{0, "0", "0"},
-                {10, "10", "a"},
-                {255, "255", "ff"},
-                {0x1000, "4096", "1000"},
-                {UINT64_MAX, "18446744073709551615", "ffffffffffffffff"}};
-  for (const auto& c : kCases) {
-    char buf[64];
-    EXPECT_EQ(std::string(buf, append_u64_dec(buf, sizeof buf, 0, c.value)), c.dec);
-    EXPECT_EQ(std::string(buf, append_u64_hex(buf, sizeof buf, 0, c.value)), c.hex);
-  }
-  char small[6] = "....!";
+  char small[] = "....!";
   EXPECT_EQ(append_u64_dec(small, 4, 1, 98765), 3u);
   EXPECT_EQ(append_u64_hex(small, 4, 3, 0xabc), 3u);
-  EXPECT_EQ(std::string(small), ".98.!");
+  EXPECT_STREQ(small, ".98.!");
+  char most[64] = "";
+  append_u64_dec(most, sizeof most, append_u64_hex(most, sizeof most, 0, UINT64_MAX), UINT64_MAX);
+  EXPECT_STREQ(most, "ffffffffffffffff18446744073709551615");
 }
 
 // A machine context whose registers hold what a test wants to read back.
