@@ -46,9 +46,8 @@ static std::string get_message(Asked& asked) {
 }
 
 static std::string get_pinned_message(Asked& asked) {
-  const auto& changes = asked.chat->changes;
-  if (changes == nullptr || changes->pins.empty()) return error_text(404, "Not Found");
-  return message_text(*asked.chat, *changes->pins.rbegin());
+  const auto& pins = changes(*asked.chat).pins;
+  return pins.empty() ? error_text(404, "Not Found") : message_text(*asked.chat, *pins.rbegin());
 }
 
 static std::string get_properties(Asked& asked) {

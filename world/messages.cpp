@@ -24,6 +24,11 @@ Changes& changes(Chat& chat) {
   return *chat.changes;
 }
 
+const Changes& changes(const Chat& chat) {
+  static const Changes none;
+  return chat.changes != nullptr ? *chat.changes : none;
+}
+
 Id sent_count(const Chat& chat) { return chat.role.messages + static_cast<Id>(chat.dates.size()); }
 
 // ---- as the seed has them
@@ -131,15 +136,13 @@ static Message roll_message(const Chat& chat, Id index) {
 // ---- as they are now
 
 static bool is_gone(const Chat& chat, Id id) {
-  return id <= chat.cleared || (chat.changes != nullptr && chat.changes->gone.count(id) != 0);
+  return id <= chat.cleared || changes(chat).gone.count(id) != 0;
 }
 
 Message find_message(const Chat& chat, Id id) {
   if (is_gone(chat, id)) return {};
-  if (chat.changes != nullptr) {
-    const auto changed = chat.changes->messages.find(id);
-    if (changed != chat.changes->messages.end()) return changed->second;
-  }
+  const auto& messages = changes(chat).messages;
+  if (const auto changed = messages.find(id); changed != messages.end()) return changed->second;
   const Id index = message_index(id);
   if (!is_sent_id(id) || index < 0 || index >= sent_count(chat)) return {};
   return roll_message(chat, index);
@@ -150,11 +153,9 @@ Id previous_id(const Chat& chat, Id before) {
   Id index = std::min(message_index(before - 1), sent_count(chat) - 1);
   while (index > cleared && is_gone(chat, message_id(index))) --index;
   const Id sent = index > cleared ? message_id(index) : 0;
-  if (chat.changes != nullptr) {
-    const auto& own = chat.changes->messages;
-    for (auto i = own.lower_bound(before); i != own.begin() && std::prev(i)->first > sent; --i)
-      if (!is_sent_id(std::prev(i)->first)) return std::prev(i)->first;
-  }
+  const auto& own = changes(chat).messages;
+  for (auto i = own.lower_bound(before); i != own.begin() && std::prev(i)->first > sent; --i)
+    if (!is_sent_id(std::prev(i)->first)) return std::prev(i)->first;
   return sent;
 }
 
@@ -163,11 +164,9 @@ Id next_id(const Chat& chat, Id after) {
   Id index = message_index(after) + 1;
   while (index < sent_count(chat) && is_gone(chat, message_id(index))) ++index;
   const Id sent = index < sent_count(chat) ? message_id(index) : 0;
-  if (chat.changes != nullptr) {
-    const auto& own = chat.changes->messages;
-    for (auto i = own.upper_bound(after); i != own.end() && (sent == 0 || i->first < sent); ++i)
-      if (!is_sent_id(i->first)) return i->first;
-  }
+  const auto& own = changes(chat).messages;
+  for (auto i = own.upper_bound(after); i != own.end() && (sent == 0 || i->first < sent); ++i)
+    if (!is_sent_id(i->first)) return i->first;
   return sent;
 }
 
@@ -180,9 +179,7 @@ std::vector<Id> newest_ids(const Chat& chat, std::size_t count) {
   return ids;
 }
 
-bool is_pinned(const Chat& chat, Id id) {
-  return chat.changes != nullptr && chat.changes->pins.count(id) != 0;
-}
+bool is_pinned(const Chat& chat, Id id) { return changes(chat).pins.count(id) != 0; }
 
 Message& change_message(Chat& chat, Id id) {
   auto& messages = changes(chat).messages;
@@ -219,8 +216,7 @@ std::vector<Id> thread_ids(const Thread& thread) {
   const Id end = message_id(message_index(thread.root) + kThreadLength);
   for (Id id = next_id(chat, thread.root - 1); id != 0 && id < end; id = next_id(chat, id))
     look(id);
-  if (chat.changes == nullptr) return ids;
-  const auto& own = chat.changes->messages;
+  const auto& own = changes(chat).messages;
   for (auto i = own.lower_bound(end); i != own.end(); ++i) look(i->first);
   return ids;
 }
@@ -308,16 +304,13 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
     if (m.id == 0) continue;
     deleted.push_back(id);
     if (m.thread != id) heads.insert(m.thread);
-    if (id > chat.last_read_inbox) {
-      chat.unread -= !m.outgoing;
-      chat.mentions -= m.mention;
-    }
     changes(chat).messages.erase(id);
     changes(chat).pins.erase(id);
     if (is_sent_id(id)) changes(chat).gone.insert(id);
   }
   if (deleted.empty()) return;
   tell_deleted(chat, deleted);
+  count_unread(chat);
   if (chat.unread != unread) tell_unread(chat, mentions);
   if (last_id(chat) != last) tell_last_message(chat);
   for (const Id head : heads) {

@@ -303,7 +303,8 @@ Id next_id(const Chat& chat, Id after);
 Id last_id(const Chat& chat);
 std::vector<Id> newest_ids(const Chat& chat, std::size_t count);
 bool is_pinned(const Chat& chat, Id id);
-Changes& changes(Chat& chat);
+Changes& changes(Chat& chat);  // makes room for some
+const Changes& changes(const Chat& chat);
 Message& change_message(Chat& chat, Id id);  // the stored copy; the message exists
 void count_unread(Chat& chat);               // sets what its read mark leaves, mentions too
 // The thread that a message heads or stands in: the chat and the id of its first message; 0:
