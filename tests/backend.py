@@ -146,6 +146,7 @@ class Backend:
                     "BACKEND_EVENTS_FILE": str(self.dir / "events.jsonl"), **dict(env)}
         self.library = True  # the scripted one is put beside the program
         self.real = False  # the real one behind it, without network: receive_real() asks it
+        self.leaks = True  # an address sanitizer looks for them at the end
         self.zlib = False  # what stands for the compression library is put beside the program
         self.argv0 = str(self.dir / "td_backend")  # the executed file stays dir/td_backend
         self.input = None  # the file or directory that is its standard input, if not a pipe
@@ -224,7 +225,7 @@ class Backend:
         # A held clock is loaded before the sanitizer's runtime, which does not mind. The real
         # library is still at work when the program ends; what its threads hold is no leak of ours.
         env["ASAN_OPTIONS"] = (os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0" +
-                               (":detect_leaks=0" if self.real else ""))
+                               (":detect_leaks=0" if self.real or not self.leaks else ""))
         env["TD_STANDIN_FD"] = str(SOCKET)
         if self.real:
             env["TD_STANDIN_REAL"] = str(TDLIB)
