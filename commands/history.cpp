@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "frame/channels.h"
 #include "frame/td_errors.h"
 #include "json/text.h"
+#include "json/walk.h"
 #include "state/message.h"
 #include "state/message_events.h"
 
@@ -34,10 +36,8 @@ std::string make_view_message(std::int64_t chat_id, std::int64_t message_id) {
 // the library may give more than were asked for, and those next to its beginning count.
 std::int64_t count_too_new(const HistoryLoad& load, MessagePage page) {
   std::int64_t count = 0;
-  MessagePreview message;
-  std::int64_t sender_user_id = 0;
-  while (next_message(page, kFullMessage, message, sender_user_id)) {
-    if (message.id > load.from_message_id) ++count;
+  for (std::string_view message; next_message(page, message);) {
+    if (member_int(message, "id", 0) > load.from_message_id) ++count;
   }
   return count - load.limit;
 }
