@@ -28,6 +28,7 @@ import select
 import signal
 import socket
 import struct
+import subprocess
 import tempfile
 import time
 
@@ -39,7 +40,7 @@ OTHER_PROGRAM = os.environ.get("TD_BACKEND_PROGRAM")
 LIBRARY = "libtdjson.so.1.8.61"
 TDLIB = os.environ.get("TD_BACKEND_TDLIB", ROOT / "build/tdlib" / LIBRARY)
 PATIENCE = 30  # seconds
-SOCKET = 198  # in the program; high, so that its own descriptors get their usual numbers
+SOCKET = 198  # or above, so that the program's own descriptors get their usual numbers
 PIPE_BYTES = 1 << 20
 OK = '{"@type":"ok"}'
 PASSED_ON = ("PATH", "TMPDIR", "LD_LIBRARY_PATH", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS")
@@ -90,6 +91,14 @@ def shared_numbers(path, kind, count):
     path.write_bytes(struct.pack(kind, 0) * count)
     with path.open("r+b") as file:
         return memoryview(mmap.mmap(file.fileno(), 0)).cast(kind)
+
+
+def pipe_of_the_program(ours):
+    """Both ends; the test's, which is the one with this index, never blocks."""
+    ends = os.pipe()
+    fcntl.fcntl(ends[ours], fcntl.F_SETPIPE_SZ, PIPE_BYTES)
+    os.set_blocking(ends[ours], False)
+    return ends
 
 
 class Stream:
@@ -157,12 +166,12 @@ class Backend:
         # ---- Afterwards.
         self.pid = 0
         self.running = False
+        self.out, self.err = Stream(), Stream()
         self.status = None  # of the end; minus the signal's number when a signal ended it
         self.told = []  # what the library was told at the program's start, in order
         self.last_timeout = ""  # of the receive call
-        self._pidfd = self._input = -1
-        self._socket = self._clock = None
-        self._out, self._err = Stream(), Stream()
+        self._input = -1
+        self._process = self._socket = self._clock = None
         self._asked = self._collected = False
         self._client, self._real_object = "", ""
         self._requests = []
@@ -181,8 +190,8 @@ class Backend:
                 self._fail("ended unasked")
         finally:
             self.kill()
-            for stream in (self._out, self._err):
-                stream.close()
+            self.out.close()
+            self.err.close()
             if self._input >= 0:
                 os.close(self._input)
             if self._socket:
@@ -226,34 +235,23 @@ class Backend:
         # library is still at work when the program ends; what its threads hold is no leak of ours.
         env["ASAN_OPTIONS"] = (os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0" +
                                (":detect_leaks=0" if self.real or not self.leaks else ""))
-        env["TD_STANDIN_FD"] = str(SOCKET)
         if self.real:
             env["TD_STANDIN_REAL"] = str(TDLIB)
         return {**env, **self.env}
 
-    def _run_child(self, descriptors, their_socket):
+    def _before_the_program(self):
+        """In the forked child."""
         libc.prctl(1, signal.SIGKILL)  # when the test ends, this process does, too
-        for number in (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGINT, signal.SIGHUP):
+        for number in (signal.SIGINT, signal.SIGHUP):
             signal.signal(number, signal.SIG_DFL)
         if self.real:
             leave_the_network()
-        os.chdir(self.dir)
-        if self.input:
-            descriptors[0] = os.open(self.input, os.O_RDONLY)
-        for target, fd in enumerate(descriptors):
-            os.dup2(fd, target)
-        os.dup2(their_socket.fileno(), SOCKET)
-        env = [to_bytes(f"{name}={value}") for name, value in self._environment().items()]
-        envp = (ctypes.c_char_p * (len(env) + 1))(*env, None)
-        argv = (ctypes.c_char_p * 2)(to_bytes(self.argv0), None)
-        program = to_bytes(str(self.dir / "td_backend"))
         for which, limit in ((resource.RLIMIT_FSIZE, self.file_bytes),
                              (resource.RLIMIT_AS, self.address_space)):
             if limit:
                 resource.setrlimit(which, (limit, limit))
         for fd in self.closed:
             os.close(fd)
-        libc.execve(program, argv, envp)
 
     def start(self):
         """Returns when the program first waits for TDLib, or has ended."""
@@ -264,33 +262,33 @@ class Backend:
             (self.dir / LIBRARY).symlink_to(STANDIN / LIBRARY)
         if self.env.get("BACKEND_EVENTS_APPEND") == "1":
             self._taken["recorded"] = len(to_bytes(read_file(self.events_path)))
-        (child_in, self._input), (self._out.fd, out), (self._err.fd, err) = (
-            os.pipe() for _ in range(3))
-        for fd in (self._input, self._out.fd, self._err.fd):
-            fcntl.fcntl(fd, fcntl.F_SETPIPE_SZ, PIPE_BYTES)
-            os.set_blocking(fd, False)
+        given, self._input = pipe_of_the_program(1)
+        self.out.fd, out = pipe_of_the_program(0)
+        self.err.fd, err = pipe_of_the_program(0)
         if self.unread:
-            self._out.close()
-            self._err.close()
-        self._socket, theirs = socket.socketpair()
-        self.pid = os.fork()
-        if self.pid == 0:
-            try:
-                self._run_child([child_in, out, err], theirs)
-            finally:
-                os._exit(127)
-        for fd in (child_in, out, err):
+            self.out.close()
+            self.err.close()
+        if self.input:
+            os.close(given)
+            given = os.open(self.dir / self.input, os.O_RDONLY)
+        self._socket, near = socket.socketpair()
+        theirs = fcntl.fcntl(near, fcntl.F_DUPFD_CLOEXEC, SOCKET)
+        near.close()
+        self._process = subprocess.Popen(
+            [self.argv0], executable=self.dir / "td_backend", cwd=self.dir, stdin=given, stdout=out,
+            stderr=err, env={**self._environment(), "TD_STANDIN_FD": str(theirs)},
+            pass_fds=[theirs], preexec_fn=self._before_the_program)
+        for fd in (given, out, err, theirs):
             os.close(fd)
-        theirs.close()
-        self.running, self._pidfd = True, os.pidfd_open(self.pid)
+        self.running, self.pid = True, self._process.pid
         self._wait_for_ask("start")
 
     # ---- waiting
 
     def _fail(self, why):
         end = "" if self.running else f"\nThe program has ended with {self.status}"
-        raise Failure(f"{why}{end}\n--- standard output\n{to_text(self._out.all)}"
-                      f"\n--- standard error\n{to_text(self._err.all)}"
+        raise Failure(f"{why}{end}\n--- standard output\n{to_text(self.out.all)}"
+                      f"\n--- standard error\n{to_text(self.err.all)}"
                       f"\n--- log\n{self._read(self.log_path)}")
 
     @staticmethod
@@ -300,36 +298,30 @@ class Backend:
 
     def _receive(self, size):
         """So many bytes of the library's; fewer when it is gone."""
-        raw = b""
         try:
-            while len(raw) < size and (block := self._socket.recv(size - len(raw))):
-                raw += block
+            return self._socket.recv(size, socket.MSG_WAITALL) if size else b""
         except ConnectionResetError:
-            pass
-        return raw
+            return b""
 
     def _next_report(self, what):
         """The kind of the library's next report. None: the program has ended."""
         deadline = time.monotonic() + PATIENCE
         while self.running:
             poll = select.poll()
-            for fd in (self._socket.fileno(), self._pidfd, self._out.fd, self._err.fd):
+            for fd in (self._socket.fileno(), self.out.fd, self.err.fd):
                 if fd >= 0:
                     poll.register(fd, select.POLLIN)
-            left = deadline - time.monotonic()
-            if left <= 0:
+            ready = {fd for fd, _ in poll.poll(max(0, deadline - time.monotonic()) * 1000)}
+            if not ready:
                 self._fail(f"nothing happened for {PATIENCE} seconds after: {what}")
-            ready = {fd for fd, _ in poll.poll(left * 1000)}
-            self._out.drain()
-            self._err.drain()
+            self.out.drain()
+            self.err.drain()
             if self._socket.fileno() in ready:
                 head = self._receive(5)
                 if len(head) == 5:
                     kind, size = struct.unpack("=cI", head)
                     self._take_report(kind, to_text(self._receive(size)))
                     return kind
-                self._socket.close()
-            elif self._pidfd in ready and self._socket.fileno() < 0:
                 self._reap()
         return None
 
@@ -362,12 +354,10 @@ class Backend:
         self._record_events()
 
     def _reap(self):
-        _, status = os.waitpid(self.pid, 0)
-        self.status = os.waitstatus_to_exitcode(status)
+        self.status = self._process.wait(PATIENCE)
         self.running = self._asked = False
-        os.close(self._pidfd)
-        self._out.drain()
-        self._err.drain()
+        self.out.drain()
+        self.err.drain()
         self._record_events()
 
     def _record_events(self):
@@ -470,10 +460,10 @@ class Backend:
         return [line[len(begin):] for line in self.log_lines() if line.startswith(begin)]
 
     def replies(self):
-        return self._out.lines()
+        return self.out.lines()
 
     def error_lines(self):
-        return self._err.lines()
+        return self.err.lines()
 
     def forget(self):
         for take in (self.requests, self.events, self.log_lines, self.replies, self.error_lines):
@@ -515,18 +505,6 @@ class Backend:
         os.close(self._input)
         self._input = -1
 
-    def close_output(self):
-        self._out.close()
-
-    def close_errors(self):
-        self._err.close()
-
-    def stall_output(self):
-        self._out.stall()
-
-    def stall_errors(self):
-        self._err.stall()
-
     def signal(self, number):
         if not self.running:
             self._fail("the program has ended, and cannot be sent a signal")
@@ -548,14 +526,14 @@ class Backend:
         while self._next_report("waiting for the program's end") is not None:
             pass
         self._collected = True
-        if any(report in to_text(self._err.all) for report in REPORTS):
+        if any(report in to_text(self.err.all) for report in REPORTS):
             self._fail("a sanitizer has reported")
         return self.status
 
     def kill(self):
         """Ends it the hard way, and nothing is expected of it any more."""
         if self.running:
-            os.kill(self.pid, signal.SIGKILL)
+            self._process.kill()
             self._reap()
         self._collected = True
 

@@ -5,7 +5,7 @@ import os
 import signal
 import unittest
 
-from backend import Backend, read_file, record_line, to_text, write_file
+from backend import Backend, Stream, read_file, record_line, to_text, write_file
 
 ERROR = '{"@type":"error","code":500,"message":"no\\tidea","@client_id":1}'
 ERROR_EVENT = '{"type":"td_error","json":' + json.dumps(ERROR) + "}"
@@ -186,10 +186,10 @@ class Channels(unittest.TestCase):
         self.assertGreater(lost, 4, "backend_ready, three states, and what the pipe did not hold")
 
     def test_reply_reader_that_stalls_or_goes_away(self):
-        for happens in (Backend.stall_output, Backend.close_output):
+        for happens in (Stream.stall, Stream.close):
             with Backend(env={"BACKEND_EVENTS_FILE": ""}) as run:
                 run.start()
-                happens(run)
+                happens(run.out)
                 run.feed("ping\n" * 5000)
                 run.login()
                 run.send_line("ping")

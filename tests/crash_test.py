@@ -6,7 +6,7 @@ import re
 import resource
 import unittest
 
-from backend import Backend, read_file
+from backend import Backend, Stream, read_file
 
 # Name, signal, the report's first line up to the pc, whether the pc lies in the library's code.
 FAULTS = [("abort", 6, r"SIGABRT\) code=-6 addr=0xH", False),
@@ -93,9 +93,9 @@ class Crash(unittest.TestCase):
                 self.assertEqual(run.replies(), [])
 
     def test_errors_that_nobody_reads(self):
-        for happens in (Backend.stall_errors, Backend.close_errors):
+        for happens in (Stream.stall, Stream.close):
             with started() as run:
-                happens(run)
+                happens(run.err)
                 run.fault("segv")
                 self.assertEqual(run.wait_exit(), 139)
                 self.assertEqual((len(run.log_lines()), len(run.events())), (2, 1))

@@ -79,7 +79,7 @@ class Loop(unittest.TestCase):
                 portions += 1
             self.assertEqual(portions, 5, "1 MiB at once")
             self.assertEqual(run.last_timeout, "0.200000")
-            run.close_output()
+            run.out.close()
             run.deliver('{"@type":"error","message":"' + "x" * (33 << 20) + '"}')
             run.idle()
             self.assertLess(resident_kib(run) - before, 2 << 10)
