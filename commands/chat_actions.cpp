@@ -10,15 +10,6 @@
 
 namespace {
 
-std::string make_chat_request(std::string_view method, std::int64_t chat_id) {
-  std::string request = "{\"@type\":\"";
-  request += method;
-  request += '"';
-  append_int_member(request, "chat_id", chat_id);
-  request += '}';
-  return request;
-}
-
 std::string make_delete_chat_history(std::int64_t chat_id, bool remove_from_chat_list) {
   std::string request = "{\"@type\":\"deleteChatHistory\"";
   append_int_member(request, "chat_id", chat_id);
@@ -52,7 +43,7 @@ void remove_locally(ChatTable& chats, std::int64_t chat_id) {
 void run_join(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   if (!take_chat_id(call, chat_id)) return;
-  td_request(td, make_chat_request("joinChat", chat_id), make_tag("join", chat_id));
+  td_request(td, make_id_request("joinChat", "chat_id", chat_id), make_tag("join", chat_id));
   reply_ok(call, "SEND joinChat");
 }
 
@@ -67,7 +58,7 @@ void on_joined(Answer& answer, ChatTable& chats) {
 void run_leave(CommandCall& call, const TdClient& td) {
   std::int64_t chat_id = 0;
   if (!take_chat_id(call, chat_id)) return;
-  td_request(td, make_chat_request("leaveChat", chat_id), make_tag("leave", chat_id));
+  td_request(td, make_id_request("leaveChat", "chat_id", chat_id), make_tag("leave", chat_id));
   reply_ok(call, "SEND leaveChat");
 }
 

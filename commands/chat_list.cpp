@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "frame/in_flight.h"
+#include "frame/protocol.h"
 #include "frame/td_errors.h"
 #include "json/scan.h"
 #include "json/text.h"
@@ -48,32 +49,37 @@ void run_chats_more(CommandCall& call, ChatTable& chats, const TdClient& td) {
   reply_ok(call, "SEND loadChats");
 }
 
-// Whether the library had more to load or not, what it has now may go beyond the last load.
-static void list_more_chats(std::string_view fields, const ChatTable& chats, const TdClient& td) {
+// Whether the library had more to load or not, what it has now may go beyond the last load. Where
+// it has all, one chat more than the load wants tells whether any are left behind it.
+static void list_more_chats(std::string_view fields, ChatTable& chats, const TdClient& td,
+                            bool has_all) {
   const std::int64_t gen = next_field_i64(fields);
   const std::int64_t limit = next_field_i64(fields);
   if (gen < 1 || limit < 1) return;
-  td_request(td, make_get_chats(chats.chain_count + limit), make_tag("getChats", gen));
+  if (has_all) note_all_chats_loaded(chats, gen);
+  td_request(td, make_get_chats(chats.chain_count + limit + (has_all ? 1 : 0)),
+             make_tag("getChats", gen));
 }
 
 void on_chats_loaded(Answer& answer, ChatTable& chats, const TdClient& td) {
-  list_more_chats(answer.fields, chats, td);
+  list_more_chats(answer.fields, chats, td, false);
 }
 
 void on_load_chats_error(TdError& error, ChatTable& chats, const TdClient& td) {
   constexpr std::int64_t kNoMore = 404;
-  if (error.code != kNoMore) {
+  const bool has_all = error.code == kNoMore;
+  if (!has_all) {
     note_td_error(error.code, error.message);
     report_td_error(error);
   }
-  list_more_chats(error.fields, chats, td);
+  list_more_chats(error.fields, chats, td, has_all);
 }
 
 void on_chats(Answer& answer, ChatTable& chats, const TdClient& td) {
   std::vector<std::int64_t> ids;
   if (json_contains(answer.text, "\"@type\":\"chats\"")) {
-    ids = extract_json_int64_array_field(answer.text, "chat_ids",
-                                         static_cast<unsigned>(kMostChats + chats.chain_count));
+    const std::int64_t most = kMostChats + (at_level2() ? chats.chain_count + 1 : 0);
+    ids = extract_json_int64_array_field(answer.text, "chat_ids", static_cast<unsigned>(most));
   }
   list_chat_load(chats, td, next_field_i64(answer.fields), ids);
 }

@@ -69,13 +69,9 @@ std::int64_t begin_chat_load(ChatTable& table, LoadKind kind, std::int64_t limit
   return gen;
 }
 
-// False when the chain has listed the chat before.
-static bool join_chain(ChatTable& table, std::int64_t chat_id) {
-  Chat& chat = chat_record(table, chat_id);
-  if (chat.chain == table.chain) return false;
-  chat.chain = table.chain;
-  ++table.chain_count;
-  return true;
+void note_all_chats_loaded(ChatTable& table, std::int64_t gen) {
+  const auto found = table.loads.find(gen);
+  if (found != table.loads.end()) found->second.all_loaded = true;
 }
 
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
@@ -87,11 +83,18 @@ void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
   std::int64_t rows = 0;
   for (const std::int64_t chat_id : chat_ids) {
     if (chat_id == 0) continue;
-    const bool is_new = join_chain(table, chat_id);
+    Chat& chat = chat_record(table, chat_id);
+    const bool is_new = chat.chain != table.chain;
+    if (load.more && is_new && rows == load.limit) {
+      load.has_more = true;
+      break;
+    }
+    chat.chain = table.chain;
+    table.chain_count += is_new;
     if ((load.more && !is_new) || !load.owed.insert(chat_id).second) continue;
     ++rows;
     td_request(td, make_get_chat(chat_id), make_tag("getChat", chat_id, gen));
   }
-  load.has_more = rows >= load.limit;
+  load.has_more = load.has_more || (rows >= load.limit && !load.all_loaded);
   end_if_complete(table, td, gen);
 }

@@ -14,8 +14,10 @@
 // behind those that the chain has listed; any other begins a chain.
 enum class LoadKind { kAnew, kMore };
 std::int64_t begin_chat_load(ChatTable& table, LoadKind kind, std::int64_t limit);
+// The library has said that it has loaded all chats, for the load that asked.
+void note_all_chats_loaded(ChatTable& table, std::int64_t gen);
 // The ids of the chat list, from its top; only the first list of an open load counts. Of a load for
-// more, those that the chain has listed already are passed over.
+// more, those that the chain has listed already are passed over, and so are those beyond its limit.
 void list_chat_load(ChatTable& table, const TdClient& td, std::int64_t gen,
                     const std::vector<std::int64_t>& chat_ids);
 // The command that the load belongs to, 0: none with an id.

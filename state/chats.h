@@ -61,6 +61,7 @@ struct ScopeDefault {
 struct ChatListLoad {
   bool listed = false;                    // the list of ids has come
   bool more = false;                      // goes on where the loads before it ended (level 2)
+  bool all_loaded = false;                // the library has no chats to load any more
   bool has_more = false;                  // as far as the list of ids tells
   std::int64_t limit = 0;                 // rows asked for
   std::unordered_set<std::int64_t> owed;  // chats whose row, or refusal, is still to come

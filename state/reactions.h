@@ -23,8 +23,8 @@ struct InteractionInfo {
 InteractionInfo read_interaction_info(ObjectWalk& walk);
 
 // The messages that the UI has been shown with reactions, so that it can be told when the last one
-// is removed. An entry lives until then or until the message is
-// deleted; of more than 4,096 the oldest go, and the hub mode keeps none.
+// is removed. An entry lives until then or until the message is deleted; of more than 4,096 the
+// oldest go, and the hub mode keeps none.
 void note_told_reactions(std::int64_t chat_id, std::int64_t message_id);
 // True when the message was shown with reactions; it no longer counts as such.
 bool forget_told_reactions(std::int64_t chat_id, std::int64_t message_id);

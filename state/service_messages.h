@@ -1,7 +1,7 @@
 // Messages that say what happened in a chat ("Ann added Bob"). They have no text of their own; the
 // sentence is built from names, and one that lacks a name is remembered and told again when the
-// name comes. Main thread only. An entry lives until every name in its sentence is known
-// or a user whom it names cannot be had; of more than 1,024 the oldest go. The hub mode keeps none.
+// name comes. An entry lives until every name in its sentence is known or a user whom it names
+// cannot be had; of more than 1,024 the oldest go. The hub mode keeps none. Main thread only.
 #pragma once
 
 #include <cstdint>
