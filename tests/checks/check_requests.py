@@ -12,71 +12,60 @@ import pathlib
 import re
 import sys
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools"))
+import tdlib_types
+
 # The library ignores these two; older ones knew them.
 ALLOWED_UNKNOWN = {("setTdlibParameters", "enable_storage_optimizer"),
                    ("setTdlibParameters", "ignore_file_names")}
 SOURCE_ROOMS = ("frame", "auth", "commands", "state", "calls", "proxy")
 
 
-def read_schema(path):
-    """Objects: name to {member: type text}. Unions: name to names. Both without "$Input"."""
-    objects, unions, functions = {}, {}, set()
-    text = re.sub(r"/\*.*?\*/", "", pathlib.Path(path).read_text(), flags=re.S)
-    for match in re.finditer(r"export type (\w+)(\$Input)? =\s*(\{.*?\n  \}|[^{]*?(?=\n\n|\n  export|\n\}))",
-                             text, flags=re.S):
-        name, is_input, body = match.groups()
-        if body.startswith("{"):
-            members = dict(re.findall(r"^\s*(?:readonly )?(\w+)\??:\s*([^,]+),", body, flags=re.M))
-            if is_input or name not in objects:
-                objects[name] = {k: v.strip() for k, v in members.items() if k != "_"}
-            if not is_input and "readonly _:" in body:
-                functions.add(name)
-        else:
-            unions[name] = re.findall(r"(\w+)", body.replace("$Input", ""))
-    return objects, unions, functions
-
-
 class Checker:
     def __init__(self, schema_path):
-        self.objects, self.unions, self.functions = read_schema(schema_path)
-        self.errors = []
+        self.types, self.errors = tdlib_types.read(schema_path), []
 
-    def names_of(self, type_name):
-        names = self.unions.get(type_name)
-        if names is None:
-            return {type_name}
-        return set().union(*(self.names_of(n) if n != type_name else {n} for n in names))
+    def members(self, name):
+        """What may be given; None: there is no such type."""
+        rows = self.types.objects.get(name + "$Input", self.types.objects.get(name))
+        return rows and {member: kind for member, _, kind in rows}
 
-    def value(self, where, type_text, value):
+    def names_of(self, kind):
+        """The types that a value of this kind may have."""
+        kind = kind.removesuffix("$Input")
+        classes = self.types.classes
+        names = classes.get(kind + "$Input", classes.get(kind, {kind}))
+        return {name.removesuffix("$Input") for name in names}
+
+    def value(self, where, kind, value):
         if value is None:
             return
-        array = re.fullmatch(r"(?:Readonly)?Array<(.*)>", type_text)
-        plain = {"number": lambda v: isinstance(v, int) and not isinstance(v, bool),
-                 "string": lambda v: isinstance(v, str),
-                 "boolean": lambda v: isinstance(v, bool),
-                 "number | string": lambda v: isinstance(v, (int, str)) and not isinstance(v, bool)}
+        array = re.fullmatch(r"(?:Readonly)?Array<(.*)>", kind)
+        plain = {"number": (int,), "string": (str,), "boolean": (bool,),
+                 "number | string": (int, str)}.get(kind.split(" /*")[0])
         if array:
             if not isinstance(value, list):
                 return self.errors.append(f"{where}: {value!r} is no array")
             for element in value:
-                self.value(where + "[]", array.group(1), element)
-        elif type_text in plain:
-            if not plain[type_text](value):
-                self.errors.append(f"{where}: {value!r} is no {type_text}")
+                self.value(where + "[]", array[1], element)
+        elif plain:
+            if type(value) not in plain:
+                self.errors.append(f"{where}: {value!r} is no {kind}")
         else:
-            self.object(where, value, self.names_of(type_text.replace("$Input", "")))
+            self.object(where, value, self.names_of(kind))
 
     def object(self, where, value, allowed):
         name = value.get("@type") if isinstance(value, dict) else None
-        if name not in allowed or name not in self.objects:
+        members = self.members(str(name))
+        if name not in allowed or members is None:
             return self.errors.append(f"{where}: {name!r} is none of {sorted(allowed)[:6]}")
         for key, member in value.items():
             if key in ("@type", "@extra") or (name, key) in ALLOWED_UNKNOWN:
                 continue
-            if key not in self.objects[name]:
+            if key not in members:
                 self.errors.append(f"{where}: {name} has no member {key!r}")
             else:
-                self.value(f"{name}.{key}", self.objects[name][key], member)
+                self.value(f"{name}.{key}", members[key], member)
 
 
 def check_tables(checker, source):
@@ -93,7 +82,7 @@ def check_updates(checker, source):
                          pathlib.Path(source, "docs/updates.md").read_text(), flags=re.M)
     followed = {name: "level 2" if level else "both"
                 for name, level in re.findall(r'\{"(update\w+)", [^}]*?(, 2)?\}', table)}
-    updates = {name for name in checker.names_of("Update") if name != "Update"}
+    updates = checker.names_of("Update")
     for name, decision in sorted({(n, followed.get(n, "no")) for n in updates} ^ set(decided)):
         checker.errors.append(f"docs/updates.md and the table of updates differ: {name} {decision}")
 
@@ -101,20 +90,21 @@ def check_updates(checker, source):
 def main():
     schema_path, lines_dir = sys.argv[1:3]
     checker = Checker(schema_path)
-    assert len(checker.functions) > 500, "the schema could not be read"
+    functions = checker.types.functions
+    assert len(functions) > 500, "the schema could not be read"
     sent = set()
     for path in sorted(pathlib.Path(lines_dir).iterdir()):
         for line in path.read_text(errors="replace").splitlines():
             request = json.loads(line, strict=False)
             sent.add(request["@type"])
-            checker.object("request", request, checker.functions)
+            checker.object("request", request, functions)
     built = set()
     for room in SOURCE_ROOMS if len(sys.argv) > 3 else ():
         for path in pathlib.Path(sys.argv[3], room).glob("*.cpp"):
             text = path.read_text()
             built |= set(re.findall(r'\{\\"@type\\":\\"(\w+)\\"', text))
             built |= set(re.findall(r'make_id_request\("(\w+)"', text))
-    built &= checker.functions
+    built &= functions
     if len(sys.argv) > 3:
         check_tables(checker, sys.argv[3])
         check_updates(checker, sys.argv[3])

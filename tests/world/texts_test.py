@@ -14,16 +14,15 @@ import sys
 import tempfile
 import threading
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+import tdlib_types
+
 
 class Schema:
     def __init__(self, path):
-        text = re.sub(r"/\*\*.*?\*/", "", open(path, encoding="utf-8").read(), flags=re.S)
-        self.members, self.classes = {}, {}
-        for name, body in re.findall(r"export type ([a-z]\w*) = \{\n(.*?)\n  \}", text, re.S):
-            rows = re.findall(r"^\s+(?:readonly )?(\w+)(\??): (.*?),?$", body, re.M)
-            self.members[name] = [(m, o == "?", t.replace(" | null", "")) for m, o, t in rows if m != "_"]
-        for name, body in re.findall(r"export type ([A-Z]\w*) =((?:\s*\|? ?[a-z]\w*)+)\n", text):
-            self.classes[name] = set(re.findall(r"[a-z]\w*", body))
+        types = tdlib_types.read(path)
+        self.members = {name: rows for name, rows in types.objects.items() if "$" not in name}
+        self.classes = types.classes
 
     def value(self, value, kind, where):
         if kind.startswith("Array<"):
