@@ -16,7 +16,6 @@ struct Call {
   Id id = 0;
   Id user = 0;
   bool outgoing = false;
-  bool video = false;
   State state = kPending;
   std::string_view reason;  // why it is over
   Id since = 0;             // when the talk began; 0: it has not
@@ -39,21 +38,17 @@ static constexpr const char* kStates[] = {
     "callStateDiscarded reason",
 };
 
-// Null when there is none, or when it has left the state.
+// Null when it is over.
 static Call* find_call(Id id) {
   const auto found = g_calls.find(id);
   return found == g_calls.end() ? nullptr : &found->second;
-}
-static Call* find_call(Id id, Call::State state) {
-  Call* call = find_call(id);
-  return call != nullptr && call->state == state ? call : nullptr;
 }
 
 static void enter_state(Call& call, Call::State state) {
   call.state = state;
   tell_person(call.user);
-  tell("updateCall call.id call.unique_id call.user_id call.is_outgoing call.is_video call.state",
-       {call.id, call.id * 1000003, call.user, call.outgoing, call.video,
+  tell("updateCall call.id call.unique_id call.user_id call.is_outgoing call.state",
+       {call.id, call.id * 1000003, call.user, call.outgoing,
         object(kStates[state], {bare_object(call.reason)})});
 }
 
@@ -64,7 +59,7 @@ static void end_call(Call& call, std::string_view reason) {
   Message note;
   note.sender = call.outgoing ? kMe : call.user;
   note.outgoing = call.outgoing;
-  note.content = content_row("messageCall");
+  note.content = content_row("Call");
   note.seconds = call.since != 0 ? std::max<Id>(date_now() - call.since, 0) : 0;
   note.text = reason;
   g_calls.erase(call.id);
@@ -77,7 +72,7 @@ static void end_call(Call& call, std::string_view reason) {
 static void connect(Call& call) {
   enter_state(call, Call::kExchangingKeys);
   later(kConnectSeconds, [id = call.id] {
-    Call* taken = find_call(id, Call::kExchangingKeys);
+    Call* taken = find_call(id);
     if (taken == nullptr) return;
     taken->since = date_now();
     enter_state(*taken, Call::kReady);
@@ -86,39 +81,29 @@ static void connect(Call& call) {
 
 bool is_called() { return !g_calls.empty(); }
 
-Id begin_call(Id user, bool outgoing, bool video) {
+Id begin_call(Id user, bool outgoing) {
   static Id last = 0;
   const Id id = ++last;
-  Call& call = g_calls[id] = {id, user, outgoing, video, Call::kPending, {}, 0};
+  Call& call = g_calls[id] = {id, user, outgoing, Call::kPending, {}, 0};
   enter_state(call, Call::kPending);
   later(outgoing ? kRingSeconds : kMissedSeconds, [id, outgoing] {
-    Call* ringing = find_call(id, Call::kPending);
-    if (ringing == nullptr) return;
+    Call* ringing = find_call(id);
+    if (ringing == nullptr || ringing->state != Call::kPending) return;
     outgoing ? connect(*ringing) : end_call(*ringing, "callDiscardReasonMissed");
   });
   return id;
 }
 
-static std::string check_protocol(const Json& protocol) {
-  if (protocol.is_null()) return refuse("Call protocol must be non-empty");
-  const Id least = protocol.number("min_layer"), most = protocol.number("max_layer");
-  return least < 1 || most < least ? refuse("CALL_PROTOCOL_LAYER_INVALID") : "";
-}
-
 static std::string create_call(Asked& asked) {
   const Person p = person(asked.user);
   if (p.deleted || p.bot || asked.user == kMe) return refuse("USER_PRIVACY_RESTRICTED");
-  std::string error = check_protocol(asked.json["protocol"]);
-  if (!error.empty()) return error;
-  return object("callId id", {begin_call(asked.user, true, asked.json.boolean("is_video"))});
+  return object("callId id", {begin_call(asked.user, true)});
 }
 
 static std::string accept_call(Asked& asked) {
   Call* call = find_call(asked.json.number("call_id"));
   if (call == nullptr) return refuse("Call not found");
   if (call->outgoing || call->state != Call::kPending) return refuse("Unexpected acceptCall");
-  std::string error = check_protocol(asked.json["protocol"]);
-  if (!error.empty()) return error;
   connect(*call);
   return {};
 }
@@ -128,9 +113,7 @@ static std::string discard_call(Asked& asked) {
   if (call == nullptr) return refuse("Call not found");
   const bool taken = call->outgoing || call->state == Call::kReady;
   enter_state(*call, Call::kHangingUp);
-  end_call(*call, asked.json.boolean("is_disconnected") ? "callDiscardReasonDisconnected"
-                  : taken                               ? "callDiscardReasonHungUp"
-                                                        : "callDiscardReasonDeclined");
+  end_call(*call, taken ? "callDiscardReasonHungUp" : "callDiscardReasonDeclined");
   return {};
 }
 

@@ -8,9 +8,8 @@ namespace world {
 using K = ChatKind;
 using S = Standing;
 
-static constexpr Id kSupergroups =
-    -1000000000000;  // an id of a chat is this less that of the group
-static constexpr Id kSecretChats = -2000000000000;
+// Ids of chats: this less the group's, and this more the secret chat's.
+static constexpr Id kSupergroups = -1000000000000, kSecretChats = -2000000000000;
 static constexpr int kSlowSeconds = 30;
 
 // clang-format off
@@ -25,33 +24,29 @@ static constexpr Role kRoles[] = {
     {"",               K::kBot,            15,   0, S::kMember,        1, ""},         // weather
     {"",               K::kSecret,         12,   0, S::kMember,        2, ""},         // Zoë
     {"",               K::kPrivate,         0,   0, S::kMember,        0, ""},         // nothing yet
-    {"Family",         K::kBasicGroup,    300,   6, S::kMember,        5, "named"},
-    {"Old class",      K::kBasicGroup,     80,  22, S::kLeft,          0, ""},
-    {"Builders",       K::kSupergroup, 100000, 420, S::kMember,      250, "muted public"},
-    {"Gallery",        K::kSupergroup,    400,  30, S::kMember,        0, "gallery"},
-    {"Our street",     K::kSupergroup,    120,  35, S::kOwner,         0, ""},
-    {"Slow talk",      K::kSupergroup,     90,  80, S::kMember,        4, "slow"},
+    {"Family",         K::kBasic,    300,   6, S::kMember,        5, "named"},
+    {"Old class",      K::kBasic,     80,  22, S::kLeft,          0, ""},
+    {"Builders",       K::kSuper, 100000, 420, S::kMember,      250, "muted public"},
+    {"Gallery",        K::kSuper,    400,  30, S::kMember,        0, "gallery"},
+    {"Our street",     K::kSuper,    120,  35, S::kOwner,         0, ""},
+    {"Slow talk",      K::kSuper,     90,  80, S::kMember,        4, "slow"},
     {"Club",           K::kForum,         240,  60, S::kMember,        7, "named"},
     {"News",           K::kChannel,       150, 900, S::kMember,        9, "linked public"},
-    {"News talk",      K::kSupergroup,   2400, 310, S::kMember,        0, "linked"},
+    {"News talk",      K::kSuper,   2400, 310, S::kMember,        0, "linked"},
     {"Notices",        K::kChannel,        40, 120, S::kMember,        0, "muted"},
     {"My channel",     K::kChannel,        25,  12, S::kAdministrator, 0, ""},
-    {"Closed club",    K::kSupergroup,     50,  70, S::kBanned,        0, ""},
-    {"Former friends", K::kSupergroup,    110,  18, S::kLeft,          0, "public"},
-    {"Archive",        K::kBasicGroup,     70,   9, S::kMember,        0, "archived"},
+    {"Closed club",    K::kSuper,     50,  70, S::kBanned,        0, ""},
+    {"Former friends", K::kSuper,    110,  18, S::kLeft,          0, "public"},
+    {"Archive",        K::kBasic,     70,   9, S::kMember,        0, "archived"},
 };
 // clang-format on
 static_assert(sizeof kRoles / sizeof *kRoles == kFirstChats);
 
-bool has_trait(const Chat& chat, std::string_view trait) {
-  return std::string_view(chat.role.traits).find(trait) != std::string_view::npos;
-}
-
 static Role roll_role(unsigned number) {
   const std::uint64_t dice = mix(g_world.settings.seed, 0xC0000000u + number), roll = dice % 100;
   const K kind = roll < 70   ? K::kPrivate
-                 : roll < 82 ? K::kBasicGroup
-                 : roll < 94 ? K::kSupergroup
+                 : roll < 82 ? K::kBasic
+                 : roll < 94 ? K::kSuper
                              : K::kChannel;
   return {"",
           kind,
@@ -63,11 +58,8 @@ static Role roll_role(unsigned number) {
 }
 
 static Id chat_id_of(const Chat& chat) {
-  switch (chat.kind) {
-    case K::kBasicGroup: return -chat.peer;
-    case K::kSecret: return kSecretChats + 7000 + chat.number;
-    default: return is_super(chat) ? kSupergroups - chat.peer : chat.peer;
-  }
+  if (chat.kind == K::kSecret) return kSecretChats + 7000 + chat.number;
+  return chat.is_super() ? kSupergroups - chat.peer : chat.is_group() ? -chat.peer : chat.peer;
 }
 
 static void make_chat(Chat& chat, int n) {
@@ -77,21 +69,21 @@ static void make_chat(Chat& chat, int n) {
   chat.kind = role.kind;
   chat.standing = role.standing;
   chat.members = role.members;
-  chat.archived = has_trait(chat, "archived");
-  chat.pinned = has_trait(chat, "pinned") ? 1 + n : 0;
-  chat.default_mute = !has_trait(chat, "muted");
+  chat.archived = chat.has("archived");
+  chat.pinned = chat.has("pinned") ? 1 + n : 0;
+  chat.default_mute = !chat.has("muted");
   chat.mute_for = chat.default_mute ? 0 : 365 * 86400;
-  chat.peer = is_group(chat) ? 5000 + n : kMe + 1 + n;
+  chat.peer = chat.is_group() ? 5000 + n : kMe + 1 + n;
   chat.id = chat_id_of(chat);
   g_world.chat_numbers[chat.id] = static_cast<std::size_t>(n);
   for (int i = 3; (chat.pinned > 0 || n % 6 == 0) && i < role.messages && i < 60; i += 11) {
-    if (!content_is_service(find_message(chat, message_id(i)).content))
-      changes(chat).pins.insert(message_id(i));
+    if (!is_service(find_message(chat, message_id(i)))) changes(chat).pins.insert(message_id(i));
   }
   chat.last_read_outbox = role.messages > 0 ? message_id(role.messages - 1) : 0;
   const int read = role.messages - std::min(role.unread, role.messages);
   chat.last_read_inbox = read > 0 ? message_id(read - 1) : 0;
   count_unread(chat);
+  chat.told_mentions = chat.mentions;
   place_chat(chat, false);
 }
 
@@ -102,26 +94,14 @@ void make_chats() {
   for (Chat& chat : g_world.chats) make_chat(chat, n++);
 }
 
-bool is_channel(const Chat& chat) { return chat.kind == K::kChannel; }
-bool is_super(const Chat& chat) {
-  return chat.kind == K::kSupergroup || chat.kind == K::kForum || is_channel(chat);
-}
-bool is_group(const Chat& chat) { return chat.kind == K::kBasicGroup || is_super(chat); }
-
-bool is_outside(Standing standing) { return standing == S::kLeft || standing == S::kBanned; }
-bool is_outside(const Chat& chat) { return is_outside(chat.standing); }
-bool is_ruled(const Chat& chat) {
-  return chat.standing == S::kOwner || chat.standing == S::kAdministrator;
-}
 bool can_write(const Chat& chat) {
-  if (!is_group(chat)) return chat.kind != K::kDeleted;
-  return !is_outside(chat) && (!is_channel(chat) || is_ruled(chat));
+  if (!chat.is_group()) return chat.kind != K::kDeleted;
+  return !chat.is_outside() && (!chat.is_channel() || chat.is_ruled());
 }
 
 // A channel and its discussion group stand beside each other in the table.
 Chat& linked_chat(const Chat& chat) {
-  const auto number = static_cast<std::size_t>(chat.number);
-  return g_world.chats[is_channel(chat) ? number + 1 : number - 1];
+  return g_world.chats[static_cast<std::size_t>(chat.number + (chat.is_channel() ? 1 : -1))];
 }
 
 Chat* find_chat(Id id) {
@@ -130,8 +110,8 @@ Chat* find_chat(Id id) {
 }
 
 static std::string username_of(const Chat& chat) {
-  if (!is_group(chat)) return person(chat.peer).username;
-  std::string name = has_trait(chat, "public") ? to_lower_ascii(chat.role.title) : "";
+  if (!chat.is_group()) return person(chat.peer).username;
+  std::string name = chat.has("public") ? to_lower_ascii(chat.role.title) : "";
   std::replace(name.begin(), name.end(), ' ', '_');
   return name;
 }
@@ -147,7 +127,7 @@ Chat* find_username(std::string_view username) {
 std::string chat_title(const Chat& chat) {
   static constexpr const char* kPlaces[] = {"Harbour",  "Garden", "Kitchen", "Café Ö",
                                             "Workshop", "Поле",   "Library"};
-  if (!is_group(chat)) return person_name(chat.peer);
+  if (!chat.is_group()) return person_name(chat.peer);
   if (chat.number < kFirstChats) return chat.role.title;
   return std::string(kPlaces[chat.number % 7]) + " " + std::to_string(chat.number);
 }
@@ -166,24 +146,21 @@ static std::string standing_text(Standing standing) {
   return object(kShapes[static_cast<int>(standing)]);
 }
 
+// As getBasicGroup and getSupergroup answer.
 static std::string group_text(const Chat& chat) {
-  const std::string standing = standing_text(chat.standing), username = username_of(chat);
-  if (chat.kind == K::kBasicGroup) {
-    return object("basicGroup id member_count status is_active=true",
-                  {chat.peer, chat.members, standing});
-  }
-  return object(
-      "supergroup id usernames date status member_count has_linked_chat is_slow_mode_enabled "
-      "is_channel is_forum",
-      {chat.peer, usernames_text(username), kFirstDate - 90000000 + chat.number, standing,
-       chat.members, has_trait(chat, "linked"), has_trait(chat, "slow"), is_channel(chat),
-       chat.kind == K::kForum});
+  return object(chat.is_super() ? "supergroup id=%a usernames=%b date=%c status=%d member_count=%e "
+                                  "has_linked_chat=%f is_slow_mode_enabled=%g is_channel=%h "
+                                  "is_forum=%i"
+                                : "basicGroup id=%a member_count=%e status=%d is_active=true",
+                {chat.peer, usernames_text(username_of(chat)), kFirstDate - 90000000 + chat.number,
+                 standing_text(chat.standing), chat.members, chat.has("linked"), chat.has("slow"),
+                 chat.is_channel(), chat.kind == K::kForum});
 }
 
 static std::string members_text(const Chat& chat) {
   List members;
   for (int i = 0; i < std::min(chat.members, 200); ++i) {
-    const Id id = i == 0 && !is_outside(chat) ? kMe : kAnn + (i + chat.number) % 30;
+    const Id id = i == 0 && !chat.is_outside() ? kMe : kAnn + (i + chat.number) % 30;
     members.next() += object("chatMember member_id inviter_user_id joined_chat_date status",
                              {sender_text(id), kAnn, kFirstDate - 8000000,
                               standing_text(i == 0 ? chat.standing : S::kMember)});
@@ -194,20 +171,20 @@ static std::string members_text(const Chat& chat) {
 static std::string group_full_text(const Chat& chat) {
   if (chat.standing == S::kBanned) return refuse("CHANNEL_PRIVATE");
   const std::string description = "About " + chat_title(chat);
-  if (chat.kind == K::kBasicGroup) {
+  if (!chat.is_super()) {
     return object("basicGroupFullInfo description creator_user_id members",
                   {description, kAnn, members_text(chat)});
   }
-  const bool slow = has_trait(chat, "slow"), linked = has_trait(chat, "linked");
   return object(
       "supergroupFullInfo description member_count administrator_count=2 linked_chat_id "
       "slow_mode_delay slow_mode_delay_expires_in can_get_members is_all_history_available=true",
-      {description, chat.members, linked ? linked_chat(chat).id : 0, slow ? kSlowSeconds : 0,
-       static_cast<double>(slow_wait(chat)), !is_channel(chat)});
+      {description, chat.members, chat.has("linked") ? linked_chat(chat).id : 0,
+       chat.has("slow") ? kSlowSeconds : 0, static_cast<double>(slow_wait(chat)),
+       !chat.is_channel()});
 }
 
 Id slow_wait(const Chat& chat) {
-  if (!has_trait(chat, "slow") || chat.sent_last == 0) return 0;
+  if (!chat.has("slow") || chat.sent_last == 0) return 0;
   return std::max<Id>(chat.sent_last + kSlowSeconds - date_now(), 0);
 }
 
@@ -236,21 +213,18 @@ static std::string notification_settings_text(const Chat& chat) {
       {chat.default_mute, chat.mute_for});
 }
 
-static Id secret_id(const Chat& chat) { return chat.id - kSecretChats; }
-
 static std::string chat_type_text(const Chat& chat) {
-  if (chat.kind == K::kSecret)
-    return object("chatTypeSecret secret_chat_id user_id", {secret_id(chat), chat.peer});
-  if (chat.kind == K::kBasicGroup) return object("chatTypeBasicGroup basic_group_id", {chat.peer});
-  if (is_super(chat))
-    return object("chatTypeSupergroup supergroup_id is_channel", {chat.peer, is_channel(chat)});
-  return object("chatTypePrivate user_id", {chat.peer});
+  return object(chat.kind == K::kSecret ? "chatTypeSecret secret_chat_id=%c user_id=%a"
+                : chat.is_super()       ? "chatTypeSupergroup supergroup_id=%a is_channel=%b"
+                : chat.is_group()       ? "chatTypeBasicGroup basic_group_id=%a"
+                                        : "chatTypePrivate user_id=%a",
+                {chat.peer, chat.is_channel(), chat.id - kSecretChats});
 }
 
 // A private chat shows its person's.
 std::string chat_photo_text(const Chat& chat) {
   const Id of_group = chat.number % 3 == 0 ? 0 : chat.number * Id{8} + 3;
-  const Id key = is_group(chat) ? of_group : photo_key(chat.peer);
+  const Id key = chat.is_group() ? of_group : photo_key(chat.peer);
   if (key == 0) return {};
   return object("chatPhotoInfo small big",
                 {file_text(key, 3000, true), file_text(key + 1, 20000, true)});
@@ -263,7 +237,7 @@ static std::string chat_object(Chat& chat, bool complete) {
       "can_send_photos=%a can_send_videos=%a can_send_video_notes=%a can_send_voice_notes=%a "
       "can_send_polls=%a can_send_other_messages=%a can_add_link_previews=%a "
       "can_invite_users=true can_pin_messages=%b",
-      {!is_channel(chat), !is_super(chat)});
+      {!chat.is_channel(), !chat.is_super()});
   return object(
       "chat id type title photo accent_color_id profile_accent_color_id=-1 permissions "
       "last_message positions chat_lists view_as_topics "
@@ -273,7 +247,7 @@ static std::string chat_object(Chat& chat, bool complete) {
       {chat.id, chat_type_text(chat), chat_title(chat), chat_photo_text(chat), chat.number % 7,
        rights, complete ? message_text(chat, last_id(chat)) : "",
        complete ? positions_text(chat) : "[]", chat.order != 0 ? "[" + list_text(chat) + "]" : "[]",
-       chat.kind == K::kForum, chat.standing != S::kBanned, is_super(chat), chat.unread,
+       chat.kind == K::kForum, chat.standing != S::kBanned, chat.is_super(), chat.unread,
        chat.last_read_inbox, chat.last_read_outbox, chat.mentions,
        notification_settings_text(chat)});
 }
@@ -282,18 +256,15 @@ std::string chat_text(Chat& chat) { return chat_object(chat, true); }
 
 // The group or the person behind the chat.
 static void tell_peer(const Chat& chat) {
-  if (chat.kind == K::kBasicGroup) {
-    tell("updateBasicGroup basic_group", {group_text(chat)});
-  } else if (is_super(chat)) {
-    tell("updateSupergroup supergroup", {group_text(chat)});
-  } else {
-    tell_person(chat.peer);
-  }
-  if (chat.kind == K::kSecret) {
+  if (!chat.is_group()) tell_person(chat.peer);
+  if (chat.is_group()) {
+    tell(chat.is_super() ? "updateSupergroup supergroup" : "updateBasicGroup basic_group",
+         {group_text(chat)});
+  } else if (chat.kind == K::kSecret) {
     tell(
         "updateSecretChat secret_chat.id secret_chat.user_id "
         "secret_chat.state=@secretChatStateReady secret_chat.layer=144",
-        {secret_id(chat), chat.peer});
+        {chat.id - kSecretChats, chat.peer});
   }
 }
 
@@ -315,10 +286,9 @@ void tell_last_message(Chat& chat, const std::string& message) {
 
 void set_standing(Chat& chat, Standing standing) {
   if (chat.standing == standing) return;
-  chat.members += is_outside(chat);
+  chat.members += chat.is_outside() - is_outside(standing);
   chat.standing = standing;
-  chat.members -= is_outside(chat);
-  if (!is_outside(chat)) chat.listed = true;
+  if (!chat.is_outside()) chat.listed = true;
   if (chat.told) tell_peer(chat);
   place_chat(chat, true);
 }
@@ -328,10 +298,15 @@ void set_standing(Chat& chat, Standing standing) {
 static std::string open_chat(Asked& asked) {
   Chat& chat = *asked.chat;
   chat.open = true;
-  if (is_group(chat) && !is_channel(chat)) {
+  if (chat.is_group() && !chat.is_channel()) {
     tell("updateChatOnlineMemberCount chat_id online_member_count",
          {chat.id, 1 + chat.members / 3});
   }
+  return {};
+}
+
+static std::string close_chat(Asked& asked) {
+  asked.chat->open = false;
   return {};
 }
 
@@ -343,7 +318,7 @@ static std::string create_private_chat(Asked& asked) {
 }
 
 static std::string join_chat(Asked& asked) {
-  if (!is_super(*asked.chat)) return refuse("Can't join the chat");
+  if (!asked.chat->is_super()) return refuse("Can't join the chat");
   if (asked.chat->standing == S::kBanned) return refuse("USER_BANNED_IN_CHANNEL");
   if (asked.chat->standing != S::kLeft) return refuse("USER_ALREADY_PARTICIPANT");
   set_standing(*asked.chat, S::kMember);
@@ -351,7 +326,7 @@ static std::string join_chat(Asked& asked) {
 }
 
 static std::string leave_chat(Asked& asked) {
-  if (!is_group(*asked.chat)) return refuse("Can't leave private and secret chats");
+  if (!asked.chat->is_group()) return refuse("Can't leave private and secret chats");
   if (asked.chat->standing != S::kBanned) set_standing(*asked.chat, S::kLeft);
   return {};
 }
@@ -359,20 +334,13 @@ static std::string leave_chat(Asked& asked) {
 static std::string set_notifications(Asked& asked) {
   Chat& chat = *asked.chat;
   const Json& settings = asked.json["notification_settings"];
-  if (settings.is_null()) return refuse("New notification settings must be non-empty");
   const Id seconds = std::clamp<Id>(settings.number("mute_for"), 0, INT32_MAX);
+  const Id mute_for = seconds > 366 * 86400 ? INT32_MAX : seconds;
   chat.default_mute = settings.boolean("use_default_mute_for");
-  chat.mute_for = chat.default_mute       ? 0
-                  : seconds > 366 * 86400 ? INT32_MAX
-                                          : static_cast<int>(seconds);
+  chat.mute_for = chat.default_mute ? 0 : static_cast<int>(mute_for);
   tell("updateChatNotificationSettings chat_id notification_settings",
        {chat.id, notification_settings_text(chat)});
   return {};
-}
-
-static std::string get_scope(Asked& asked) {
-  if (asked.json["scope"].is_null()) return refuse("Scope must be non-empty");
-  return object("scopeNotificationSettings show_preview=true");
 }
 
 // The text of the group with that id of its own, which the client must know.
@@ -389,12 +357,13 @@ static std::string get_group_full(Asked& asked) { return with_group(asked, group
 const Requests kChatRequests = {
     {"getChat", kChat, [](Asked& asked) { return chat_text(*asked.chat); }},
     {"openChat", kChat, open_chat},
-    {"closeChat", kChat, [](Asked& asked) { return asked.chat->open = false, std::string(); }},
+    {"closeChat", kChat, close_chat},
     {"createPrivateChat", kNothing, create_private_chat},
     {"joinChat", kChat, join_chat},
     {"leaveChat", kChat, leave_chat},
     {"setChatNotificationSettings", kChat, set_notifications},
-    {"getScopeNotificationSettings", kNothing, get_scope},
+    {"getScopeNotificationSettings", kNothing,
+     [](Asked&) { return object("scopeNotificationSettings show_preview=true"); }},
     {"getBasicGroup", kNothing, get_group},
     {"getBasicGroupFullInfo", kNothing, get_group_full},
     {"getSupergroup", kNothing, get_group},

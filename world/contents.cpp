@@ -136,8 +136,8 @@ std::string slot_text(char slot, const Chat& chat, const Message& m) {
   switch (slot) {
     case 'a': return formatted_text(m.text);
     case 'b':
-      return m.file != 0 ? file_text(m.file)
-                         : file_text(key + 2, 4000 + static_cast<int>(m.dice % 90000), false);
+      if (m.file != 0) return file_text(m.file);
+      return file_text(key + 2, 4000 + static_cast<int>(m.dice % 90000), false);
     case 'c':
       return object("thumbnail format=@thumbnailFormatJpeg width=160 height=120 file",
                     {file_text(key, 2000, true)});
@@ -158,18 +158,17 @@ std::string slot_text(char slot, const Chat& chat, const Message& m) {
 }  // namespace
 
 int content_count() { return kCount; }
-bool content_is_service(int row) { return kRows[row].service; }
+bool is_service(const Message& m) { return kRows[m.content].service; }
 
-std::string_view content_type(int row) {
+std::string_view content_name(int row) {
+  constexpr std::size_t kBegin = std::string_view("message").size();
   const std::string_view shape = kRows[row].shape;
-  return shape.substr(0, shape.find(' '));
+  return shape.substr(kBegin, std::min(shape.find(' '), shape.size()) - kBegin);
 }
 
-bool is_text(const Message& m) { return m.content == 0; }
-
-int content_row(std::string_view type) {
+int content_row(std::string_view name) {
   int row = kCount - 1;
-  while (row > 0 && content_type(row) != type) --row;
+  while (row > 0 && content_name(row) != name) --row;
   return row;
 }
 

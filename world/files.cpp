@@ -32,8 +32,6 @@ static File* find_file(Id id) {
   return &g_files[static_cast<std::size_t>(id - 1)];
 }
 
-bool has_file(Id id) { return find_file(id) != nullptr; }
-
 static int add_file(File file) {
   g_files.push_back(std::move(file));
   return static_cast<int>(g_files.size());

@@ -13,14 +13,19 @@ static Id asked_limit(const Asked& asked) {
   return std::clamp<Id>(asked.json.number("limit"), 1, kMostMessages);
 }
 
+// Where a page begins; without a message behind the newest.
+static Id asked_from(const Asked& asked) {
+  const Id from = asked.json.number("from_message_id");
+  return from == 0 ? INT64_MAX : from;
+}
+
 // ---- pages
 
 // The ids of a page as TDLib walks: `offset` below 0 begins with that many newer ones.
 template <class Next, class Previous>
 static std::vector<Id> page(const Asked& asked, Id limit, Next next, Previous previous) {
-  const Id asked_from = asked.json.number("from_message_id");
-  const Id from = asked_from == 0 ? INT64_MAX : asked_from;
-  Id newer = asked_from == 0 ? 0 : -asked.json.number("offset");
+  const Id from = asked_from(asked);
+  Id newer = from == INT64_MAX ? 0 : -asked.json.number("offset");
   Id at = previous(newer > 0 ? from + 1 : from);
   if (at == from) --newer;
   for (Id id = at; newer > 0 && (id = next(id)) != 0; --newer) at = id;
@@ -53,16 +58,16 @@ static std::string get_pinned_message(Asked& asked) {
 static std::string get_properties(Asked& asked) {
   const Chat& chat = *asked.chat;
   const Message& m = asked.message;
-  const bool plain = !content_is_service(m.content), sent = m.sending.empty();
+  const bool plain = !is_service(m), sent = m.sending.empty();
   const bool free = plain && sent && chat.kind != ChatKind::kSecret;
   return object(
       "messageProperties can_be_copied=%a can_be_deleted_only_for_self=%b "
       "can_be_deleted_for_all_users=%c can_be_edited=%d can_be_forwarded=%e can_be_pinned=%f "
       "can_be_replied=%g can_be_replied_in_another_chat=%e can_be_saved=%a "
       "can_get_message_thread=%h can_report_chat=%i",
-      {plain, !is_super(chat), m.outgoing || is_ruled(chat) || !is_group(chat),
-       m.outgoing && is_text(m) && sent && m.forward_from == 0, free,
-       plain && sent && (!is_super(chat) || is_ruled(chat)), can_write(chat) && sent,
+      {plain, !chat.is_super(), m.outgoing || chat.is_ruled() || !chat.is_group(),
+       m.outgoing && m.is_text() && sent && m.forward_from == 0, free,
+       plain && sent && (!chat.is_super() || chat.is_ruled()), can_write(chat) && sent,
        sent && find_thread(chat, m).headed, !m.outgoing});
 }
 
@@ -97,65 +102,35 @@ static std::string get_thread_history(Asked& asked) {
 
 // ---- search
 
-// The content types that a filter lets pass; those that look at something else are in passes().
-static constexpr struct {
-  std::string_view filter;  // without "searchMessagesFilter"
-  std::string_view types;
-} kFilters[] = {
-    {"Photo", "messagePhoto"},
-    {"Video", "messageVideo"},
-    {"PhotoAndVideo", "messagePhoto messageVideo"},
-    {"Document", "messageDocument"},
-    {"Audio", "messageAudio"},
-    {"Animation", "messageAnimation"},
-    {"VoiceNote", "messageVoiceNote"},
-    {"VideoNote", "messageVideoNote"},
-    {"VoiceAndVideoNote", "messageVoiceNote messageVideoNote"},
-    {"Poll", "messagePoll"},
-    {"ChatPhoto", "messageChatChangePhoto"},
-};
-static constexpr std::string_view kWithText =
-    "messageText messagePhoto messageVideo messageDocument messageAnimation messageAudio";
+static constexpr std::string_view kWithText[] = {"Text",     "Photo",     "Video",
+                                                 "Document", "Animation", "Audio"};
 
-static bool has_type(std::string_view types, const Message& m) {
-  const std::string_view type = content_type(m.content);
-  const std::size_t end = types.find(type) + type.size();
-  return types.find(type) != std::string_view::npos && (end == types.size() || types[end] == ' ');
-}
-
+// Most filters are called like the one content that they let pass.
 static bool passes(const Chat& chat, const Message& m, std::string_view filter) {
-  filter.remove_prefix(std::min(filter.size(), std::string_view("searchMessagesFilter").size()));
-  if (filter == "Url") return is_text(m) && m.text.find("https://") != std::string::npos;
+  if (filter == "Url") return m.is_text() && m.text.find("https://") != std::string::npos;
   if (filter == "Pinned") return is_pinned(chat, m.id);
-  if (filter == "Mention") return m.mention;
-  if (filter == "UnreadMention") return m.mention && m.id > chat.last_read_inbox;
-  if (filter == "FailedToSend") return m.failed;
-  for (const auto& row : kFilters) {
-    if (row.filter == filter) return has_type(row.types, m);
-  }
-  return filter.empty() || filter == "Empty";
+  return filter.empty() || filter == "Empty" || filter == content_name(m.content);
 }
 
-static bool matches(const Chat& chat, const Message& m, const Json& request) {
-  const Json& sender = request["sender_id"];
-  const Id from = sender.number("user_id") + sender.number("chat_id");
-  const std::string wanted = to_lower_ascii(request["query"].text);
-  return (from == 0 || m.sender == from) && passes(chat, m, request["filter"].type()) &&
-         (wanted.empty() ||
-          (has_type(kWithText, m) && to_lower_ascii(m.text).find(wanted) != std::string::npos));
+static bool says(const Message& m, const std::string& wanted) {
+  return wanted.empty() || (to_lower_ascii(m.text).find(wanted) != std::string::npos &&
+                            std::find(std::begin(kWithText), std::end(kWithText),
+                                      content_name(m.content)) != std::end(kWithText));
 }
 
 static std::string search_chat_messages(Asked& asked) {
   Chat& chat = *asked.chat;
-  const Id limit = asked_limit(asked), asked_from = asked.json.number("from_message_id");
-  const Id from = asked_from == 0 ? INT64_MAX : asked_from;
+  std::string_view filter = asked.json["filter"].type();
+  filter.remove_prefix(std::min(filter.size(), std::string_view("searchMessagesFilter").size()));
+  const std::string wanted = to_lower_ascii(asked.json["query"].text);
+  const Id limit = asked_limit(asked), from = asked_from(asked);
   Id found = 0, total = 0, next_from = 0;
   int looked = 0;
   List list;
   for (Id id = last_id(chat); id != 0 && looked < kMostLooked; id = previous_id(chat, id)) {
     ++looked;
     const Message m = find_message(chat, id);
-    if (!matches(chat, m, asked.json)) continue;
+    if (!passes(chat, m, filter) || !says(m, wanted)) continue;
     ++total;
     if (id >= from || found == limit) continue;
     list.next() += message_text(chat, m);
@@ -171,8 +146,8 @@ static std::string view_messages(Asked& asked) {
   Chat& chat = *asked.chat;
   Id newest = 0;
   for (const Message& m : asked_messages(asked, chat)) newest = std::max(newest, m.id);
-  if (!chat.open && !asked.json.boolean("force_read")) return {};
-  if (is_sent_id(newest)) read_inbox(chat, newest);
+  if (is_sent_id(newest) && (chat.open || asked.json.boolean("force_read")))
+    read_inbox(chat, newest);
   return {};
 }
 

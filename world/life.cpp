@@ -9,14 +9,14 @@ static void tell_typing(const Chat& chat, Id sender, const char* action) {
 }
 
 static Id somebody(const Chat& chat, std::uint64_t dice) {
-  return is_group(chat) ? kAnn + static_cast<Id>(dice % 5) : chat.peer;
+  return chat.is_group() ? kAnn + static_cast<Id>(dice % 5) : chat.peer;
 }
 
 void be_answered(Chat& chat, Id message) {
   const Message m = find_message(chat, message);
   if (m.id == 0) return;
   const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(m.id ^ chat.id));
-  if (is_channel(chat)) {  // readers do what they can
+  if (chat.is_channel()) {  // readers do what they can
     later(2.5, [&chat, message] {
       if (can_react(chat, find_message(chat, message))) react(chat, message, "👍", false);
     });
@@ -29,7 +29,7 @@ void be_answered(Chat& chat, Id message) {
   later(2.5, [&chat, who, answer, message] {
     if (!can_write(chat)) return;
     tell_typing(chat, who, "chatActionCancel");
-    receive_message(chat, who, answer, is_group(chat) ? message : 0);
+    receive_message(chat, who, answer, chat.is_group() ? message : 0);
   });
 }
 
@@ -43,7 +43,7 @@ static Chat* random_chat(std::uint64_t dice) {
 }
 
 static void write(Chat& chat, std::uint64_t dice) {
-  if ((dice & 3) != 0 || is_channel(chat)) return receive_next(chat);
+  if ((dice & 3) != 0 || chat.is_channel()) return receive_next(chat);
   tell_chat(chat);
   const Id who = somebody(chat, dice >> 8);
   tell_typing(chat, who, "chatActionTyping");
@@ -55,7 +55,7 @@ static void change(Chat& chat, std::uint64_t dice) {
   const Id newest = message_index(last_id(chat)) - static_cast<Id>(dice & 3);
   const Message m = find_message(chat, previous_id(chat, message_id(newest)));
   if (!can_react(chat, m) || !chat.told) return;
-  if ((dice >> 4 & 1) == 0 && !m.outgoing && is_text(m)) {
+  if ((dice >> 4 & 1) == 0 && !m.outgoing && m.is_text()) {
     edit_message(chat, m.id, some_text(dice >> 8));
   } else {
     react(chat, m.id, m.reactions.empty() ? "❤" : m.reactions[0].emoji, false);
@@ -88,7 +88,7 @@ void live_one_moment(std::uint64_t moment) {
   if (!is_online()) return;
   if (roll >= 97) {
     if (roll < 99) change_somebody(dice >> 8);
-    if (roll == 99 && moment > 100 && !is_called()) begin_call(kAnn, false, false);
+    if (roll == 99 && moment > 100 && !is_called()) begin_call(kAnn, false);
   } else if (roll >= 60 && roll < 80) {
     come_or_go(kAnn + static_cast<Id>((dice >> 8) % 10));
   } else if (Chat* chat = random_chat(dice >> 8)) {

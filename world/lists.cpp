@@ -8,7 +8,7 @@ namespace world {
 // Where it stands now: pinned ones far above every date.
 static Id order_of(const Chat& chat) {
   const Id last = last_id(chat);
-  if (!chat.listed || is_outside(chat) || (last == 0 && chat.pinned == 0)) return 0;
+  if (!chat.listed || chat.is_outside() || (last == 0 && chat.pinned == 0)) return 0;
   if (chat.pinned > 0) return (Id{2147000000} - chat.pinned) << 32;
   return find_message(chat, last).date << 32 | (message_index(last) & 0xFFFFF);
 }

@@ -183,8 +183,9 @@ static std::string set_phone(Asked& asked) {
 }
 
 static std::string check_code(Asked& asked) {
-  std::string error = try_secret(asked.json.string("code") == kRightCode, "PHONE_CODE_INVALID");
-  if (!error.empty()) return error;
+  if (std::string error = try_secret(asked.json.string("code") == kRightCode, "PHONE_CODE_INVALID");
+      !error.empty())
+    return error;
   if (g_world.settings.login == "password") return enter(kPassword);
   if (g_world.settings.login == "register") return enter(kRegistration);
   return open_world();

@@ -27,8 +27,8 @@ std::string interaction_text(Chat& chat, const Message& m) {
   const Thread thread = find_thread(chat, m);
   const std::string reply_info = thread.headed ? reply_info_text(thread_ids(thread)) : "";
   const std::string reactions = reactions_text(m);
-  if (!is_channel(chat) && reply_info.empty() && reactions.empty()) return {};
-  const Id views = is_channel(chat) ? static_cast<Id>(m.dice % 5000) + 1 : 0;
+  if (!chat.is_channel() && reply_info.empty() && reactions.empty()) return {};
+  const Id views = chat.is_channel() ? static_cast<Id>(m.dice % 5000) + 1 : 0;
   return object("messageInteractionInfo view_count forward_count reply_info reactions",
                 {views, views / 50, reply_info, reactions});
 }
@@ -76,7 +76,7 @@ std::string message_text(Chat& chat, const Message& m) {
       "is_channel_post contains_unread_mention date edit_date forward_info interaction_info "
       "reply_to topic_id content",
       {m.id, sender_text(m.sender), m.chat, m.sending, m.outgoing, is_pinned(chat, m.id),
-       is_channel(chat), m.mention && m.id > chat.last_read_inbox, m.date, m.edit_date,
+       chat.is_channel(), m.mention && m.id > chat.last_read_inbox, m.date, m.edit_date,
        forward_text(m), m.sending.empty() ? interaction_text(chat, m) : "", reply_text(m),
        topic_text(m), content});
 }

@@ -1,6 +1,7 @@
 // Messages: those of the beginning follow from the seed, the chat and their number; what has
 // been changed or written since is kept with the chat.
 #include <algorithm>
+#include <utility>
 
 #include "world/world.h"
 
@@ -40,14 +41,14 @@ static Id date_of(const Chat& chat, Id index) {
 }
 
 static Id roll_sender(const Chat& chat, std::uint64_t dice) {
-  if (is_channel(chat)) return chat.id;
-  if (!is_group(chat)) return (dice & 7) < 3 ? kMe : chat.peer;
+  if (chat.is_channel()) return chat.id;
+  if (!chat.is_group()) return (dice & 7) < 3 ? kMe : chat.peer;
   if ((dice & 7) == 0 && !is_outside(chat.role.standing)) return kMe;
   const auto people = static_cast<unsigned>(std::clamp(chat.role.members, 2, 30));
   return kAnn + static_cast<Id>((dice >> 3) % people);
 }
 
-static bool has_threads(const Chat& chat) { return chat.kind == ChatKind::kSupergroup; }
+static bool has_threads(const Chat& chat) { return chat.kind == ChatKind::kSuper; }
 
 static Id thread_of(const Chat& chat, Id index, std::uint64_t dice) {
   if (!has_threads(chat)) return 0;
@@ -74,7 +75,7 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
     if (channel) m.forward_message = message_id(static_cast<Id>((more >> 40) % 100));
   }
   if (more % 37 == 4) m.edit_date = m.date + 60;
-  if (!is_group(chat) || more % 6 != 2) return;
+  if (!chat.is_group() || more % 6 != 2) return;
   for (unsigned i = 0; i <= (more >> 48) % 3; ++i) {
     m.reactions.push_back(
         {kEmoji[(more >> 50) % 3 + i], 1 + static_cast<int>((more >> (52 + i)) % 9), false});
@@ -85,8 +86,7 @@ static Message roll_message(const Chat& chat, Id index);
 
 // A channel's post as it was written, at the head of its thread in the discussion group.
 static void forward_post(const Chat& chat, Id index, Message& m) {
-  if (index % kThreadLength != 0 || index >= chat.role.messages || !has_trait(chat, "linked"))
-    return;
+  if (index % kThreadLength != 0 || index >= chat.role.messages || !chat.has("linked")) return;
   const Chat& channel = linked_chat(chat);
   if (index / kThreadLength >= channel.role.messages) return;
   const Message post = roll_message(channel, index / kThreadLength);
@@ -113,20 +113,20 @@ static Message roll_message(const Chat& chat, Id index) {
     m.text = "This is the chat that steers the world. Write help to see the words.";
     return m;
   }
-  const bool named = has_trait(chat, "named") && index == chat.role.messages - 2;
+  const bool named = chat.has("named") && index == chat.role.messages - 2;
   m.sender = named ? kAnn : roll_sender(chat, dice);
   m.outgoing =
-      m.sender == kMe || (is_channel(chat) && chat.role.standing == Standing::kAdministrator);
-  m.content = has_trait(chat, "gallery") ? static_cast<int>(index % content_count())
-                                         : random_content(dice >> 8);
-  if (named || (content_is_service(m.content) && !is_group(chat))) m.content = 0;
+      m.sender == kMe || (chat.is_channel() && chat.role.standing == Standing::kAdministrator);
+  m.content =
+      chat.has("gallery") ? static_cast<int>(index % content_count()) : random_content(dice >> 8);
+  if (named || (is_service(m) && !chat.is_group())) m.content = 0;
   m.text = some_text(dice >> 20);
   if (chat.kind == ChatKind::kForum) m.topic = 1 + static_cast<int>(dice >> 44 & 1);
-  if (!content_is_service(m.content)) {
+  if (!is_service(m)) {
     m.thread = thread_of(chat, index, dice);
     add_context(chat, index, dice, m);
   }
-  m.mention = is_group(chat) && !is_channel(chat) && !m.outgoing && is_text(m) &&
+  m.mention = chat.is_group() && !chat.is_channel() && !m.outgoing && m.is_text() &&
               (named || mix(dice, 5) % kMentionEvery == 0);
   if (m.mention) m.text = std::string(kMyName) + " " + m.text;
   if (has_threads(chat)) forward_post(chat, index, m);
@@ -198,7 +198,7 @@ void count_unread(Chat& chat) {
 }
 
 Thread find_thread(const Chat& chat, const Message& m) {
-  if (is_channel(chat) && has_trait(chat, "linked")) {
+  if (chat.is_channel() && chat.has("linked")) {
     Chat& group = linked_chat(chat);
     const Id root = message_id(message_index(m.id) * kThreadLength);
     if (find_message(group, root).forward_message == m.id) return {&group, root, true};
@@ -223,13 +223,12 @@ std::vector<Id> thread_ids(const Thread& thread) {
 
 // ---- what happens to them
 
-// What is unread has changed, and the number of mentions if it is another than `mentions`.
-static void tell_unread(const Chat& chat, int mentions) {
+// What is unread has changed, and perhaps the number of mentions.
+static void tell_unread(Chat& chat) {
   tell("updateChatReadInbox chat_id last_read_inbox_message_id unread_count",
        {chat.id, chat.last_read_inbox, chat.unread});
-  if (chat.mentions != mentions) {
+  if (std::exchange(chat.told_mentions, chat.mentions) != chat.mentions)
     tell("updateChatUnreadMentionCount chat_id unread_mention_count", {chat.id, chat.mentions});
-  }
 }
 
 void tell_new_message(Chat& chat, Id id) {
@@ -239,7 +238,7 @@ void tell_new_message(Chat& chat, Id id) {
   if (!m.outgoing) {
     ++chat.unread;
     chat.mentions += m.mention;
-    tell_unread(chat, chat.mentions - m.mention);
+    tell_unread(chat);
   }
   tell_last_message(chat, text);
 }
@@ -251,7 +250,7 @@ void receive_next(Chat& chat) {
   // Nothing comes from the account itself that it has not written.
   if (find_message(chat, id).sender == kMe) {
     Message& other = change_message(chat, id);
-    other.sender = is_group(chat) ? kAnn : chat.peer;
+    other.sender = chat.is_group() ? kAnn : chat.peer;
     other.outgoing = false;
   }
   tell_new_message(chat, id);
@@ -289,15 +288,13 @@ static void tell_interaction(Chat& chat, Id id) {
 }
 
 static void tell_deleted(const Chat& chat, const std::vector<Id>& ids) {
-  List list;
-  for (const Id id : ids) append_i64(list.next(), id);
-  tell("updateDeleteMessages chat_id message_ids is_permanent=true", {chat.id, list.done()});
+  tell("updateDeleteMessages chat_id message_ids is_permanent=true", {chat.id, ids_text(ids)});
 }
 
 void delete_messages(Chat& chat, const std::vector<Id>& ids) {
   std::set<Id> heads;
   const Id last = last_id(chat);
-  const int unread = chat.unread, mentions = chat.mentions;
+  const int unread = chat.unread;
   std::vector<Id> deleted;
   for (const Id id : ids) {
     const Message m = find_message(chat, id);
@@ -311,7 +308,7 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
   if (deleted.empty()) return;
   tell_deleted(chat, deleted);
   count_unread(chat);
-  if (chat.unread != unread) tell_unread(chat, mentions);
+  if (chat.unread != unread) tell_unread(chat);
   if (last_id(chat) != last) tell_last_message(chat);
   for (const Id head : heads) {
     if (find_message(chat, head).id != 0) tell_interaction(chat, head);
@@ -319,7 +316,6 @@ void delete_messages(Chat& chat, const std::vector<Id>& ids) {
 }
 
 void clear_history(Chat& chat) {
-  const int mentions = chat.mentions;
   // The client asks for the others again, and there are none.
   const std::vector<Id> newest = newest_ids(chat, 100);
   if (!newest.empty()) chat.cleared = chat.last_read_inbox = newest[0];
@@ -328,7 +324,7 @@ void clear_history(Chat& chat) {
   known.messages.erase(known.messages.begin(), known.messages.upper_bound(chat.cleared));
   known.pins.clear();
   if (!newest.empty()) tell_deleted(chat, newest);
-  tell_unread(chat, mentions);
+  tell_unread(chat);
   place_chat(chat, true);
   tell_last_message(chat);
 }
@@ -345,8 +341,7 @@ void edit_message(Chat& chat, Id id, std::string_view text) {
 }
 
 bool can_react(const Chat& chat, const Message& m) {
-  return m.id != 0 && m.sending.empty() && !content_is_service(m.content) &&
-         chat.kind != ChatKind::kSecret;
+  return m.id != 0 && m.sending.empty() && !is_service(m) && chat.kind != ChatKind::kSecret;
 }
 
 void react(Chat& chat, Id id, const std::string& emoji, bool own) {
@@ -370,10 +365,9 @@ void react(Chat& chat, Id id, const std::string& emoji, bool own) {
 
 void read_inbox(Chat& chat, Id up_to) {
   if (up_to <= chat.last_read_inbox) return;
-  const int mentions = chat.mentions;
   chat.last_read_inbox = up_to;
   count_unread(chat);
-  tell_unread(chat, mentions);
+  tell_unread(chat);
 }
 
 void read_outbox(Chat& chat, Id up_to) {

@@ -62,7 +62,7 @@ static const RequestRow* find_row(std::string_view request) {
 
 static std::string why_not_write(const Chat& chat) {
   if (chat.kind == ChatKind::kDeleted) return refuse("USER_DELETED");
-  return refuse(is_channel(chat) && chat.standing != Standing::kBanned
+  return refuse(chat.is_channel() && chat.standing != Standing::kBanned
                     ? "Need administrator rights in the channel chat"
                     : "Have no write access to the chat");
 }

@@ -226,6 +226,12 @@ std::string object(const char* shape, std::initializer_list<Value> values) {
   return out;
 }
 
+std::string ids_text(const std::vector<std::int64_t>& ids) {
+  List list;
+  for (const std::int64_t id : ids) append_i64(list.next(), id);
+  return list.done();
+}
+
 std::string bare_object(std::string_view type) {
   return "{\"@type\":\"" + std::string(type) + "\"}";
 }

@@ -62,6 +62,9 @@ struct List {
   const std::string& done() { return text += ']'; }
 };
 
+// The text of an array of ids.
+std::string ids_text(const std::vector<std::int64_t>& ids);
+
 // With the quotes; all that is not ASCII as \uXXXX. The text is valid UTF-8.
 void append_string(std::string& out, std::string_view text);
 

@@ -15,18 +15,6 @@ static constexpr double kSendSeconds = 0.4;
 
 // ---- contents
 
-static constexpr struct Input {
-  std::string_view type;
-  const char* content;
-  const char* file;  // the member with the InputFile
-} kInputs[] = {
-    {"inputMessagePhoto", "messagePhoto", "photo"},
-    {"inputMessageVideo", "messageVideo", "video"},
-    {"inputMessageDocument", "messageDocument", "document"},
-    {"inputMessageVoiceNote", "messageVoiceNote", "voice_note"},
-    {"inputMessageVideoNote", "messageVideoNote", "video_note"},
-};
-
 // Each of these fills what the message holds, or gives the error with which the service would not
 // take it.
 static std::string read_text(const Json& content, Message& m) {
@@ -36,10 +24,6 @@ static std::string read_text(const Json& content, Message& m) {
 }
 
 static std::string read_file(const Json& file, Message& m) {
-  if (file.type() == "inputFileId") {
-    m.file = static_cast<int>(file.number("id"));
-    return has_file(m.file) ? "" : refuse("Invalid file identifier");
-  }
   const std::string path(file.string("path"));
   struct stat status {};
   if (path.empty()) return refuse("File path must be non-empty");
@@ -54,16 +38,14 @@ static std::string read_file(const Json& file, Message& m) {
 static std::string read_content(const Json& content, Message& m) {
   if (content.is_null()) return refuse("Can't send message without content");
   if (content.type() == "inputMessageText") return read_text(content, m);
-  for (const Input& row : kInputs) {
-    if (row.type != content.type()) continue;
-    m.content = content_row(row.content);
-    m.text = trim(content["caption"].string("text"));
-    if (utf16_length(m.text) > kMostCaption) return refuse("Message caption is too long");
-    // A photo comes in a nested object, other files directly.
-    const Json& member = content[row.file];
-    return read_file(member[row.file].is_null() ? member : member[row.file], m);
-  }
-  return refuse("Message content is not supported here");
+  const auto file =
+      std::find_if(content.items.begin(), content.items.end(),
+                   [](const Json& member) { return member.type() == "inputFileLocal"; });
+  if (file == content.items.end()) return refuse("Message content is not supported here");
+  m.content = content_row(content.type().substr(std::string_view("inputMessage").size()));
+  m.text = trim(content["caption"].string("text"));
+  if (utf16_length(m.text) > kMostCaption) return refuse("Message caption is too long");
+  return read_file(*file, m);
 }
 
 // ---- sending
@@ -110,7 +92,7 @@ static Id begin_send(Chat& chat, Message m) {
   const Id id = message_id(sent_count(chat) - 1) + ++chat.local_ids;
   m.id = id;
   m.chat = chat.id;
-  m.sender = is_channel(chat) ? chat.id : kMe;
+  m.sender = chat.is_channel() ? chat.id : kMe;
   m.outgoing = true;
   m.date = date_now();
   m.sending = object("messageSendingStatePending sending_id=1");
@@ -130,14 +112,11 @@ static Id begin_send(Chat& chat, Message m) {
 static std::string send_message(Asked& asked) {
   Chat& chat = *asked.chat;
   Message m;
-  std::string error = read_content(asked.json["input_message_content"], m);
-  if (!error.empty()) return error;
-  const Json& reply = asked.json["reply_to"];
-  const Message to = find_message(chat, reply.number("message_id"));
+  if (std::string error = read_content(asked.json["input_message_content"], m); !error.empty())
+    return error;
+  const Message to = find_message(chat, asked.json["reply_to"].number("message_id"));
   m.reply_to = to.id;
   m.thread = to.thread;
-  m.quote = reply["quote"]["text"].string("text");
-  m.topic = static_cast<int>(asked.json["topic_id"].number("forum_topic_id"));
   return message_text(chat, begin_send(chat, std::move(m)));
 }
 
@@ -163,7 +142,7 @@ static std::string forward_messages(Asked& asked) {
   std::vector<Id> ids;
   for (Message& m : asked_messages(asked, *from)) {
     if (!can_react(*from, m)) continue;  // the same can be forwarded
-    if (!asked.json.boolean("send_copy") && m.forward_from == 0) {
+    if (m.forward_from == 0) {
       m.forward_from = m.sender;
       m.forward_message = m.sender < 0 ? m.id : 0;
     }
@@ -184,10 +163,10 @@ static std::string edit_text(Asked& asked) {
   const Message& m = asked.message;
   if (!m.outgoing || !m.sending.empty() || m.forward_from != 0)
     return refuse("Message can't be edited");
-  if (!is_text(m)) return refuse("There is no text in the message to edit");
+  if (!m.is_text()) return refuse("There is no text in the message to edit");
   Message other;
-  std::string error = read_content(asked.json["input_message_content"], other);
-  if (!error.empty()) return error;
+  if (std::string error = read_content(asked.json["input_message_content"], other); !error.empty())
+    return error;
   if (other.text == m.text) return refuse("MESSAGE_NOT_MODIFIED");
   edit_message(*asked.chat, m.id, other.text);
   return message_text(*asked.chat, m.id);
@@ -197,7 +176,8 @@ static std::string delete_some(Asked& asked) {
   Chat& chat = *asked.chat;
   std::vector<Id> ids;
   for (const Message& m : asked_messages(asked, chat)) {
-    if (is_super(chat) && !m.outgoing && !is_ruled(chat)) return refuse("Message can't be deleted");
+    if (chat.is_super() && !m.outgoing && !chat.is_ruled())
+      return refuse("Message can't be deleted");
     ids.push_back(m.id);
   }
   delete_messages(chat, ids);
@@ -206,13 +186,14 @@ static std::string delete_some(Asked& asked) {
 
 static std::string delete_history(Asked& asked) {
   const bool remove = asked.json.boolean("remove_from_chat_list");
-  if (is_channel(*asked.chat) && !remove) return refuse("Can't delete chat history");
+  if (asked.chat->is_channel() && !remove) return refuse("Can't delete chat history");
   if (remove) asked.chat->listed = false;
   clear_history(*asked.chat);
   return {};
 }
 
-static std::string change_reaction(Asked& asked, bool add) {
+static std::string change_reaction(Asked& asked) {
+  const bool add = asked.json.type() == "addMessageReaction";
   const Message& m = asked.message;
   const std::string emoji(asked.json["reaction_type"].string("emoji"));
   if (!can_react(*asked.chat, m)) return refuse("Message can't have reactions");
@@ -227,16 +208,16 @@ static std::string change_reaction(Asked& asked, bool add) {
 static std::string pin_message(Asked& asked) {
   Chat& chat = *asked.chat;
   const Message& m = asked.message;
-  if ((is_super(chat) && !is_ruled(chat)) || (is_group(chat) && !can_write(chat)))
+  if ((chat.is_super() && !chat.is_ruled()) || (chat.is_group() && !can_write(chat)))
     return refuse("Not enough rights to manage pinned messages in the chat");
-  if (content_is_service(m.content) || !m.sending.empty()) return refuse("Message can't be pinned");
+  if (is_service(m) || !m.sending.empty()) return refuse("Message can't be pinned");
   if (!changes(chat).pins.insert(m.id).second) return {};
   tell("updateMessageIsPinned chat_id message_id is_pinned", {chat.id, m.id, true});
-  if (!is_group(chat)) return {};
+  if (!chat.is_group()) return {};
   Message note;
-  note.sender = is_channel(chat) ? chat.id : kMe;
+  note.sender = chat.is_channel() ? chat.id : kMe;
   note.outgoing = true;
-  note.content = content_row("messagePinMessage");
+  note.content = content_row("PinMessage");
   tell_new_message(chat, append_message(chat, note));
   return {};
 }
@@ -248,10 +229,8 @@ const Requests kSendingRequests = {
     {"editMessageText", kChat | kMessage, edit_text},
     {"deleteMessages", kChat, delete_some},
     {"deleteChatHistory", kChat, delete_history},
-    {"addMessageReaction", kChat | kMessage,
-     [](Asked& asked) { return change_reaction(asked, true); }},
-    {"removeMessageReaction", kChat | kMessage,
-     [](Asked& asked) { return change_reaction(asked, false); }},
+    {"addMessageReaction", kChat | kMessage, change_reaction},
+    {"removeMessageReaction", kChat | kMessage, change_reaction},
     {"pinChatMessage", kChat | kMessage, pin_message},
 };
 

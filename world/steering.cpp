@@ -38,7 +38,7 @@ struct Words {
     std::size_t size = 0;
     const std::string text = std::string(all()) + ' ';
     for (Chat& chat : g_world.chats) {
-      const std::string first_name = is_group(chat) ? "" : person(chat.peer).first_name;
+      const std::string first_name = chat.is_group() ? "" : person(chat.peer).first_name;
       for (const std::string& name : {chat_title(chat), first_name}) {
         if (name.size() <= size || text.compare(0, name.size() + 1, name + ' ') != 0) continue;
         size = name.size();
@@ -55,7 +55,7 @@ struct Words {
 // ---- what happens by them
 
 static std::string call(Words&) {
-  begin_call(kAnn, false, false);
+  begin_call(kAnn, false);
   return "Ann is calling.";
 }
 
@@ -64,8 +64,8 @@ static std::string say(Words& words) {
   const std::string_view text = words.all();
   if (chat == nullptr) return "Nobody here is called that.";
   if (text.empty()) return {};
-  if (is_outside(*chat)) return "You would not hear it.";
-  const Id who = is_channel(*chat) ? chat->id : is_group(*chat) ? kAnn : chat->peer;
+  if (chat->is_outside()) return "You would not hear it.";
+  const Id who = chat->is_channel() ? chat->id : chat->is_group() ? kAnn : chat->peer;
   receive_message(*chat, who, text);
   return chat_title(*chat) + " has said it.";
 }
@@ -94,7 +94,7 @@ static std::string proxy(Words& words) {
 
 static std::string kick(Words& words) {
   Chat* chat = words.chat();
-  if (chat == nullptr || !is_group(*chat)) return "There is no such group.";
+  if (chat == nullptr || !chat->is_group()) return "There is no such group.";
   tell_chat(*chat);
   set_standing(*chat, Standing::kBanned);
   return "You have been removed from " + chat_title(*chat) + ".";
@@ -120,15 +120,15 @@ static std::string change_newest(bool (*fits)(const Chat&, const Message&),
 
 static std::string edit(Words&) {
   return change_newest(
-      [](const Chat&, const Message& m) { return !m.outgoing && is_text(m); },
+      [](const Chat&, const Message& m) { return !m.outgoing && m.is_text(); },
       [](Chat& chat, const Message& m) { edit_message(chat, m.id, m.text + " (I mean it)"); },
       " was edited.");
 }
 
 static std::string remove(Words&) {
-  return change_newest(
-      [](const Chat&, const Message& m) { return !m.outgoing && !content_is_service(m.content); },
-      [](Chat& chat, const Message& m) { delete_messages(chat, {m.id}); }, " was deleted.");
+  return change_newest([](const Chat&, const Message& m) { return !m.outgoing && !is_service(m); },
+                       [](Chat& chat, const Message& m) { delete_messages(chat, {m.id}); },
+                       " was deleted.");
 }
 
 static std::string react_somehow(Words&) {
@@ -227,7 +227,7 @@ static std::string store(Words& words) {
   for (Chat& chat : g_world.chats) {
     if (!chat.told) continue;
     const auto ids = newest_ids(chat, 30);
-    file << "{\"outside\":" << (is_outside(chat) ? "true" : "false")
+    file << "{\"outside\":" << (chat.is_outside() ? "true" : "false")
          << ",\"chat\":" << chat_text(chat)
          << ",\"newest\":" << messages_text(chat, ids, ids.size()) << "}\n";
   }

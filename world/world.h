@@ -61,19 +61,14 @@ struct Message {
   std::vector<Reaction> reactions;
   std::string sending;  // the sending state object; empty when it is sent
   bool failed = false;
+
+  bool is_text() const { return content == 0; }
 };
 
-enum class ChatKind {
-  kPrivate,
-  kBot,
-  kDeleted,
-  kSecret,
-  kBasicGroup,
-  kSupergroup,
-  kForum,
-  kChannel
-};
-enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };  // the last two: outside
+// From kBasic on several people write, from kSuper on there is a supergroup.
+enum class ChatKind { kPrivate, kBot, kDeleted, kSecret, kBasic, kSuper, kForum, kChannel };
+enum class Standing { kMember, kAdministrator, kOwner, kLeft, kBanned };
+constexpr bool is_outside(Standing s) { return s >= Standing::kLeft; }
 
 // How a chat was at the beginning, which decides who wrote what there is.
 struct Role {
@@ -106,6 +101,7 @@ struct Chat {
   Id last_read_outbox = 0;
   int unread = 0;
   int mentions = 0;
+  int told_mentions = 0;
   int mute_for = 0;
   bool default_mute = true;
   bool archived = false;
@@ -119,6 +115,17 @@ struct Chat {
   Id cleared = 0;          // everything up to this id is gone
   Id order = 0;            // its place in the list, as told last; 0: none
   std::unique_ptr<Changes> changes;
+
+  bool is_group() const { return kind >= ChatKind::kBasic; }
+  bool is_super() const { return kind >= ChatKind::kSuper; }
+  bool is_channel() const { return kind == ChatKind::kChannel; }
+  bool is_outside() const { return world::is_outside(standing); }  // the account is no member
+  bool is_ruled() const {  // the account has an administrator's rights
+    return standing == Standing::kOwner || standing == Standing::kAdministrator;
+  }
+  bool has(std::string_view trait) const {
+    return std::string_view(role.traits).find(trait) != std::string_view::npos;
+  }
 };
 
 struct Person {
@@ -274,14 +281,7 @@ std::string chat_title(const Chat& chat);
 std::string chat_text(Chat& chat);
 std::string list_text(const Chat& chat);
 std::string position_text(const Chat& chat);
-bool has_trait(const Chat& chat, std::string_view trait);
 Chat& linked_chat(const Chat& chat);  // of one with the trait "linked"
-bool is_group(const Chat& chat);      // several people write
-bool is_channel(const Chat& chat);
-bool is_super(const Chat& chat);     // has a supergroup
-bool is_outside(Standing standing);  // the account is no member
-bool is_outside(const Chat& chat);
-bool is_ruled(const Chat& chat);  // the account has an administrator's rights
 bool can_write(const Chat& chat);
 std::string chat_photo_text(const Chat& chat);  // empty: none
 void tell_chat(Chat& chat);  // updateNewChat before the first object that names it
@@ -341,10 +341,9 @@ std::string reply_info_text(const std::vector<Id>& thread);
 // ---- contents.cpp
 
 int content_count();
-int content_row(std::string_view type);
-std::string_view content_type(int row);
-bool content_is_service(int row);
-bool is_text(const Message& message);
+std::string_view content_name(int row);  // "Photo"
+int content_row(std::string_view name);
+bool is_service(const Message& message);
 int random_content(std::uint64_t dice);
 void append_content(std::string& out, Chat& chat, const Message& message);
 
@@ -354,11 +353,10 @@ std::string file_text(int id);
 // Of a file that follows from the seed and its key.
 std::string file_text(Id key, int size, bool photo);
 int own_file(const std::string& path, int size);  // to be uploaded
-bool has_file(Id id);
 
 // ---- calls.cpp
 
-Id begin_call(Id user, bool outgoing, bool video);
+Id begin_call(Id user, bool outgoing);
 bool is_called();  // there is a call that is not over
 
 // ---- steering.cpp
