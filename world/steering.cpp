@@ -5,52 +5,42 @@
 #include <cstdlib>
 #include <fstream>
 #include <list>
+#include <sstream>
 
 #include "world/world.h"
 
 namespace world {
 
-namespace {
+// What was written, whose words are taken off its front.
+using Words = std::istringstream;
 
-// Takes words off the front of what was written.
-struct Words {
-  std::string_view rest;
+static std::string rest_of(Words& words) {
+  std::string rest;
+  std::getline(words >> std::ws, rest, '\0');
+  return rest;
+}
 
-  std::string_view all() {
-    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
-    return rest;
-  }
-  std::string_view next() {
-    const std::size_t end = all().find(' ');
-    const std::string_view word = rest.substr(0, end);
-    rest.remove_prefix(word.size());
-    return word;
-  }
-  double number(double otherwise) {
-    const std::string word(next());
-    char* end = nullptr;
-    const double number = std::strtod(word.c_str(), &end);
-    return word.empty() || *end != '\0' || !(number >= 0 && number <= 1e9) ? otherwise : number;
-  }
-  // The chat whose title, or whose person's first name, comes next; the longest that fits.
-  Chat* chat() {
-    Chat* best = nullptr;
-    std::size_t size = 0;
-    const std::string text = std::string(all()) + ' ';
-    for (Chat& chat : g_world.chats) {
-      const std::string first_name = chat.is_group() ? "" : person(chat.peer).first_name;
-      for (const std::string& name : {chat_title(chat), first_name}) {
-        if (name.size() <= size || text.compare(0, name.size() + 1, name + ' ') != 0) continue;
-        size = name.size();
-        best = &chat;
-      }
+static double number_of(Words& words, double otherwise) {
+  double number = 0;
+  return words >> number && number >= 0 && number <= 1e9 ? number : otherwise;
+}
+
+// Takes the title of a chat, or its person's first name, off the front; the longest that fits.
+static Chat* take_chat(std::string& text) {
+  Chat* best = nullptr;
+  std::size_t size = 0;
+  for (Chat& chat : g_world.chats) {
+    const std::string first_name = chat.is_group() ? "" : person(chat.peer).first_name;
+    for (const std::string& name : {chat_title(chat), first_name}) {
+      if (name.size() <= size || (text + ' ').compare(0, name.size() + 1, name + ' ') != 0)
+        continue;
+      size = name.size();
+      best = &chat;
     }
-    rest.remove_prefix(size);
-    return best;
   }
-};
-
-}  // namespace
+  text.erase(0, size + 1);
+  return best;
+}
 
 // ---- what happens by them
 
@@ -60,8 +50,8 @@ static std::string call(Words&) {
 }
 
 static std::string say(Words& words) {
-  Chat* chat = words.chat();
-  const std::string_view text = words.all();
+  std::string text = rest_of(words);
+  Chat* chat = take_chat(text);
   if (chat == nullptr) return "Nobody here is called that.";
   if (text.empty()) return {};
   if (chat->is_outside()) return "You would not hear it.";
@@ -71,7 +61,7 @@ static std::string say(Words& words) {
 }
 
 static std::string make_flood(Words& words) {
-  const Id count = static_cast<Id>(words.number(0));
+  const Id count = static_cast<Id>(number_of(words, 0));
   if (count < 1 || count > 100000000) return {};
   flood(count);
   return std::to_string(count) + " messages are coming.";
@@ -84,16 +74,17 @@ static std::string be_away(const char* state, double seconds, const std::string&
 }
 
 static std::string offline(Words& words) {
-  return be_away("connectionStateWaitingForNetwork", words.number(10), "Offline");
+  return be_away("connectionStateWaitingForNetwork", number_of(words, 10), "Offline");
 }
 
 static std::string proxy(Words& words) {
-  if (words.next() != "down") return {};
+  if (rest_of(words) != "down") return {};
   return be_away("connectionStateConnectingToProxy", 10, "The proxy is down");
 }
 
 static std::string kick(Words& words) {
-  Chat* chat = words.chat();
+  std::string name = rest_of(words);
+  Chat* chat = take_chat(name);
   if (chat == nullptr || !chat->is_group()) return "There is no such group.";
   tell_chat(*chat);
   set_standing(*chat, Standing::kBanned);
@@ -118,30 +109,20 @@ static std::string change_newest(bool (*fits)(const Chat&, const Message&),
   return "There is none to do that to.";
 }
 
-static std::string edit(Words&) {
-  return change_newest(
-      [](const Chat&, const Message& m) { return !m.outgoing && m.is_text(); },
-      [](Chat& chat, const Message& m) { edit_message(chat, m.id, m.text + " (I mean it)"); },
-      " was edited.");
+static bool can_edit(const Chat&, const Message& m) { return !m.outgoing && m.is_text(); }
+static void edit(Chat& chat, const Message& m) {
+  edit_message(chat, m.id, m.text + " (I mean it)");
 }
 
-static std::string remove(Words&) {
-  return change_newest([](const Chat&, const Message& m) { return !m.outgoing && !is_service(m); },
-                       [](Chat& chat, const Message& m) { delete_messages(chat, {m.id}); },
-                       " was deleted.");
-}
+static bool can_delete(const Chat&, const Message& m) { return !m.outgoing && !is_service(m); }
+static void remove(Chat& chat, const Message& m) { delete_messages(chat, {m.id}); }
 
-static std::string react_somehow(Words&) {
-  return change_newest(
-      can_react,
-      [](Chat& chat, const Message& m) {
-        react(chat, m.id, m.reactions.empty() ? "👍" : m.reactions[0].emoji, false);
-      },
-      " was reacted to.");
+static void react_somehow(Chat& chat, const Message& m) {
+  react(chat, m.id, m.reactions.empty() ? "👍" : m.reactions[0].emoji, false);
 }
 
 static std::string read_elsewhere(Words& words) {
-  if (words.next() != "elsewhere") return {};
+  if (rest_of(words) != "elsewhere") return {};
   int count = 0;
   for (Chat& chat : g_world.chats) {
     if (chat.number == 0 || !chat.told || chat.unread == 0) continue;
@@ -154,7 +135,9 @@ static std::string read_elsewhere(Words& words) {
 }
 
 static std::string rename(Words& words) {
-  const std::string_view first_name = words.next(), last_name = words.all();
+  std::string first_name;
+  words >> first_name;
+  const std::string last_name = rest_of(words);
   if (first_name.empty() || utf16_length(first_name) + utf16_length(last_name) > 64) return {};
   Person ann = person(kAnn);
   ann.first_name = first_name;
@@ -163,14 +146,9 @@ static std::string rename(Words& words) {
   return "Ann is " + person_name(kAnn) + " now.";
 }
 
-static std::string close(Words&) {
-  later(0, close_world);
-  return "Closing.";
-}
-
-static std::string crash(Words&) {
-  later(0, std::abort);
-  return "Crashing.";
+static std::string soon(void (*what)(), const char* answer) {
+  later(0, what);
+  return answer;
 }
 
 // ---- faults
@@ -187,42 +165,35 @@ const Fault* next_fault(std::string_view request) {
   return &due;
 }
 
-static std::string add_fault(Fault::Kind kind, Words& words) {
+template <Fault::Kind kKind>
+static std::string add_fault(Words& words) {
   static constexpr const char* kWhat[] = {" will fail.", " gets no answer.", " is answered late.",
                                           " is answered twice."};
   Fault fault;
-  fault.kind = kind;
-  fault.request = words.next();
-  if (kind == Fault::kLate) fault.seconds = words.number(5);
-  if (kind == Fault::kError) {
-    fault.code = static_cast<int>(words.number(0));
-    std::string_view message = words.all();
-    const std::size_t space = message.rfind(' ');
-    const bool has_more = space != std::string_view::npos;
-    const double times = has_more ? Words{message.substr(space)}.number(0) : 0;
-    if (times >= 1) {
-      fault.times = static_cast<int>(times);
-      message = message.substr(0, space);
-    }
-    fault.message = message;
-    if (fault.code == 0 || message.empty()) return {};
+  fault.kind = kKind;
+  words >> fault.request;
+  if (kKind == Fault::kLate) fault.seconds = number_of(words, 5);
+  if (kKind == Fault::kError) {
+    fault.code = static_cast<int>(number_of(words, 0));
+    fault.message = rest_of(words);
+    const std::size_t last = std::min(fault.message.rfind(' '), fault.message.size());
+    Words times(fault.message.substr(last));
+    fault.times = static_cast<int>(number_of(times, 0));
+    if (fault.times > 0) fault.message.erase(last);
+    fault.times = std::max(fault.times, 1);
+    if (fault.code == 0 || fault.message.empty()) return {};
   }
   if (fault.request.empty()) return {};
   g_faults.push_back(fault);
-  return "The next " + fault.request + kWhat[kind];
+  return "The next " + fault.request + kWhat[kKind];
 }
-
-static std::string error(Words& words) { return add_fault(Fault::kError, words); }
-static std::string lose(Words& words) { return add_fault(Fault::kLose, words); }
-static std::string late(Words& words) { return add_fault(Fault::kLate, words); }
-static std::string twice(Words& words) { return add_fault(Fault::kTwice, words); }
 
 // ---- for tests
 
 // Of every chat that the client knows: its object, those of its newest messages, and whether the
 // account is outside. The file is whole when it has its name.
 static std::string store(Words& words) {
-  const std::string path(words.all()), unfinished = path + "~";
+  const std::string path = rest_of(words), unfinished = path + "~";
   std::ofstream file(unfinished);
   for (Chat& chat : g_world.chats) {
     if (!chat.told) continue;
@@ -239,60 +210,65 @@ static std::string store(Words& words) {
 
 static std::string help(Words&);
 
-// Each answers what it did, or nothing when its words make no sense.
-// clang-format off
-static constexpr struct {
-  std::string_view word;
+// Each answers what it did, or nothing when its words make no sense. The usage begins with the
+// word.
+static constexpr struct Steering {
+  std::string_view usage;
   std::string (*run)(Words&);
-  const char* usage;
+  bool is_fault = false;
 } kSteering[] = {
-    {"help",    help,           "help"},
-    {"call",    call,           "call"},
-    {"say",     say,            "say <name> <text>"},
-    {"flood",   make_flood,     "flood <n>"},
-    {"offline", offline,        "offline <seconds>"},
-    {"proxy",   proxy,          "proxy down"},
-    {"kick",    kick,           "kick <group>"},
-    {"edit",    edit,           "edit"},
-    {"delete",  remove,         "delete"},
-    {"react",   react_somehow,  "react"},
-    {"read",    read_elsewhere, "read elsewhere"},
-    {"rename",  rename,         "rename <name>"},
-    {"error",   error,          "error <request> <code> <message> [times]"},
-    {"lose",    lose,           "lose <request>"},
-    {"late",    late,           "late <request> <seconds>"},
-    {"twice",   twice,          "twice <request>"},
-    {"close",   close,          "close"},
-    {"crash",   crash,          "crash"},
-    {"store",   store,          "store <path>"},
+    {"help", help},
+    {"call", call},
+    {"say <name> <text>", say},
+    {"flood <n>", make_flood},
+    {"offline <seconds>", offline},
+    {"proxy down", proxy},
+    {"kick <group>", kick},
+    {"edit", [](Words&) { return change_newest(can_edit, edit, " was edited."); }},
+    {"delete", [](Words&) { return change_newest(can_delete, remove, " was deleted."); }},
+    {"react", [](Words&) { return change_newest(can_react, react_somehow, " was reacted to."); }},
+    {"read elsewhere", read_elsewhere},
+    {"rename <name>", rename},
+    {"error <request> <code> <message> [times]", add_fault<Fault::kError>, true},
+    {"lose <request>", add_fault<Fault::kLose>, true},
+    {"late <request> <seconds>", add_fault<Fault::kLate>, true},
+    {"twice <request>", add_fault<Fault::kTwice>, true},
+    {"close", [](Words&) { return soon(close_world, "Closing."); }},
+    {"crash", [](Words&) { return soon(std::abort, "Crashing."); }},
+    {"store <path>", store},
 };
-// clang-format on
 
 static std::string help(Words&) {
   std::string text;
-  for (const auto& row : kSteering) (text += text.empty() ? "" : "\n") += row.usage;
+  for (const Steering& row : kSteering) (text += text.empty() ? "" : "\n") += row.usage;
   return text;
 }
 
+// Takes the first word off; null when it is none of these.
+static const Steering* find_word(Words& words) {
+  std::string word;
+  words >> word;
+  const auto found = std::find_if(
+      std::begin(kSteering), std::end(kSteering),
+      [&](const Steering& row) { return row.usage.substr(0, row.usage.find(' ')) == word; });
+  return found == std::end(kSteering) ? nullptr : found;
+}
+
 std::string steer(std::string_view text) {
-  Words words{text};
-  const std::string_view word = words.next();
-  for (const auto& row : kSteering) {
-    if (row.word != word) continue;
-    const std::string answer = row.run(words);
-    return answer.empty() ? row.usage : answer;
-  }
-  return "I do not understand; write help.";
+  Words words{std::string(text)};
+  const Steering* row = find_word(words);
+  if (row == nullptr) return "I do not understand; write help.";
+  const std::string answer = row->run(words);
+  return answer.empty() ? std::string(row->usage) : answer;
 }
 
 void steer_from_start() {
-  static constexpr std::string_view kFaults[] = {"error", "lose", "late", "twice"};
   std::string_view rest = g_world.settings.faults, text;
   while (!rest.empty()) {
     split_once(rest, ';', text, rest);
-    const std::string_view word = Words{text}.next();
-    const bool fault = std::find(std::begin(kFaults), std::end(kFaults), word) != std::end(kFaults);
-    if (fault != is_ready()) steer(text);
+    Words words{std::string(text)};
+    const Steering* row = find_word(words);
+    if (row != nullptr && row->is_fault != is_ready()) steer(text);
   }
 }
 
