@@ -13,14 +13,16 @@ static constexpr double kStepSeconds = 0.25;
 namespace {
 
 struct File {
-  Id key = 0;
+  Id key = 0;  // 0: the client's own, to be uploaded
   int size = 0;
   bool photo = false;
   std::string path;  // of what is on the disk; empty before the download
   int done = 0;
-  bool own = false;  // an upload
   bool active = false;
   int run = 0;  // counts the downloads, so that a step of a cancelled one is known
+
+  bool is_complete() const { return !path.empty() && done == size; }
+  bool is_kept() const { return !path.empty() && key != 0; }
 };
 
 }  // namespace
@@ -32,34 +34,31 @@ static File* find_file(Id id) {
   return &g_files[static_cast<std::size_t>(id - 1)];
 }
 
-static int add_file(File file) {
-  g_files.push_back(std::move(file));
+int own_file(const std::string& path, int size) {
+  g_files.push_back({0, size, false, path, size, false, 0});
   return static_cast<int>(g_files.size());
 }
 
-int own_file(const std::string& path, int size) {
-  return add_file({0, size, false, path, size, true, false, 0});
-}
-
-static bool is_complete(const File& file) { return !file.path.empty() && file.done == file.size; }
-
 std::string file_text(int id) {
   const File& file = *find_file(id);
-  const bool complete = is_complete(file);
+  const bool complete = file.is_complete();
   const std::string name = std::to_string(id);
   return object(
       "file id=%a size=%b expected_size=%b local.path=%c local.can_be_downloaded=true "
       "local.can_be_deleted=%d local.is_downloading_active=%e local.is_downloading_completed=%f "
       "local.downloaded_prefix_size=%g local.downloaded_size=%g remote.id=%h remote.unique_id=%i "
       "remote.is_uploading_completed=true remote.uploaded_size=%b",
-      {id, file.size, file.path, complete && !file.own, file.active, complete, file.done,
+      {id, file.size, file.path, complete && file.key != 0, file.active, complete, file.done,
        "AgACAgIAAx0CW" + name, "AQADW" + name});
 }
 
 std::string file_text(Id key, int size, bool photo) {
   static std::unordered_map<Id, int> ids;
   int& id = ids[key];
-  if (id == 0) id = add_file({key, size, photo, "", 0, false, false, 0});
+  if (id == 0) {
+    g_files.push_back({key, size, photo, "", 0, false, 0});
+    id = static_cast<int>(g_files.size());
+  }
   return file_text(id);
 }
 
@@ -67,26 +66,18 @@ static void tell_file(int id) { tell("updateFile file", {file_text(id)}); }
 
 // ---- what stands in them
 
-static void append_little_endian(std::string& out, std::initializer_list<std::uint32_t> numbers) {
-  for (const std::uint32_t number : numbers) {
-    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>(number >> shift);
-  }
-}
-
-// A BMP file: a part of a circle in one colour on another.
+// A BMP file, little-endian like the processors: a part of a circle in one colour on another.
 static std::string picture(std::uint64_t dice, int size) {
+  const auto colour = static_cast<std::uint32_t>(dice);
   const auto edge = static_cast<std::uint32_t>(std::clamp(size / 3000 * 8, 24, 100));
-  const std::uint32_t bytes = 4 * edge * edge, bytes_before = 54,
-                      one_plane_of_32_bits = 32 << 16 | 1;
-  std::string out = "BM";
-  append_little_endian(out, {bytes_before + bytes, 0, bytes_before, 40, edge, edge,
-                             one_plane_of_32_bits, 0, bytes, 2835, 2835, 0, 0});
+  const std::uint32_t bytes = 4 * edge * edge, before = 54, one_plane_of_32_bits = 32 << 16 | 1;
+  std::vector<std::uint32_t> words = {
+      before + bytes, 0, before, 40, edge, edge, one_plane_of_32_bits, 0, bytes, 2835, 2835, 0, 0};
   for (std::uint32_t i = 0; i < edge * edge; ++i) {
     const std::uint32_t x = i % edge, y = i / edge;
-    const auto colour = static_cast<std::uint32_t>(dice);
-    append_little_endian(out, {x * x + y * y < edge * edge / 2 ? colour : ~colour});
+    words.push_back(x * x + y * y < edge * edge / 2 ? colour : ~colour);
   }
-  return out;
+  return "BM" + std::string(reinterpret_cast<const char*>(words.data()), 4 * words.size());
 }
 
 static std::string file_bytes(const File& file) {
@@ -103,7 +94,7 @@ static std::string file_bytes(const File& file) {
 
 static void forget(File& file) {
   std::error_code ignored;
-  if (!file.own) std::filesystem::remove(file.path, ignored);
+  if (file.key != 0) std::filesystem::remove(file.path, ignored);
   file.path.clear();
   file.done = 0;
 }
@@ -146,8 +137,8 @@ static std::string download_file(Asked& asked) {
   if (priority < 1 || priority > 32) return refuse("Download priority must be between 1 and 32");
   if (file == nullptr) return refuse("Invalid file identifier");
   std::error_code ignored;
-  if (is_complete(*file) && !std::filesystem::exists(file->path, ignored)) forget(*file);
-  if (!is_complete(*file) && !file->active) {
+  if (file->is_complete() && !std::filesystem::exists(file->path, ignored)) forget(*file);
+  if (!file->is_complete() && !file->active) {
     file->active = true;
     tell_file(id);
     await_piece(id, ++file->run);
@@ -168,13 +159,11 @@ static std::string cancel_download(Asked& asked) {
 
 // ---- storage
 
-static bool is_kept(const File& file) { return !file.path.empty() && !file.own; }
-
 static std::string get_storage(Asked&) {
   Id size = 0, count = 0;
   for (const File& file : g_files) {
-    if (is_kept(file)) size += file.done;
-    count += is_kept(file);
+    if (file.is_kept()) size += file.done;
+    count += file.is_kept();
   }
   return object("storageStatisticsFast files_size file_count database_size=352256", {size, count});
 }
@@ -185,7 +174,7 @@ static std::string optimize_storage(Asked& asked) {
   Id freed = 0, count = 0;
   for (auto i = static_cast<int>(g_files.size()); i > 0; --i) {
     File& file = *find_file(i);
-    if (!is_kept(file) || file.active || (left -= file.done) >= 0) continue;
+    if (!file.is_kept() || file.active || (left -= file.done) >= 0) continue;
     freed += file.done;
     ++count;
     forget(file);

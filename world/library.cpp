@@ -140,10 +140,12 @@ bool happen() {
   return true;
 }
 
+Clock::duration duration(double seconds) {
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
 Clock::time_point real_time(double world_seconds) {
-  const double seconds = std::min(world_seconds / g_world.settings.speed, 1e8);
-  return g_start +
-         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+  return g_start + duration(std::min(world_seconds / g_world.settings.speed, 1e8));
 }
 
 }  // namespace
@@ -203,43 +205,40 @@ void close_client() {
   g_flood = 0;
 }
 
-static int create_client() {
-  const std::lock_guard<std::mutex> hold(g_lock);
-  return ++g_clients;
-}
-
-static void send(int client_id, const char* request) {
-  const std::lock_guard<std::mutex> hold(g_lock);
-  begin();
-  take_request(client_id, request);
-  g_news.notify_one();
-}
-
-static const char* receive(double timeout) {
-  static thread_local std::string text;
-  const auto deadline =
-      Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                         std::chrono::duration<double>(std::clamp(timeout, 0.0, 1e6)));
-  std::unique_lock<std::mutex> hold(g_lock);
-  while (g_queue.empty()) {
-    if (happen()) continue;
-    if (Clock::now() >= deadline) return nullptr;
-    g_news.wait_until(hold, std::min(deadline, real_time(next_due())));
-  }
-  text = std::move(g_queue.front());
-  g_queue.pop_front();
-  return text.c_str();
-}
-
 }  // namespace world
 
 // ---- what the program calls
 
+using world::g_lock;
+
 #define TD_EXPORT extern "C" __attribute__((visibility("default")))
 
-TD_EXPORT int td_create_client_id() { return world::create_client(); }
-TD_EXPORT void td_send(int client_id, const char* request) { world::send(client_id, request); }
-TD_EXPORT const char* td_receive(double timeout) { return world::receive(timeout); }
+TD_EXPORT int td_create_client_id() {
+  const std::lock_guard<std::mutex> hold(g_lock);
+  return ++world::g_clients;
+}
+
+TD_EXPORT void td_send(int client_id, const char* request) {
+  const std::lock_guard<std::mutex> hold(g_lock);
+  world::begin();
+  world::take_request(client_id, request);
+  world::g_news.notify_one();
+}
+
+TD_EXPORT const char* td_receive(double timeout) {
+  static thread_local std::string text;
+  const auto deadline = world::Clock::now() + world::duration(std::clamp(timeout, 0.0, 1e6));
+  std::unique_lock<std::mutex> hold(g_lock);
+  while (world::g_queue.empty()) {
+    if (world::happen()) continue;
+    if (world::Clock::now() >= deadline) return nullptr;
+    world::g_news.wait_until(hold, std::min(deadline, world::real_time(world::next_due())));
+  }
+  text = std::move(world::g_queue.front());
+  world::g_queue.pop_front();
+  return text.c_str();
+}
+
 TD_EXPORT const char* td_execute(const char*) {
   return "{\"@type\":\"error\",\"code\":400,\"message\":\"The method can't be executed "
          "synchronously\"}";

@@ -163,12 +163,13 @@ static std::string set_parameters(Asked& asked) {
 
 // ---- the steps
 
-// Why the code or password is not taken; empty when it is.
-static std::string try_secret(bool right, std::string_view why) {
+// A right code or password leads on; why a wrong one is not taken.
+static std::string try_secret(bool right, std::string_view why, Stage next = kReady) {
   if (now() < g_locked_till) return error_text(429, "Too Many Requests: retry after 30");
   g_attempts = right ? 0 : g_attempts + 1;
   if (g_attempts >= kMostAttempts) g_locked_till = now() + kLockSeconds;
-  return right ? "" : refuse(why);
+  if (!right) return refuse(why);
+  return next == kReady ? open_world() : enter(next);
 }
 
 static std::string set_phone(Asked& asked) {
@@ -183,18 +184,15 @@ static std::string set_phone(Asked& asked) {
 }
 
 static std::string check_code(Asked& asked) {
-  if (std::string error = try_secret(asked.json.string("code") == kRightCode, "PHONE_CODE_INVALID");
-      !error.empty())
-    return error;
-  if (g_world.settings.login == "password") return enter(kPassword);
-  if (g_world.settings.login == "register") return enter(kRegistration);
-  return open_world();
+  const std::string& login = g_world.settings.login;
+  return try_secret(asked.json.string("code") == kRightCode, "PHONE_CODE_INVALID",
+                    login == "password"   ? kPassword
+                    : login == "register" ? kRegistration
+                                          : kReady);
 }
 
 static std::string check_password(Asked& asked) {
-  const bool right = asked.json.string("password") == kRightPassword;
-  std::string error = try_secret(right, "PASSWORD_HASH_INVALID");
-  return error.empty() ? open_world() : error;
+  return try_secret(asked.json.string("password") == kRightPassword, "PASSWORD_HASH_INVALID");
 }
 
 static std::string set_email(Asked& asked) {
@@ -250,9 +248,7 @@ static std::string log_out(Asked&) {
 static std::string check_email_code(Asked& asked) {
   if (asked.json["code"].is_null()) return refuse("Code must be non-empty");
   if (g_stage != kEmailCode) return refuse("Call to checkAuthenticationEmailCode unexpected");
-  const bool right = asked.json["code"].string("code") == kRightCode;
-  std::string error = try_secret(right, "EMAIL_CODE_INVALID");
-  return error.empty() ? open_world() : error;
+  return try_secret(asked.json["code"].string("code") == kRightCode, "EMAIL_CODE_INVALID");
 }
 
 const Requests kLoginRequests = {
