@@ -1,6 +1,4 @@
 // Calls: ringing, answered, ended. Nothing is said in them.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {

@@ -1,6 +1,4 @@
 // Chats: a first few with a part to play, the others as the seed has them.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {

@@ -180,17 +180,16 @@ int random_content(std::uint64_t dice) {
   return 0;
 }
 
-void append_content(std::string& out, Chat& chat, const Message& m) {
+std::string content_text(const Chat& chat, const Message& m) {
   const char* shape = kRows[m.content].shape;
   std::string texts[kSlots];
   Value values[kSlots];
   for (const char* mark = std::strchr(shape, '%'); mark != nullptr;
        mark = std::strchr(mark + 1, '%')) {
     const auto slot = static_cast<std::size_t>(mark[1] - 'a');
-    texts[slot] = slot_text(mark[1], chat, m);
-    values[slot] = texts[slot];
+    values[slot] = texts[slot] = slot_text(mark[1], chat, m);
   }
-  append_object(out, shape, values);
+  return object(shape, values);
 }
 
 }  // namespace world

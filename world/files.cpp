@@ -1,5 +1,4 @@
 // Files: named when a text first shows them, written to the disk when they are downloaded.
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 

@@ -1,7 +1,5 @@
 // Questions about messages: history, threads, pins, search. All answers come from the same
 // messages, so that what one shows another finds.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {

@@ -1,6 +1,4 @@
 // The lists of chats: where each stands, and what is found in them.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {
@@ -33,9 +31,7 @@ static const std::set<std::pair<Id, Id>>& asked_list(const Asked& asked) {
 }
 
 static std::string chats_text(std::size_t total, const std::vector<Id>& ids) {
-  List list;
-  for (const Id id : ids) append_i64(list.next(), id);
-  return object("chats total_count chat_ids", {static_cast<Id>(total), list.done()});
+  return object("chats total_count chat_ids", {static_cast<Id>(total), ids_text(ids)});
 }
 
 static std::string get_chats(Asked& asked) {

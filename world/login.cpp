@@ -1,5 +1,4 @@
 // Logging in and out, what the client is told at the beginning, and its options.
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 

@@ -1,6 +1,4 @@
 // The texts of messages.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {
@@ -14,13 +12,11 @@ std::string reply_info_text(const std::vector<Id>& thread) {
 
 static std::string reactions_text(const Message& m) {
   if (m.reactions.empty()) return {};
-  List list;
-  for (const Reaction& r : m.reactions) {
-    list.next() +=
-        object("messageReaction type=@reactionTypeEmoji type.emoji=%a total_count=%b is_chosen=%c",
-               {r.emoji, r.count, r.chosen});
-  }
-  return object("messageReactions reactions", {list.done()});
+  const auto text_of = [](const Reaction& r) {
+    return object("messageReaction type=@reactionTypeEmoji type.emoji total_count is_chosen",
+                  {r.emoji, r.count, r.chosen});
+  };
+  return object("messageReactions reactions", {array_text(m.reactions, text_of)});
 }
 
 std::string interaction_text(Chat& chat, const Message& m) {
@@ -52,10 +48,9 @@ static std::string reply_text(const Message& m) {
     Chat& chat = *find_chat(m.reply_chat);
     tell_chat(chat);
     to = find_message(chat, m.reply_to);
-    if (to.id != 0) append_content(content, chat, to);
+    if (to.id != 0) content = content_text(chat, to);
     if (to.sender > 0) tell_person(to.sender);
     if (to.sender > 0) origin = object("messageOriginUser sender_user_id", {to.sender});
-    if (to.sender < 0) origin = object("messageOriginChat sender_chat_id", {to.sender});
   }
   return object("messageReplyToMessage chat_id message_id quote origin origin_send_date content",
                 {m.reply_chat != 0 ? m.reply_chat : m.chat, m.reply_chat != 0 ? to.id : m.reply_to,
@@ -69,8 +64,7 @@ static std::string topic_text(const Message& m) {
 
 std::string message_text(Chat& chat, const Message& m) {
   if (m.id == 0) return {};
-  std::string content;
-  append_content(content, chat, m);
+  const std::string content = content_text(chat, m);  // its files are named first
   return object(
       "message id sender_id chat_id sending_state is_outgoing is_pinned can_be_saved=true "
       "is_channel_post contains_unread_mention date edit_date forward_info interaction_info "
@@ -84,9 +78,9 @@ std::string message_text(Chat& chat, const Message& m) {
 std::string message_text(Chat& chat, Id id) { return message_text(chat, find_message(chat, id)); }
 
 std::string messages_text(Chat& chat, const std::vector<Id>& ids, std::size_t total) {
-  List list;
-  for (const Id id : ids) list.next() += message_text(chat, id);
-  return object("messages total_count messages", {static_cast<Id>(total), list.done()});
+  return object(
+      "messages total_count messages",
+      {static_cast<Id>(total), array_text(ids, [&](Id id) { return message_text(chat, id); })});
 }
 
 }  // namespace world

@@ -1,6 +1,5 @@
 // Messages: those of the beginning follow from the seed, the chat and their number; what has
 // been changed or written since is kept with the chat.
-#include <algorithm>
 #include <utility>
 
 #include "world/world.h"
@@ -333,9 +332,7 @@ void edit_message(Chat& chat, Id id, std::string_view text) {
   Message& m = change_message(chat, id);
   m.text = text;
   m.edit_date = date_now();
-  std::string content;
-  append_content(content, chat, m);
-  tell("updateMessageContent chat_id message_id new_content", {chat.id, id, content});
+  tell("updateMessageContent chat_id message_id new_content", {chat.id, id, content_text(chat, m)});
   tell("updateMessageEdited chat_id message_id edit_date", {chat.id, id, m.edit_date});
   if (id == last_id(chat)) tell_last_message(chat);
 }

@@ -1,6 +1,4 @@
 // Proxies: a list, one of which may be in use, and pings that take a moment.
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {
@@ -78,9 +76,8 @@ static std::string remove_proxy(Asked& asked) {
 }
 
 static std::string get_proxies(Asked&) {
-  List list;
-  for (const auto& proxy : g_proxies) list.next() += added_text(proxy.first);
-  return object("addedProxies proxies", {list.done()});
+  const auto text_of = [](const auto& proxy) { return added_text(proxy.first); };
+  return object("addedProxies proxies", {array_text(g_proxies, text_of)});
 }
 
 static std::string ping_proxy(Asked& asked) {

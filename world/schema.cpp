@@ -2,7 +2,6 @@
 // object is a few copies.
 #include "world/schema.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,18 +18,16 @@ static constexpr std::string_view kSchema =
 
 // Takes what stands before the next `mark`, and the mark, off the text.
 static std::string_view take_until(std::string_view& text, char mark) {
-  const std::size_t end = std::min(text.find(mark), text.size());
-  const std::string_view part = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
+  std::string_view part;
+  split_once(text, mark, part, text);
   return part;
 }
 
-static std::vector<Type> read_schema() {
-  std::vector<Type> types;
+static std::unordered_map<std::string_view, Type> read_schema() {
+  std::unordered_map<std::string_view, Type> types;
   for (std::string_view rest = kSchema; !rest.empty();) {
     std::string_view line = take_until(rest, '\n');
-    Type& type = types.emplace_back();
-    type.name = take_until(line, '=');
+    Type& type = types[take_until(line, '=')];
     type.class_name = take_until(line, ' ');
     while (!line.empty()) {
       std::string_view member = take_until(line, ' ');
@@ -42,11 +39,9 @@ static std::vector<Type> read_schema() {
 }
 
 const Type* find_type(std::string_view name) {
-  static const std::vector<Type> types = read_schema();  // sorted by name
-  const auto found =
-      std::lower_bound(types.begin(), types.end(), name,
-                       [](const Type& type, std::string_view key) { return type.name < key; });
-  return found != types.end() && found->name == name ? &*found : nullptr;
+  static const auto types = read_schema();
+  const auto found = types.find(name);
+  return found == types.end() ? nullptr : &found->second;
 }
 
 static void append_unit(std::string& out, unsigned unit) {
@@ -211,25 +206,22 @@ const Shape& shape_of(const char* text) {
 
 }  // namespace
 
-void append_object(std::string& out, const char* shape, const Value* values) {
+std::string object(const char* shape, const Value* values) {
   const Shape& parts = shape_of(shape);
+  std::string out;
   for (const Slot& slot : parts.slots) {
     out += slot.before;
     append_value(out, slot, values[slot.value]);
   }
-  out += parts.end;
+  return out += parts.end;
 }
 
 std::string object(const char* shape, std::initializer_list<Value> values) {
-  std::string out;
-  append_object(out, shape, values.begin());
-  return out;
+  return object(shape, values.begin());
 }
 
 std::string ids_text(const std::vector<std::int64_t>& ids) {
-  List list;
-  for (const std::int64_t id : ids) append_i64(list.next(), id);
-  return list.done();
+  return array_text(ids, [](std::int64_t id) { return std::to_string(id); });
 }
 
 std::string bare_object(std::string_view type) {

@@ -17,7 +17,6 @@ struct Member {
 };
 
 struct Type {
-  std::string_view name;
   std::string_view class_name;  // "()": a request; "-": the schema has no class for it
   std::vector<Member> members;
 };
@@ -48,8 +47,8 @@ struct Value {
 //   name=JSON   a constant; its strings stand in single quotes
 //   name=@type  an object of that type with empty members
 //   a.b         the member b of the member a
+std::string object(const char* shape, const Value* values);
 std::string object(const char* shape, std::initializer_list<Value> values = {});
-void append_object(std::string& out, const char* shape, const Value* values);
 // An object without members, whose type is not a literal.
 std::string bare_object(std::string_view type);
 
@@ -61,6 +60,13 @@ struct List {
   // The whole array, when all are in it.
   const std::string& done() { return text += ']'; }
 };
+// The same with what `text_of` gives for each of the items.
+template <class Items, class TextOf>
+std::string array_text(const Items& items, TextOf text_of) {
+  List list;
+  for (const auto& item : items) list.next() += text_of(item);
+  return list.done();
+}
 
 // The text of an array of ids.
 std::string ids_text(const std::vector<std::int64_t>& ids);

@@ -1,8 +1,6 @@
 // What the client does to messages: sends, forwards, edits, deletes, reacts, pins.
 #include <sys/stat.h>
 
-#include <algorithm>
-
 #include "world/world.h"
 
 namespace world {

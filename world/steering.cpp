@@ -1,6 +1,5 @@
 // The words that steer the world, written to its first chat or given in WORLD_FAULTS, and the
 // faults that they ask for.
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>

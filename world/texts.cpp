@@ -1,5 +1,4 @@
 // What people write.
-#include <algorithm>
 #include <cctype>
 
 #include "world/world.h"

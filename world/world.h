@@ -4,6 +4,7 @@
 // around every request and every moment of life.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -345,7 +346,7 @@ std::string_view content_name(int row);  // "Photo"
 int content_row(std::string_view name);
 bool is_service(const Message& message);
 int random_content(std::uint64_t dice);
-void append_content(std::string& out, Chat& chat, const Message& message);
+std::string content_text(const Chat& chat, const Message& message);
 
 // ---- files.cpp
 
