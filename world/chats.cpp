@@ -99,7 +99,8 @@ bool can_write(const Chat& chat) {
 
 // A channel and its discussion group stand beside each other in the table.
 Chat& linked_chat(const Chat& chat) {
-  return g_world.chats[static_cast<std::size_t>(chat.number + (chat.is_channel() ? 1 : -1))];
+  const int number = chat.number + (chat.is_channel() ? 1 : -1);
+  return g_world.chats[static_cast<std::size_t>(number)];
 }
 
 Chat* find_chat(Id id) {

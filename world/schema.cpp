@@ -213,7 +213,8 @@ std::string object(const char* shape, const Value* values) {
     out += slot.before;
     append_value(out, slot, values[slot.value]);
   }
-  return out += parts.end;
+  out += parts.end;
+  return out;
 }
 
 std::string object(const char* shape, std::initializer_list<Value> values) {
