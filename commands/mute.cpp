@@ -50,7 +50,8 @@ void run_mute_toggle(CommandCall& call, const ChatTable& chats, const TdClient& 
   std::int64_t chat_id = 0;
   if (!arg_id(call, chat_id)) return refuse_usage(call);
   if (!gate_open(call)) return;
-  // Where the state is not known, the toggle unmutes: better told too much than too little.
+  // Where the state is not known the toggle unmutes: a notification too many does less harm than
+  // one that never comes.
   bool muted = false;
   const bool known = chat_muted(chats, chat_id, muted);
   const std::int64_t mute_for = known && !muted ? kMuteForever : 0;

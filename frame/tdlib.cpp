@@ -52,7 +52,8 @@ static bool resolve_all(TdApi& api) {
 }
 
 void load_tdlib(const std::string& exe_dir, TdApi& api) {
-  // TDLib finds the compression library once it is loaded; where it needs none, none is missed.
+  // For TDLib, which finds it once it is loaded. One that is linked with its own needs none, so a
+  // failure is no error.
   (void)dlopen((exe_dir + "/libz.so.2").c_str(), RTLD_LAZY | RTLD_GLOBAL);
   const std::string path = exe_dir + "/libtdjson.so.1.8.61";
   api.handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
