@@ -1,6 +1,7 @@
 #include "console/paint.h"
 
 #include <algorithm>
+#include <tuple>
 
 void start_curses() {
   initscr();
@@ -53,34 +54,27 @@ std::int64_t View::id_at(int y) const {
 std::pair<int, int> View::marked_lines() const {
   const auto is_marked = [&](const Row& row) { return marked != 0 && row.id == marked; };
   const auto begin = std::find_if(rows.begin(), rows.end(), is_marked);
-  if (begin == rows.end()) return {static_cast<int>(rows.size()), 0};
   const auto end = std::find_if_not(begin, rows.end(), is_marked);
   return {static_cast<int>(begin - rows.begin()), static_cast<int>(end - rows.begin())};
 }
 
 void View::mark(std::int64_t id) {
   marked = id;
-  line = marked_lines().first - top;
-  place(false);
-}
-
-void View::place(bool from_end) {
   const auto [begin, end] = marked_lines();
-  const int last = std::max(static_cast<int>(rows.size()) - box.h, 0);
-  top = from_end ? last : 0;
-  if (end == 0) return;
-  const int spare = box.h - (end - begin);
-  line = std::clamp(line, std::min(0, spare), std::max(0, spare));
-  top = std::clamp(begin - line, 0, last);
-  line = begin - top;
+  if (begin < end) top = std::clamp(top, std::min(begin, end - box.h), std::max(begin, end - box.h));
+  top = std::clamp(top, 0, std::max(static_cast<int>(rows.size()) - box.h, 0));
 }
 
 void draw_view(View& v, const Box& box, std::vector<View::Row> rows, bool from_end, bool lit) {
+  const int line = v.marked_lines().first - v.top;
   v.box = box;
   v.rows = std::move(rows);
-  const std::int64_t neighbour = v.id_at(box.y + v.line);
-  if (v.marked_lines().second == 0 && v.marked != 0 && neighbour != 0) v.marked = neighbour;
-  v.place(from_end);
+  auto [begin, end] = v.marked_lines();
+  const std::int64_t neighbour = v.id_at(box.y + line);
+  if (begin == end && v.marked != 0 && neighbour != 0) v.marked = neighbour;
+  std::tie(begin, end) = v.marked_lines();
+  v.top = begin < end ? begin - line : from_end ? end : 0;
+  v.mark(v.marked);
   Box left = box;
   for (auto row = v.rows.begin() + v.top; row != v.rows.end() && left.h > 0; ++row) {
     const bool reversed = lit && v.marked != 0 && row->id == v.marked;
@@ -90,13 +84,13 @@ void draw_view(View& v, const Box& box, std::vector<View::Row> rows, bool from_e
 
 bool move_mark(View& v, int by) {
   const auto [begin, end] = v.marked_lines();
-  const int hidden = by < 0 ? -v.line : v.line + end - begin - v.box.h;
-  if (end != 0 && v.box.h > 0 && hidden > 0) {
-    v.line -= by * std::min(hidden, v.box.h / 2 + 1);
+  const int hidden = by < 0 ? v.top - begin : end - v.top - v.box.h;
+  if (begin < end && v.box.h > 0 && hidden > 0) {
+    v.top += by * std::min(hidden, v.box.h / 2 + 1);
     return true;
   }
   const int total = static_cast<int>(v.rows.size());
-  for (int at = by < 0 ? begin : end - 1; (at += by) >= 0 && at < total;) {
+  for (int at = by < 0 ? begin : begin < end ? end - 1 : -1; (at += by) >= 0 && at < total;) {
     const std::int64_t id = v.rows[static_cast<std::size_t>(at)].id;
     if (id == 0) continue;
     v.mark(id);

@@ -31,7 +31,6 @@ struct View {
     std::string line;
   };
   std::int64_t marked = 0;  // 0: none
-  int line = 0;             // of the box where the marked row begins; below 0 when it is taller
 
   // As it was drawn last.
   Box box;
@@ -39,15 +38,14 @@ struct View {
   int top = 0;  // the row's line at the top of the box
 
   std::int64_t id_at(int y) const;
+  // The row is marked, and as much of it as can be is in the box.
   void mark(std::int64_t id);
-  // Brings the marked row into the box. Without one the view stands at its end when `from_end`,
-  // else at its begin.
-  void place(bool from_end);
-  // The lines of the marked row, from `first` up to `second`; without one {all, 0}.
+  // The lines of the marked row, from `first` up to `second`; both the number of lines without one.
   std::pair<int, int> marked_lines() const;
 };
 // The mark stays where it was, and is seen; of a row that is taller than the box a part is. Where
-// the marked row is gone its neighbour is marked. `lit`: the mark is shown as such.
+// the marked row is gone its neighbour is marked. Without one the view stands at its end when
+// `from_end`, else at its begin. `lit`: the mark is shown as such.
 void draw_view(View& view, const Box& box, std::vector<View::Row> rows, bool from_end, bool lit);
 // Marks the row above (-1) or below (1), or shows more of one that is taller than the box. False
 // when there is none.
