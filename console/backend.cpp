@@ -54,23 +54,6 @@ void open_events(Backend& backend) {
   _exit(127);
 }
 
-// Hands over the whole lines of what can be read. Above 0: there is more; 0: the end was met;
-// below: nothing more for now.
-ssize_t drain(int fd, std::string& part, const OnLine& on_line) {
-  std::array<char, 65536> buffer;
-  ssize_t got = 1;
-  for (int round = 0; round < 16 && got > 0; ++round) {
-    got = read(fd, buffer.data(), buffer.size());
-    part.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    std::size_t begin = 0;
-    for (std::size_t end; (end = part.find('\n', begin)) != std::string::npos; begin = end + 1) {
-      on_line(std::string_view(part).substr(begin, end - begin));
-    }
-    part.erase(0, begin);
-  }
-  return got;
-}
-
 void read_events(Backend& backend, const OnLine& on_event) {
   bool rotated = false;  // that was the file's last line, and its successor is there
   const ssize_t got = drain(backend.events, backend.events_part, [&](std::string_view line) {
@@ -91,6 +74,22 @@ void flush(Backend& backend) {
 
 }  // namespace
 
+ssize_t drain(int fd, std::string& part, const OnLine& on_line) {
+  std::array<char, 65536> buffer;
+  pollfd ready = {fd, POLLIN, 0};
+  ssize_t got = 1;
+  for (int round = 0; round < 16 && got > 0; ++round) {
+    got = poll(&ready, 1, 0) > 0 ? read(fd, buffer.data(), buffer.size()) : -1;
+    part.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    std::size_t begin = 0;
+    for (std::size_t end; (end = part.find('\n', begin)) != std::string::npos; begin = end + 1) {
+      on_line(std::string_view(part).substr(begin, end - begin));
+    }
+    part.erase(0, begin);
+  }
+  return got;
+}
+
 int start(Backend& backend) {
   std::array<int, 2> in{};
   std::array<int, 2> out{};
@@ -108,10 +107,7 @@ int start(Backend& backend) {
   replace_fd(backend.input, in[1]);
   replace_fd(backend.output, out[0]);
   fcntl(backend.input, F_SETFL, O_NONBLOCK);
-  fcntl(backend.output, F_SETFL, O_NONBLOCK);
-  backend.unsent.clear();
-  backend.output_part.clear();
-  backend.events_part.clear();
+  backend.unsent = backend.output_part = backend.events_part = "";
   return error;
 }
 

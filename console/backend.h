@@ -21,6 +21,9 @@ struct Backend {
 
 using OnLine = std::function<void(std::string_view line)>;
 
+// Hands over the whole lines of what can be read now; `part` keeps the begin of one whose end has
+// not come. Above 0: there may be more; 0: the end was met; below: there is no more for now.
+ssize_t drain(int fd, std::string& part, const OnLine& on_line);
 // Makes the private directory at the first call and starts the process in it. 0, or an errno.
 int start(Backend& backend);
 // A command without its line feed. Never blocks; dropped when no process is there.

@@ -1,10 +1,8 @@
 // td_console: a client of td_backend in the terminal. It knows what docs/protocol.md says and
 // nothing else of the backend.
 #include <langinfo.h>
-#include <poll.h>
 #include <unistd.h>
 
-#include <array>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -19,14 +17,12 @@ volatile std::sig_atomic_t g_stop = 0;
 
 namespace {
 
-constexpr char kUsage[] =
-    "usage: td_console [--plain] PATH_OF_TD_BACKEND\n"
-    "\n"
-    "A client in the terminal. It starts the backend with this environment. --plain, or a "
-    "standard\n"
-    "output that is no terminal, writes a line for an event. Enter /help, or press ? in the "
-    "window,\n"
-    "for what can be entered.\n";
+constexpr char kUsage[] = R"(usage: td_console [--plain] PATH_OF_TD_BACKEND
+
+A client in the terminal. It starts the backend with this environment. --plain, or a standard
+output that is no terminal, writes a line for an event. Enter /help, or press ? in the window,
+for what can be entered.
+)";
 
 // One line, and nothing that would steer a terminal.
 void print(const std::string& text) {
@@ -53,21 +49,14 @@ void enter_and_print(Client& c, const std::string& line) {
 // when the backend has ended, with its status.
 int run_plain(Client& c) {
   c.on_event = [&](const Event& e) { print(describe(c, e)); };
-  std::string input;
+  const auto on_input = [&](std::string_view line) { enter_and_print(c, std::string(line)); };
+  std::string part;
   bool open = true;
   while (!c.ended) {
     follow(c, open ? STDIN_FILENO : -1);
-    std::array<char, 4096> buffer;
-    pollfd ready = {STDIN_FILENO, POLLIN, 0};
-    if (!open || poll(&ready, 1, 0) <= 0) continue;
-    const ssize_t got = read(STDIN_FILENO, buffer.data(), buffer.size());
-    if (got > 0) input.append(buffer.data(), static_cast<std::size_t>(got));
-    for (std::size_t end; (end = input.find('\n')) != std::string::npos;) {
-      enter_and_print(c, input.substr(0, end));
-      input.erase(0, end + 1);
-    }
-    open = got > 0;
-    if (!open) enter_and_print(c, "/quit");
+    if (!open || drain(STDIN_FILENO, part, on_input) != 0) continue;
+    open = false;
+    on_input("/quit");
   }
   if (c.note_is_error) print(c.note);
   return c.backend.status;

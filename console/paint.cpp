@@ -61,7 +61,8 @@ std::pair<int, int> View::marked_lines() const {
 void View::mark(std::int64_t id) {
   marked = id;
   const auto [begin, end] = marked_lines();
-  if (begin < end) top = std::clamp(top, std::min(begin, end - box.h), std::max(begin, end - box.h));
+  if (begin < end)
+    top = std::clamp(top, std::min(begin, end - box.h), std::max(begin, end - box.h));
   top = std::clamp(top, 0, std::max(static_cast<int>(rows.size()) - box.h, 0));
 }
 

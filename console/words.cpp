@@ -1,4 +1,5 @@
 // The words that begin with "/": one table, from which they are run and the help is made.
+#include <algorithm>
 #include <cstdlib>
 
 #include "console/client.h"
@@ -6,63 +7,49 @@
 
 namespace {
 
+// A word is a command of the protocol and what is done with it.
 struct Word {
   std::string_view name, arguments, meaning;
-  // The command that it becomes, as in_words has it: {1} to {3} are the words behind the name, as
-  // far as they are asked for, {rest} is what follows them.
+  // As in_words has it: {1} to {3} are the words behind the name, as far as they are asked for,
+  // {rest} is what follows them.
   std::string_view command;
-  bool lists = false;  // the command's events are a list to choose from
-  // In place of a command. False: the arguments will not do.
-  bool (*run)(Client&, const std::string& rest) = nullptr;
+  void (*run)(Client&, const std::string& command, const std::string& entered) = nullptr;
 };
 
-std::string usage(const Word& word) {
-  return "/" + std::string(word.name) + " " + std::string(word.arguments);
+// The command's events are a list to choose from.
+void list(Client& c, const std::string& command, const std::string& entered) {
+  c.list = {entered, c.last_id + 1, {}, true};
+  say(c, command);
 }
 
 // A chat of the list that has this in its title, or of that id.
-bool run_open(Client& c, const std::string& wanted) {
+void open(Client& c, const std::string& wanted, const std::string&) {
   std::int64_t found = std::strtoll(wanted.c_str(), nullptr, 10);
   for (const std::int64_t id : chat_order(c)) {
     if (found == 0 && chat_title(c, id).find(wanted) != std::string::npos) found = id;
   }
-  if (!wanted.empty() && found != 0) open_chat(c, found);
-  return !wanted.empty() && found != 0;
+  if (found == 0) return tell(c, "No chat here is called " + wanted, true);
+  open_chat(c, found);
 }
 
-bool run_close(Client& c, const std::string&) {
-  open_chat(c, 0);
-  return true;
-}
+void leave(Client& c, const std::string&, const std::string&) { open_chat(c, 0); }
 
-bool run_jump(Client& c, const std::string& id) {
-  if (c.open_chat != 0 && !id.empty()) {
-    load_messages(c, "history_jump " + std::to_string(c.open_chat) + " " + id);
-  }
-  return c.open_chat != 0 && !id.empty();
-}
+void jump(Client& c, const std::string& command, const std::string&) { load_messages(c, command); }
 
-bool run_raw(Client& c, const std::string& command) {
-  if (!command.empty()) say(c, command);
-  return !command.empty();
-}
-
-bool run_help(Client& c, const std::string&) {
+void help(Client& c, const std::string&, const std::string&) {
   c.list = {"Help", 0, words_help(""), true};
-  return true;
 }
 
 // A second one does not wait for the backend's answer.
-bool run_quit(Client& c, const std::string&) {
+void quit(Client& c, const std::string& command, const std::string&) {
   if (c.quitting && c.backend.pid > 0) kill(c.backend.pid, SIGKILL);
   c.quitting = true;
-  say(c, "quit");
-  return true;
+  say(c, command);
 }
 
 constexpr Word kWords[] = {
-    {"open", "<chat id, or a part of its title>", "shows a chat", "", false, run_open},
-    {"close", "", "leaves it", "", false, run_close},
+    {"open", "<chat id, or a part of its title>", "shows a chat", "{rest}", open},
+    {"close", "", "leaves it", "close", leave},
     {"name", "<public name>", "shows the chat of a public name", "resolve {1}"},
     {"reply", "<message id> <text>", "answers a message", "send64 {chat} {1} {rest:base64}"},
     {"edit", "<message id> <text>", "changes a message", "edit64 {chat} {1} {rest:base64}"},
@@ -79,11 +66,11 @@ constexpr Word kWords[] = {
      "sendfile64 {chat} {1:base64}{rest? {rest:base64}}"},
     {"photo", "<path> [caption]", "sends a photo",
      "sendphoto64 {chat} {1:base64}{rest? {rest:base64}}"},
-    {"find", "<text>", "searches the open chat", "chat_search64 {id} {chat} {rest:base64}", true},
-    {"search", "<text>", "searches for public chats", "search_server64 {id} {rest:base64}", true},
-    {"media", "<photo|video|file|link>", "lists shared media", "shared64 {id} {chat} {1}", true},
-    {"pins", "", "lists pinned messages", "pinned_list {chat}", true},
-    {"jump", "<message id>", "shows what stands around it", "", false, run_jump},
+    {"find", "<text>", "searches the open chat", "chat_search64 {id} {chat} {rest:base64}", list},
+    {"search", "<text>", "searches for public chats", "search_server64 {id} {rest:base64}", list},
+    {"media", "<photo|video|file|link>", "lists shared media", "shared64 {id} {chat} {1}", list},
+    {"pins", "", "lists pinned messages", "pinned_list {chat}", list},
+    {"jump", "<message id>", "shows what stands around it", "history_jump {chat} {1}", jump},
     {"info", "", "tells what is known of the chat", "chat_info {chat}"},
     {"mute", "", "mutes the chat, or unmutes it", "mute_toggle {chat}"},
     {"join", "", "joins the open chat", "join {chat}"},
@@ -97,15 +84,19 @@ constexpr Word kWords[] = {
     {"qr", "", "logs in by another device", "qr"},
     {"resend", "", "asks for another code", "resend"},
     {"logout", "", "logs out", "logout"},
-    {"raw", "<command>", "a command of the protocol, as it is", "", false, run_raw},
-    {"help", "", "shows this", "", false, run_help},
-    {"quit", "", "ends it", "", false, run_quit},
+    {"raw", "<command>", "a command of the protocol, as it is", "{rest}"},
+    {"help", "", "shows this", "help", help},
+    {"quit", "", "ends it", "quit", quit},
 };
 
-void run_command(Client& c, const Word& word, std::string_view line) {
+std::string usage(const Word& word) {
+  return "/" + std::string(word.name) + " " + std::string(word.arguments);
+}
+
+void run(Client& c, const Word& word, std::string_view line) {
   const auto id_text = [](std::int64_t id) { return id == 0 ? "" : std::to_string(id); };
-  std::string title = "/" + std::string(word.name) + (line.empty() ? "" : " ");
-  title += line;
+  std::string entered = "/" + std::string(word.name) + (line.empty() ? "" : " ");
+  entered += line;
   Event parts;
   for (const char* name : {"1", "2", "3"}) {
     const bool asked = word.command.find("{" + std::string(name)) != std::string_view::npos;
@@ -117,12 +108,12 @@ void run_command(Client& c, const Word& word, std::string_view line) {
   parts.members["user"] = id_text(other_side(c, c.open_chat));
   parts.members["call"] = c.of("call_update").str("call_id");
   const std::string command = in_words(c, parts, word.command);
-  // What there is not leaves its blank behind.
-  if (command.back() == ' ' || command.find("  ") != std::string::npos) {
+  // What there is not leaves its blank behind; blanks in what goes as it is are the person's.
+  if (command.empty() || command.back() == ' ' ||
+      (command != line && command.find("  ") != std::string::npos)) {
     return tell(c, "Something is missing: " + usage(word), true);
   }
-  if (word.lists) c.list = {title, c.last_id + 1, {}, true};
-  say(c, command);
+  word.run ? word.run(c, command, entered) : static_cast<void>(say(c, command));
 }
 
 }  // namespace
@@ -144,11 +135,8 @@ std::vector<List::Row> words_help(std::string_view begin) {
 
 void run_word(Client& c, std::string_view line) {
   const std::string name = take_word(line);
-  for (const Word& word : kWords) {
-    if (word.name != name) continue;
-    if (!word.run) return run_command(c, word, line);
-    if (!word.run(c, std::string(line))) tell(c, usage(word), true);
-    return;
-  }
+  const auto word = std::find_if(std::begin(kWords), std::end(kWords),
+                                 [&](const Word& w) { return w.name == name; });
+  if (word != std::end(kWords)) return run(c, *word, line);
   tell(c, "There is no /" + name + "; /help lists what there is", true);
 }
