@@ -25,7 +25,7 @@ void check_order(Client& c, const Event& e) {
   c.last_seq = seq;
   if (!lost) return;
   tell(c, "Events were lost; asking for the state again", true);
-  c.resync = say(c, "resync");
+  say(c, "resync");
 }
 
 void on_event_line(Client& c, std::string_view line) {

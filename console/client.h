@@ -47,7 +47,6 @@ struct Client {
   std::int64_t last_id = 0;  // of a command
   std::int64_t loading = 0;  // the command that loads messages; 0: none
   std::int64_t last_seq = 0;
-  std::int64_t resync = 0;     // the command that repairs the last loss; 0: none
   std::int64_t told_read = 0;  // how far the open chat was marked as read
   std::int64_t touched = 0;    // when ui_running.txt was, Unix seconds
 

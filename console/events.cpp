@@ -61,9 +61,6 @@ void on_command_end(Client& c, const Event& e, std::string_view) {
   if (c.list.command == id) c.list.command = 0;
   if (c.loading == id) c.loading = 0;
   if (!e.on("ok")) tell(c, describe(c, e), true);
-  if (c.resync != id) return;
-  c.resync = 0;
-  if (c.open_chat != 0) open_chat(c, c.open_chat);
 }
 
 void on_auth_state(Client& c, const Event& e, std::string_view argument) {
@@ -178,6 +175,10 @@ void on_resync_begin(Client& c, const Event&, std::string_view) {
   for (auto& [id, chat] : c.chats) chat.members.erase("order");
 }
 
+void on_resync_end(Client& c, const Event&, std::string_view) {
+  if (c.open_chat != 0) open_chat(c, c.open_chat);
+}
+
 void on_resolved(Client& c, const Event& e, std::string_view) { open_chat(c, e.num("chat_id")); }
 
 constexpr std::string_view kMessageWords =
@@ -245,6 +246,7 @@ constexpr EventType kEvents[] = {
     {"pinned_list_item", add_to_list, "/jump {id}", "{text}"},
     {"qr_link", keep_last, "", "Open this link on a device that is logged in: {link}"},
     {"resync_begin", on_resync_begin},
+    {"resync_end", on_resync_end},
     {"search_chat", add_to_list, "/open {id}", "{title}  [{chat_type:spaced}] {id}"},
     {"shared_item", add_to_list, "/jump {id}", kItemWords},
     {"tg_resolve", on_resolved},

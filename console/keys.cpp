@@ -178,7 +178,9 @@ struct Key {
   const char* words;            // what it enters, or what it does:
   void (*act)(Client&, Screen&, int by) = nullptr;
   int by = 0;
+  View Screen::*where = nullptr;  // only there; the words are then in_words of the marked row
 };
+constexpr View Screen::*kMessage = &Screen::messages, Screen::*kChat = &Screen::chats;
 constexpr Key kKeys[] = {
     {'\t', 0, "Tab", "from the input to the chat list and back", "", swap_focus},
     {code(KEY_UP), 0, "Up", "mark a chat; in the input: mark a message", "", move_by, -1},
@@ -208,61 +210,41 @@ constexpr Key kKeys[] = {
     {code(KEY_DC), control('D'), "Del Ctrl-D", "erase what is behind it", "", erase_one, 1},
     {control('W'), 0, "Ctrl-W", "erase the word before it", "", erase_word},
     {control('U'), 0, "Ctrl-U", "erase all before it", "", erase_all},
+    {'r', 0, "r", "on a marked message: answer it", "/reply {id} ", nullptr, 0, kMessage},
+    {'e', 0, "e", "edit it", "/edit {id} {text} ", nullptr, 0, kMessage},
+    {'s', 0, "s", "download its file", "/get {id}", nullptr, 0, kMessage},
+    {'x', 0, "x", "stop the download", "/stop {id}", nullptr, 0, kMessage},
+    {'+', 0, "+", "thumb up", "/react {id} 👍", nullptr, 0, kMessage},
+    {'-', 0, "-", "away with it", "/unreact {id} 👍", nullptr, 0, kMessage},
+    {'*', 0, "*", "another reaction", "/react {id} ", nullptr, 0, kMessage},
+    {'d', 0, "d", "delete it here", "/delete {id} ", nullptr, 0, kMessage},
+    {'D', 0, "D", "delete it for all", "/revoke {id} ", nullptr, 0, kMessage},
+    {'f', 0, "f", "forward it", "/forward {id} ", nullptr, 0, kMessage},
+    {'p', 0, "p", "pin it", "/pin {id}", nullptr, 0, kMessage},
+    {'a', 0, "a", "send it again", "/again {id}", nullptr, 0, kMessage},
+    {'m', 0, "m", "on a marked chat: mute or unmute it", "/raw mute_toggle {id}", nullptr, 0,
+     kChat},
+    {'/', 0, "/", "search for chats", "/search ", nullptr, 0, kChat},
 };
-
-// Where no text is typed. The words are in_words of the marked message, or of the marked chat.
-constexpr Key kMessageKeys[] = {
-    {'r', 0, "r", "on a marked message: answer it", "/reply {id} "},
-    {'e', 0, "e", "edit it", "/edit {id} {text} "},
-    {'s', 0, "s", "download its file", "/get {id}"},
-    {'x', 0, "x", "stop the download", "/stop {id}"},
-    {'+', 0, "+", "thumb up", "/react {id} 👍"},
-    {'-', 0, "-", "away with it", "/unreact {id} 👍"},
-    {'*', 0, "*", "another reaction", "/react {id} "},
-    {'d', 0, "d", "delete it here", "/delete {id} "},
-    {'D', 0, "D", "delete it for all", "/revoke {id} "},
-    {'f', 0, "f", "forward it", "/forward {id} "},
-    {'p', 0, "p", "pin it", "/pin {id}"},
-    {'a', 0, "a", "send it again", "/again {id}"},
-};
-constexpr Key kChatKeys[] = {
-    {'m', 0, "m", "on a marked chat: mute or unmute it", "/raw mute_toggle {id}"},
-    {'/', 0, "/", "search for chats", "/search "},
-};
-
-template <typename Keys>
-void add_help(std::vector<List::Row>& rows, const Keys& keys) {
-  for (const Key& key : keys) rows.push_back(help_row(key.names, key.meaning, ""));
-}
 
 void show_help(Client& c, Screen&, int) {
   c.list = {"Help", 0, {}, true};
-  add_help(c.list.rows, kKeys);
-  add_help(c.list.rows, kMessageKeys);
-  add_help(c.list.rows, kChatKeys);
+  for (const Key& key : kKeys) c.list.rows.push_back(help_row(key.names, key.meaning, ""));
   c.list.rows.push_back({"What is entered is sent to the open chat, but for:", ""});
   for (const List::Row& row : words_help("")) c.list.rows.push_back(row);
-}
-
-// True when the key is one of these.
-template <typename Keys>
-bool press(Client& c, Screen& s, wint_t key, const Keys& keys, const Event& marked) {
-  for (const Key& k : keys) {
-    if (k.key != key && (k.also != key || key == 0)) continue;
-    if (k.act) k.act(c, s, k.by);
-    use(c, s, in_words(c, marked, k.words));
-    return true;
-  }
-  return false;
 }
 
 }  // namespace
 
 void handle_key(Client& c, Screen& s, wint_t key, bool is_code) {
   if (is_code) key = code(static_cast<int>(key));
-  if (press(c, s, key, kKeys, Event())) return;
-  if (s.on(s.messages) && press(c, s, key, kMessageKeys, c.message(s.messages.marked))) return;
-  if (s.on(s.chats) && press(c, s, key, kChatKeys, c.chat(s.chats.marked))) return;
+  const Event marked = s.on(s.chats) ? c.chat(s.chats.marked) : c.message(s.messages.marked);
+  for (const Key& k : kKeys) {
+    if (k.key != key && (k.also != key || key == 0)) continue;
+    if (k.where != nullptr && !s.on(s.*k.where)) continue;
+    if (k.act) k.act(c, s, k.by);
+    return use(c, s, in_words(c, marked, k.words));
+  }
   if (key == '?' && (s.focus || s.input.empty()) && !is_secret(c)) {
     show_help(c, s, 0);
   } else if (!is_code && !s.focus && key >= 32) {
