@@ -41,18 +41,15 @@ static constexpr Role kRoles[] = {
 static_assert(sizeof kRoles / sizeof *kRoles == kFirstChats);
 
 static Role roll_role(unsigned number) {
-  const std::uint64_t dice = mix(g_world.settings.seed, 0xC0000000u + number), roll = dice % 100;
-  const K kind = roll < 70   ? K::kPrivate
-                 : roll < 82 ? K::kBasic
-                 : roll < 94 ? K::kSuper
-                             : K::kChannel;
-  return {"",
-          kind,
-          20 + static_cast<int>((dice >> 16) % 160),
-          kind == K::kPrivate ? 0 : 3 + static_cast<int>(dice >> 8 & 127),
-          S::kMember,
-          (dice >> 32) % 4 == 0 ? static_cast<int>((dice >> 36) % 9) : 0,
-          (dice >> 48) % 8 == 0 ? "muted" : ""};
+  const std::uint64_t dice = mix(g_world.settings.seed, 0xC0000000u + number);
+  const int kind = roll(dice, 100);
+  Role role;
+  role.kind = kind < 70 ? K::kPrivate : kind < 82 ? K::kBasic : kind < 94 ? K::kSuper : K::kChannel;
+  role.messages = 20 + roll(dice >> 16, 160);
+  if (role.kind != K::kPrivate) role.members = 3 + roll(dice >> 8, 128);
+  if (roll(dice >> 32, 4) == 0) role.unread = roll(dice >> 36, 9);
+  if (roll(dice >> 48, 8) == 0) role.traits = "muted";
+  return role;
 }
 
 static Id chat_id_of(const Chat& chat) {

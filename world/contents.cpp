@@ -119,7 +119,7 @@ constexpr int kSlots = 11;  // %a to %k
 constexpr int kCount = sizeof kRows / sizeof *kRows;
 
 // Three sizes, the largest last, each a file.
-std::string sizes_text(Id key, int own) {
+std::string sizes_text(Id key, Id own) {
   constexpr const char* kSize = "photoSize type photo width height";
   List sizes;
   sizes.next() += object(kSize, {"s", file_text(key, 2000, true), 90, 60});
@@ -131,13 +131,13 @@ std::string sizes_text(Id key, int own) {
 
 // The text for a slot of the rows.
 std::string slot_text(char slot, const Chat& chat, const Message& m) {
-  const Id about = kAnn + static_cast<Id>(m.dice >> 16 & 7);
+  const Id about = kAnn + roll(m.dice >> 16, 8);
   const Id key = static_cast<Id>(chat.number) << 40 | message_index(m.id) << 3 | 5;
   switch (slot) {
     case 'a': return formatted_text(m.text);
     case 'b':
       if (m.file != 0) return file_text(m.file);
-      return file_text(key + 2, 4000 + static_cast<int>(m.dice % 90000), false);
+      return file_text(key + 2, 4000 + roll(m.dice, 90000), false);
     case 'c':
       return object("thumbnail format=@thumbnailFormatJpeg width=160 height=120 file",
                     {file_text(key, 2000, true)});
@@ -150,7 +150,7 @@ std::string slot_text(char slot, const Chat& chat, const Message& m) {
       return "[" + std::to_string(about) + "," + std::to_string(about + 1) + "]";
     case 'k': return bare_object(m.seconds >= 0 ? m.text : "callDiscardReasonHungUp");
     case 'e': return std::to_string(message_id(message_index(m.id) / 2));
-    case 'j': return std::to_string(m.seconds >= 0 ? m.seconds : 3 + static_cast<Id>(m.dice % 200));
+    case 'j': return std::to_string(m.seconds >= 0 ? m.seconds : 3 + roll(m.dice, 200));
     default: tell_person(about); return std::to_string(about);
   }
 }
@@ -173,9 +173,9 @@ int content_row(std::string_view name) {
 }
 
 int random_content(std::uint64_t dice) {
-  int roll = static_cast<int>(dice % 1000);
+  int left = roll(dice, 1000);
   for (int row = 0; row < kCount; ++row) {
-    if ((roll -= kRows[row].weight) < 0) return row;
+    if ((left -= kRows[row].weight) < 0) return row;
   }
   return 0;
 }

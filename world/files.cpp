@@ -33,12 +33,16 @@ static File* find_file(Id id) {
   return &g_files[static_cast<std::size_t>(id - 1)];
 }
 
-int own_file(const std::string& path, int size) {
-  g_files.push_back({0, size, false, path, size, false, 0});
-  return static_cast<int>(g_files.size());
+static Id add_file(File file) {
+  g_files.push_back(std::move(file));
+  return static_cast<Id>(g_files.size());
 }
 
-std::string file_text(int id) {
+Id own_file(const std::string& path, int size) {
+  return add_file({0, size, false, path, size, false, 0});
+}
+
+std::string file_text(Id id) {
   const File& file = *find_file(id);
   const bool complete = file.is_complete();
   const std::string name = std::to_string(id);
@@ -52,16 +56,13 @@ std::string file_text(int id) {
 }
 
 std::string file_text(Id key, int size, bool photo) {
-  static std::unordered_map<Id, int> ids;
-  int& id = ids[key];
-  if (id == 0) {
-    g_files.push_back({key, size, photo, "", 0, false, 0});
-    id = static_cast<int>(g_files.size());
-  }
+  static std::unordered_map<Id, Id> ids;
+  Id& id = ids[key];
+  if (id == 0) id = add_file({key, size, photo, "", 0, false, 0});
   return file_text(id);
 }
 
-static void tell_file(int id) { tell("updateFile file", {file_text(id)}); }
+static void tell_file(Id id) { tell("updateFile file", {file_text(id)}); }
 
 // ---- what stands in them
 
@@ -80,7 +81,7 @@ static std::string picture(std::uint64_t dice, int size) {
 }
 
 static std::string file_bytes(const File& file) {
-  const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(file.key));
+  const std::uint64_t dice = dice_for(file.key);
   const auto size = static_cast<std::size_t>(file.size);
   std::string bytes = file.photo ? picture(dice, file.size) : "";
   // What follows a picture's end is ignored; the others are plain text.
@@ -113,13 +114,13 @@ static bool write_piece(File& file, int up_to) {
   return !out.fail();
 }
 
-static void next_piece(int id, int run);
+static void next_piece(Id id, int run);
 
-static void await_piece(int id, int run) {
+static void await_piece(Id id, int run) {
   later(kStepSeconds, [id, run] { when_online([id, run] { next_piece(id, run); }); });
 }
 
-static void next_piece(int id, int run) {
+static void next_piece(Id id, int run) {
   File& file = *find_file(id);
   if (!file.active || file.run != run) return;
   const bool written = write_piece(file, std::min(file.size, file.done + file.size / kSteps + 1));
@@ -131,7 +132,7 @@ static void next_piece(int id, int run) {
 
 static std::string download_file(Asked& asked) {
   const Id priority = asked.json.number("priority");
-  const auto id = static_cast<int>(asked.json.number("file_id"));
+  const Id id = asked.json.number("file_id");
   File* file = find_file(id);
   if (priority < 1 || priority > 32) return refuse("Download priority must be between 1 and 32");
   if (file == nullptr) return refuse("Invalid file identifier");
@@ -146,7 +147,7 @@ static std::string download_file(Asked& asked) {
 }
 
 static std::string cancel_download(Asked& asked) {
-  const auto id = static_cast<int>(asked.json.number("file_id"));
+  const Id id = asked.json.number("file_id");
   File* file = find_file(id);
   if (file == nullptr) return refuse("Invalid file identifier");
   if (file->active) {
@@ -171,13 +172,13 @@ static std::string optimize_storage(Asked& asked) {
   const Json& limit = asked.json["size"];
   Id left = limit.is_null() || limit.number() < 0 ? Id{1} << 30 : limit.number();
   Id freed = 0, count = 0;
-  for (auto i = static_cast<int>(g_files.size()); i > 0; --i) {
-    File& file = *find_file(i);
+  for (auto id = static_cast<Id>(g_files.size()); id > 0; --id) {
+    File& file = *find_file(id);
     if (!file.is_kept() || file.active || (left -= file.done) >= 0) continue;
     freed += file.done;
     ++count;
     forget(file);
-    tell_file(i);
+    tell_file(id);
   }
   return object("storageStatistics size count", {freed, count});
 }

@@ -114,7 +114,7 @@ double next_due() {
 
 // A message somewhere.
 void pour_one() {
-  const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(--g_flood));
+  const std::uint64_t dice = dice_for(--g_flood);
   Chat& chat = g_world.chats[dice % g_world.chats.size()];
   if (chat.order != 0 && chat.kind != ChatKind::kDeleted) receive_next(chat);
 }

@@ -9,13 +9,13 @@ static void tell_typing(const Chat& chat, Id sender, const char* action) {
 }
 
 static Id somebody(const Chat& chat, std::uint64_t dice) {
-  return chat.is_group() ? kAnn + static_cast<Id>(dice % 5) : chat.peer;
+  return chat.is_group() ? kAnn + roll(dice, 5) : chat.peer;
 }
 
 void be_answered(Chat& chat, Id message) {
   const Message m = find_message(chat, message);
   if (m.id == 0) return;
-  const std::uint64_t dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(m.id ^ chat.id));
+  const std::uint64_t dice = dice_for(m.id ^ chat.id);
   if (chat.is_channel()) {  // readers do what they can
     later(2.5, [&chat, message] {
       if (can_react(chat, find_message(chat, message))) react(chat, message, "👍", false);
@@ -52,7 +52,7 @@ static void write(Chat& chat, std::uint64_t dice) {
 
 // One of the last messages is edited, or reacted to.
 static void change(Chat& chat, std::uint64_t dice) {
-  const Id newest = message_index(last_id(chat)) - static_cast<Id>(dice & 3);
+  const Id newest = message_index(last_id(chat)) - roll(dice, 4);
   const Message m = find_message(chat, previous_id(chat, message_id(newest)));
   if (!can_react(chat, m) || !chat.told) return;
   if ((dice >> 4 & 1) == 0 && !m.outgoing && m.is_text()) {
@@ -64,7 +64,7 @@ static void change(Chat& chat, std::uint64_t dice) {
 
 // Somebody has another name, or shows another photo.
 static void change_somebody(std::uint64_t dice) {
-  const Id id = kMe + 14 + static_cast<Id>(dice % 9);
+  const Id id = kMe + 14 + roll(dice, 9);
   Person p = person(id);
   if ((dice >> 9 & 1) != 0) {
     p.photo = p.photo % 3 + 1;
@@ -84,15 +84,15 @@ static void come_or_go(Id id) {
 
 void live_one_moment(std::uint64_t moment) {
   const std::uint64_t dice = mix(g_world.settings.seed ^ 0x11FE, moment);
-  const auto roll = dice % 100;
+  const int what = roll(dice, 100);
   if (!is_online()) return;
-  if (roll >= 97) {
-    if (roll < 99) change_somebody(dice >> 8);
-    if (roll == 99 && moment > 100 && !is_called()) begin_call(kAnn, false);
-  } else if (roll >= 60 && roll < 80) {
-    come_or_go(kAnn + static_cast<Id>((dice >> 8) % 10));
+  if (what >= 97) {
+    if (what < 99) change_somebody(dice >> 8);
+    if (what == 99 && moment > 100 && !is_called()) begin_call(kAnn, false);
+  } else if (what >= 60 && what < 80) {
+    come_or_go(kAnn + roll(dice >> 8, 10));
   } else if (Chat* chat = random_chat(dice >> 8)) {
-    roll < 60 ? write(*chat, dice >> 40) : change(*chat, dice >> 40);
+    what < 60 ? write(*chat, dice >> 40) : change(*chat, dice >> 40);
   }
 }
 

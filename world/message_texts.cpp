@@ -24,7 +24,7 @@ std::string interaction_text(Chat& chat, const Message& m) {
   const std::string reply_info = thread.headed ? reply_info_text(thread_ids(thread)) : "";
   const std::string reactions = reactions_text(m);
   if (!chat.is_channel() && reply_info.empty() && reactions.empty()) return {};
-  const Id views = chat.is_channel() ? static_cast<Id>(m.dice % 5000) + 1 : 0;
+  const Id views = chat.is_channel() ? roll(m.dice, 5000) + 1 : 0;
   return object("messageInteractionInfo view_count forward_count reply_info reactions",
                 {views, views / 50, reply_info, reactions});
 }

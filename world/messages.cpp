@@ -19,6 +19,10 @@ std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
   return x ^ x >> 31;
 }
 
+std::uint64_t dice_for(Id what) {
+  return mix(g_world.settings.seed, static_cast<std::uint64_t>(what));
+}
+
 Changes& changes(Chat& chat) {
   if (chat.changes == nullptr) chat.changes = std::make_unique<Changes>();
   return *chat.changes;
@@ -43,8 +47,7 @@ static Id roll_sender(const Chat& chat, std::uint64_t dice) {
   if (chat.is_channel()) return chat.id;
   if (!chat.is_group()) return (dice & 7) < 3 ? kMe : chat.peer;
   if ((dice & 7) == 0 && !is_outside(chat.role.standing)) return kMe;
-  const auto people = static_cast<unsigned>(std::clamp(chat.role.members, 2, 30));
-  return kAnn + static_cast<Id>((dice >> 3) % people);
+  return kAnn + roll(dice >> 3, std::clamp(chat.role.members, 2, 30));
 }
 
 static bool has_threads(const Chat& chat) { return chat.kind == ChatKind::kSuper; }
@@ -62,7 +65,7 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
   if (m.thread != 0 && m.thread != m.id) {
     m.reply_to = m.thread;
   } else if (more % 9 == 0 && index > 12) {
-    m.reply_to = message_id(index - 1 - static_cast<Id>(more >> 8 & 7));
+    m.reply_to = message_id(index - 1 - roll(more >> 8, 8));
     if (more >> 16 & 1) m.quote = "as I said";
     if ((more >> 20 & 7) == 0 && chat.number != 14 && !secret) {
       m.reply_chat = g_world.chats[14].id;
@@ -70,14 +73,13 @@ static void add_context(const Chat& chat, Id index, std::uint64_t dice, Message&
     }
   } else if (more % 23 == 1 && !secret) {
     const bool channel = (more >> 32 & 1) != 0;
-    m.forward_from = channel ? g_world.chats[17].id : kAnn + static_cast<Id>((more >> 8) % 9);
-    if (channel) m.forward_message = message_id(static_cast<Id>((more >> 40) % 100));
+    m.forward_from = channel ? g_world.chats[17].id : kAnn + roll(more >> 8, 9);
+    if (channel) m.forward_message = message_id(roll(more >> 40, 100));
   }
   if (more % 37 == 4) m.edit_date = m.date + 60;
   if (!chat.is_group() || more % 6 != 2) return;
   for (unsigned i = 0; i <= (more >> 48) % 3; ++i) {
-    m.reactions.push_back(
-        {kEmoji[(more >> 50) % 3 + i], 1 + static_cast<int>((more >> (52 + i)) % 9), false});
+    m.reactions.push_back({kEmoji[(more >> 50) % 3 + i], 1 + roll(more >> (52 + i), 9), false});
   }
 }
 
@@ -120,7 +122,7 @@ static Message roll_message(const Chat& chat, Id index) {
       chat.has("gallery") ? static_cast<int>(index % content_count()) : random_content(dice >> 8);
   if (named || (is_service(m) && !chat.is_group())) m.content = 0;
   m.text = some_text(dice >> 20);
-  if (chat.kind == ChatKind::kForum) m.topic = 1 + static_cast<int>(dice >> 44 & 1);
+  if (chat.kind == ChatKind::kForum) m.topic = 1 + roll(dice >> 44, 2);
   if (!is_service(m)) {
     m.thread = thread_of(chat, index, dice);
     add_context(chat, index, dice, m);
@@ -260,7 +262,7 @@ Id append_message(Chat& chat, Message m) {
   m.id = message_id(sent_count(chat) - 1);
   m.chat = chat.id;
   m.date = date_now();
-  m.dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(m.id ^ chat.id));
+  m.dice = dice_for(m.id ^ chat.id);
   if (has_threads(chat) && m.reply_to != 0 && m.reply_chat == 0)
     m.thread = find_message(chat, m.reply_to).thread;
   const Id id = m.id;

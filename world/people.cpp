@@ -3,14 +3,8 @@
 
 namespace world {
 
-struct Named {
-  const char* first_name;
-  const char* last_name;
-  const char* username;
-};
-
-// kMe, and those after it.
-static constexpr Named kFirstPeople[] = {
+// kMe, and those after it: first name, last name, public name.
+static constexpr std::tuple<const char*, const char*, const char*> kFirstPeople[] = {
     {"Robin", "Reed", "robin_reed"},
     {"World", "", "world_bot"},
     {"Ann", "Archer", "ann"},
@@ -44,9 +38,7 @@ Person person(Id id) {
   const std::uint64_t dice = mix(g_world.settings.seed, 0x9E0000u + n);
   Person p;
   if (n < kNamed) {
-    p.first_name = kFirstPeople[n].first_name;
-    p.last_name = kFirstPeople[n].last_name;
-    p.username = kFirstPeople[n].username;
+    std::tie(p.first_name, p.last_name, p.username) = kFirstPeople[n];
   } else {
     p.first_name = kFirstNames[dice % 15];
     if ((dice >> 8 & 3) != 0) p.last_name = kLastNames[(dice >> 16) % 13];
@@ -56,7 +48,7 @@ Person person(Id id) {
   p.bot = ends_with(p.username, "_bot");
   if (!p.deleted && !p.bot) p.phone = "49155501" + std::to_string(1000 + n);
   if (!p.deleted && n % 3 != 1) p.photo = 1;
-  if ((dice >> 32) % 5 != 0) p.seen = kFirstDate - static_cast<Id>((dice >> 36) % 100000);
+  if ((dice >> 32) % 5 != 0) p.seen = kFirstDate - roll(dice >> 36, 100000);
   return p;
 }
 
@@ -86,9 +78,10 @@ Id photo_key(Id person_id) {
 std::string user_text(Id id) {
   const Person p = person(id);
   const bool contact = !p.bot && !p.deleted && id != kMe && id < kMe + 30;
-  std::string photo, type = object("userTypeRegular"), verified;
-  if (p.bot) type = object("userTypeBot can_join_groups=true active_user_count=120");
-  if (p.deleted) type = object("userTypeDeleted");
+  const std::string type = object(p.bot ? "userTypeBot can_join_groups=true active_user_count=120"
+                                  : p.deleted ? "userTypeDeleted"
+                                              : "userTypeRegular");
+  std::string photo, verified;
   if (id == kMe + 1) verified = object("verificationStatus is_verified=true");
   if (const Id key = photo_key(id); key != 0) {
     photo = object("profilePhoto id small big",

@@ -95,7 +95,7 @@ static Id begin_send(Chat& chat, Message m) {
   m.date = date_now();
   m.sending = object("messageSendingStatePending sending_id=1");
   m.failed = false;
-  m.dice = mix(g_world.settings.seed, static_cast<std::uint64_t>(id));
+  m.dice = dice_for(id);
   changes(chat).messages[id] = std::move(m);
   chat.listed = true;
   tell_new_message(chat, id);

@@ -39,23 +39,19 @@ static constexpr std::string_view kAnswers[] = {
 };
 // NOLINTEND
 
-template <std::size_t N>
-static std::string_view pick(const std::string_view (&list)[N], std::uint64_t dice) {
-  return list[dice % N];
-}
-
 std::string some_text(std::uint64_t dice) {
-  std::string text(pick(kSentences, dice));
+  std::string text(kSentences[dice % std::size(kSentences)]);
   // One in 16 goes on, one in 512 does not come to an end.
-  int more = dice >> 8 & 15 ? 0 : 1 + static_cast<int>(dice >> 12 & 3);
+  int more = dice >> 8 & 15 ? 0 : 1 + roll(dice >> 12, 4);
   if ((dice >> 16 & 511) == 0) more = 60;
-  for (int i = 0; i < more; ++i) (text += ' ') += pick(kSentences, mix(dice, 7u + i));
+  for (int i = 0; i < more; ++i)
+    (text += ' ') += kSentences[mix(dice, 7u + i) % std::size(kSentences)];
   return text;
 }
 
 std::string some_answer(std::uint64_t dice, std::string_view to) {
   const bool greeting = to_lower_ascii(std::string(to)).find("hello") != std::string::npos;
-  return std::string(greeting ? "Hello! Good to hear you." : pick(kAnswers, dice));
+  return std::string(greeting ? "Hello! Good to hear you." : kAnswers[dice % std::size(kAnswers)]);
 }
 
 std::size_t utf16_length(std::string_view text) {

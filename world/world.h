@@ -12,6 +12,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -57,7 +58,7 @@ struct Message {
   Id forward_message = 0;
   Id thread = 0;    // id of the message that the thread begins with
   int topic = 0;    // of a forum
-  int file = 0;     // id of the main file; 0: none, or not yet named
+  Id file = 0;      // id of the main file; 0: none, or not yet named
   Id seconds = -1;  // of a call that was made, whose text is why it ended; below 0: none was
   std::vector<Reaction> reactions;
   std::string sending;  // the sending state object; empty when it is sent
@@ -163,8 +164,13 @@ struct World {
 };
 extern World g_world;
 
-// A number that follows from two others.
+// Dice: a number that follows from two others, or from the seed and another.
 std::uint64_t mix(std::uint64_t a, std::uint64_t b);
+std::uint64_t dice_for(Id what);
+// What they show: 0 to `sides` - 1.
+constexpr int roll(std::uint64_t dice, int sides) {
+  return static_cast<int>(dice % static_cast<unsigned>(sides));
+}
 
 // ---- library.cpp
 
@@ -350,10 +356,10 @@ std::string content_text(const Chat& chat, const Message& message);
 
 // ---- files.cpp
 
-std::string file_text(int id);
+std::string file_text(Id id);
 // Of a file that follows from the seed and its key.
 std::string file_text(Id key, int size, bool photo);
-int own_file(const std::string& path, int size);  // to be uploaded
+Id own_file(const std::string& path, int size);  // to be uploaded
 
 // ---- calls.cpp
 
