@@ -307,7 +307,7 @@ static std::string close_chat(Asked& asked) {
 }
 
 static std::string create_private_chat(Asked& asked) {
-  Chat* chat = is_person(asked.user) ? find_chat(asked.user) : nullptr;
+  Chat* chat = asked.user > 0 ? find_chat(asked.user) : nullptr;
   if (chat == nullptr) return refuse("User not found");
   tell_chat(*chat);
   return chat_text(*chat);

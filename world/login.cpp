@@ -89,11 +89,22 @@ static void tell_numbers() {
   for (const auto& [name, value] : kNumbers) tell(option_text(name, number_text(value)));
 }
 
-std::string current_options_text() {
-  std::string list = option_text("version", version_text());
-  for (const auto& option : g_options) list += "," + option_text(option.first, option.second);
-  if (is_ready()) list += "," + option_text("my_id", number_text(kMe));
-  return list + "," + object("updateAuthorizationState authorization_state", {state_text()});
+// All that the client may have missed, as updates.
+static std::string get_current_state(Asked&) {
+  List updates;
+  updates.next() += option_text("version", version_text());
+  for (const auto& option : g_options) updates.next() += option_text(option.first, option.second);
+  if (is_ready()) updates.next() += option_text("my_id", number_text(kMe));
+  updates.next() += object("updateAuthorizationState authorization_state", {state_text()});
+  updates.next() += object("updateConnectionState state", {bare_object(g_world.connection)});
+  std::vector<std::string> chats;  // first: they may name further people
+  for (Chat& chat : g_world.chats) {
+    if (chat.told) chats.push_back(object("updateNewChat chat", {chat_text(chat)}));
+  }
+  for (const Id id : g_world.told_people)
+    updates.next() += object("updateUser user", {user_text(id)});
+  for (const std::string& chat : chats) updates.next() += chat;
+  return object("updates updates", {updates.done()});
 }
 
 static std::string set_option(Asked& asked) {
@@ -225,6 +236,13 @@ static std::string request_qr(Asked&) {
   return enter(kOtherDevice);
 }
 
+static std::string set_network(Asked& asked) {
+  const bool none = asked.json["type"].type() == "networkTypeNone";
+  if (none == !is_online()) return {};
+  none ? set_connection("connectionStateWaitingForNetwork") : come_online();
+  return {};
+}
+
 void close_world() {
   enter(kClosing);
   enter(kClosed);
@@ -254,6 +272,8 @@ const Requests kLoginRequests = {
     {"getAuthorizationState", kNothing, [](Asked&) { return state_text(); }, kAnyStage},
     {"setOption", kNothing, set_option, kAnyStage},
     {"close", kNothing, close, kAnyStage},
+    {"setNetworkType", kNothing, set_network, kWithParameters},
+    {"getCurrentState", kNothing, get_current_state, kWithParameters},
     {"logOut", kNothing, log_out, kWithParameters},
     {"setTdlibParameters", kNothing, set_parameters, kParameters},
     {"setAuthenticationPhoneNumber", kNothing, set_phone, kLoggingIn},

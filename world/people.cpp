@@ -27,10 +27,6 @@ static constexpr const char* kLastNames[] = {"Abbott",  "Brandt", "Costa", "Dvo�
                                              "Fischer", "García", "Holm",  "Ivanova", "Jones",
                                              "Køhler",  "Lund",   "Moreau"};
 
-bool is_person(Id id) {
-  return id >= kMe && id < kMe + kNamed + static_cast<Id>(g_world.chats.size()) + 16;
-}
-
 Person person(Id id) {
   const auto changed = g_world.changed_people.find(id);
   if (changed != g_world.changed_people.end()) return changed->second;

@@ -55,23 +55,21 @@ static std::string add_proxy(Asked& asked) {
   return added_text(id);
 }
 
-static std::string enable_proxy(Asked& asked) {
+// Enables or removes one.
+static std::string change_proxy(Asked& asked) {
   const Id id = asked.json.number("proxy_id");
   if (g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
-  use_proxy(id);
+  if (asked.json.type() == "enableProxy") {
+    use_proxy(id);
+  } else {
+    if (id == g_enabled_proxy) use_proxy(0);
+    g_proxies.erase(id);
+  }
   return {};
 }
 
 static std::string disable_proxy(Asked&) {
   use_proxy(0);
-  return {};
-}
-
-static std::string remove_proxy(Asked& asked) {
-  const Id id = asked.json.number("proxy_id");
-  if (g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
-  if (id == g_enabled_proxy) use_proxy(0);
-  g_proxies.erase(id);
   return {};
 }
 
@@ -90,9 +88,9 @@ static std::string ping_proxy(Asked& asked) {
 
 const Requests kProxyRequests = {
     {"addProxy", kNothing, add_proxy, kWithParameters},
-    {"enableProxy", kNothing, enable_proxy, kWithParameters},
+    {"enableProxy", kNothing, change_proxy, kWithParameters},
     {"disableProxy", kNothing, disable_proxy, kWithParameters},
-    {"removeProxy", kNothing, remove_proxy, kWithParameters},
+    {"removeProxy", kNothing, change_proxy, kWithParameters},
     {"getProxies", kNothing, get_proxies, kWithParameters},
     {"pingProxy", kNothing, ping_proxy, kWithParameters},
 };

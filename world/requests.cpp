@@ -20,38 +20,12 @@ std::vector<Message> asked_messages(const Asked& asked, const Chat& chat) {
   return messages;
 }
 
-static std::string set_network(Asked& asked) {
-  const bool none = asked.json["type"].type() == "networkTypeNone";
-  if (none == !is_online()) return {};
-  none ? set_connection("connectionStateWaitingForNetwork") : come_online();
-  return {};
-}
-
-static std::string get_current_state(Asked&) {
-  List updates;
-  updates.next() += current_options_text();
-  updates.next() += object("updateConnectionState state", {bare_object(g_world.connection)});
-  std::vector<std::string> chats;  // first: they may name further people
-  for (Chat& chat : g_world.chats) {
-    if (chat.told) chats.push_back(object("updateNewChat chat", {chat_text(chat)}));
-  }
-  for (const Id id : g_world.told_people)
-    updates.next() += object("updateUser user", {user_text(id)});
-  for (const std::string& chat : chats) updates.next() += chat;
-  return object("updates updates", {updates.done()});
-}
-
-static const Requests kDeviceRequests = {
-    {"setNetworkType", kNothing, set_network, kWithParameters},
-    {"getCurrentState", kNothing, get_current_state, kWithParameters},
-};
-
 static const RequestRow* find_row(std::string_view request) {
   static const auto rows = [] {
     std::unordered_map<std::string_view, const RequestRow*> all;
     for (const Requests* table :
-         {&kCallRequests, &kChatRequests, &kDeviceRequests, &kFileRequests, &kHistoryRequests,
-          &kListRequests, &kLoginRequests, &kPeopleRequests, &kProxyRequests, &kSendingRequests}) {
+         {&kCallRequests, &kChatRequests, &kFileRequests, &kHistoryRequests, &kListRequests,
+          &kLoginRequests, &kPeopleRequests, &kProxyRequests, &kSendingRequests}) {
       for (const RequestRow& row : *table) all[row.request] = &row;
     }
     return all;

@@ -214,8 +214,6 @@ Stage stage();
 bool is_ready();
 void begin_login();
 void close_world();
-// Updates, separated by commas, that say what the client may have missed.
-std::string current_options_text();
 
 // ---- requests.cpp
 
@@ -268,7 +266,6 @@ std::size_t utf16_length(std::string_view text);
 // ---- people.cpp
 
 Person person(Id id);
-bool is_person(Id id);
 std::string person_name(Id id);
 Id photo_key(Id person_id);  // of the small file; the large one has the next. 0: no photo
 // One thing about the person is another now: presence, photo or name. Tells it.
