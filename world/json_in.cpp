@@ -82,9 +82,11 @@ struct Reader {
     return true;
   }
 
-  // The items of an array or an object, whose opening bracket has been read.
+  // The items of an array or an object, at whose opening bracket the text stands.
   bool list(Json& json, int depth) {
     const bool object = json.kind == Json::kObject;
+    const std::string_view begin = rest;
+    rest.remove_prefix(1);
     for (skip_blanks(); !skip(object ? "}" : "]"); skip_blanks()) {
       if (!json.items.empty() && !rest.empty() && !skip(",")) {
         return fail(std::string("Unexpected symbol while parsing JSON ") +
@@ -100,6 +102,7 @@ struct Reader {
       }
       if (!value(item, depth)) return false;
     }
+    json.text = begin.substr(0, begin.size() - rest.size());
     return true;
   }
 
@@ -113,11 +116,8 @@ struct Reader {
       case 't': return word("true", json, Json::kBoolean);
       case 'n': return word("null", json, Json::kNull);
       case '"': json.kind = Json::kString; return string(json.text);
-      case '[':
-      case '{':
-        json.kind = c == '[' ? Json::kArray : Json::kObject;
-        rest.remove_prefix(1);
-        return list(json, depth - 1);
+      case '[': json.kind = Json::kArray; return list(json, depth - 1);
+      case '{': json.kind = Json::kObject; return list(json, depth - 1);
       default: return number(json);
     }
   }
@@ -135,26 +135,6 @@ bool read_json(std::string_view text, Json& json, std::string& error) {
 bool has_bad_string(const Json& json) {
   return (json.kind == Json::kString && !is_utf8(json.text)) ||
          std::any_of(json.items.begin(), json.items.end(), has_bad_string);
-}
-
-void append_json(std::string& out, const Json& json) {
-  const bool object = json.kind == Json::kObject;
-  if (json.is_null()) {
-    out += "null";
-  } else if (json.kind == Json::kString) {
-    append_string(out, json.text);
-  } else if (!object && json.kind != Json::kArray) {
-    out += json.text;
-  } else {
-    out += object ? '{' : '[';
-    for (const Json& item : json.items) {
-      if (&item != json.items.data()) out += ',';
-      if (object) append_string(out, item.name);
-      if (object) out += ':';
-      append_json(out, item);
-    }
-    out += object ? '}' : ']';
-  }
 }
 
 // ---- what the schema wants

@@ -12,7 +12,7 @@ struct Json {
   enum Kind { kNull, kNumber, kBoolean, kString, kArray, kObject };
   Kind kind = kNull;
   std::string name;         // of an object's member
-  std::string text;         // of strings, unescaped; of numbers and booleans, as they came
+  std::string text;         // of strings, unescaped; of anything but null, as it came
   std::vector<Json> items;  // of arrays and objects
 
   bool is_null() const { return kind == kNull; }
@@ -34,7 +34,5 @@ std::string check_request(const Json& request);
 
 // True when a string in it is no UTF-8.
 bool has_bad_string(const Json& json);
-
-void append_json(std::string& out, const Json& json);
 
 }  // namespace world

@@ -57,7 +57,8 @@ void begin() {
 // Queues the text of an object, with what every text ends in.
 void put(std::string text, const Json& extra, int client_id = 1) {
   text.pop_back();
-  if (!extra.is_null()) append_json(text += ",\"@extra\":", extra);
+  if (!extra.is_null()) text += ",\"@extra\":";
+  extra.kind == Json::kString ? append_string(text, extra.text) : void(text += extra.text);
   append_i64(text += ",\"@client_id\":", client_id);
   text += '}';
   g_queue.push_back(std::move(text));
