@@ -37,6 +37,7 @@ void open_marked(Client& c, Screen& s, std::int64_t chat_id) {
 }
 
 void step(Client& c, Screen& s, View& view, int by) {
+  if (&view == &s.raw && by > 0 && view.marked == 0) return;  // it stands at its end
   if (move_mark(view, by)) return;
   if (&view == &s.chats && by > 0 && c.of("chats_end").on("has_more")) enter(c, "/more");
   if (&view == &s.raw && by > 0) view.marked = 0;
@@ -82,6 +83,7 @@ void accept(Client& c, Screen& s, int) {
   if (s.on(s.messages)) return leave_view(c, s);
   const std::string line = s.input;
   set_input(s, "");
+  s.messages.marked = 0;  // what is entered may be an answer to it; the newest are shown again
   if (c.ended) {
     start_client(c);
   } else {
