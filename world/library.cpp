@@ -29,10 +29,7 @@ int g_clients = 0;
 bool g_begun = false;
 bool g_closed = false;
 Id g_flood = 0;
-std::uint64_t g_moment = 0;  // how many have been lived
-constexpr double kNever = 1e300;
-double g_alive_since = kNever;  // when the account logged in
-double g_due = -1;              // when that was due which happens now; below 0: nothing does
+double g_due = -1;  // when that was due which happens now; below 0: nothing does
 
 const char* environment(const char* name, const char* otherwise) {
   const char* value = std::getenv(name);
@@ -103,15 +100,8 @@ void take_request(int client_id, const char* text) {
   put(std::move(error), request["@extra"], client_id);
 }
 
-double moment_due() {
-  if (g_world.settings.rate <= 0) return kNever;
-  return g_alive_since + static_cast<double>(g_moment + 1) / g_world.settings.rate;
-}
-
 // When the next thing happens by itself.
-double next_due() {
-  return g_timers.empty() ? moment_due() : std::min(moment_due(), g_timers.begin()->first);
-}
+double next_due() { return g_timers.empty() ? 1e300 : g_timers.begin()->first; }
 
 // A message somewhere.
 void pour_one() {
@@ -123,20 +113,15 @@ void pour_one() {
 // Lets one thing happen that is due; false when nothing is. It happens when it was due, however
 // late it is: so the same seed gives the same dates.
 bool happen() {
-  const double due = next_due();
-  if (due > now()) {
+  if (next_due() > now()) {
     if (g_flood == 0) return false;
     pour_one();
     return true;
   }
-  g_due = due;
-  if (due == moment_due()) {
-    live_one_moment(g_moment++);
-  } else {
-    const auto what = std::move(g_timers.begin()->second);
-    g_timers.erase(g_timers.begin());
-    what();
-  }
+  g_due = next_due();
+  const auto what = std::move(g_timers.begin()->second);
+  g_timers.erase(g_timers.begin());
+  what();
   g_due = -1;
   return true;
 }
@@ -164,8 +149,9 @@ Id date_now() {
 void tell(std::string text) { put(std::move(text), {}); }
 void tell(const char* shape, std::initializer_list<Value> values) { tell(object(shape, values)); }
 
+void happen_at(double time, std::function<void()> what) { g_timers.emplace(time, std::move(what)); }
 void later(double seconds, std::function<void()> what) {
-  g_timers.emplace(now() + seconds, std::move(what));
+  happen_at(now() + seconds, std::move(what));
 }
 
 std::string refuse(std::string_view message) { return error_text(400, message); }
@@ -196,13 +182,11 @@ void come_online() {
   g_waiting.clear();
 }
 
-void begin_life() { g_alive_since = now(); }
 void flood(Id count) { g_flood += count; }
 
 void close_client() {
   g_closed = true;
   g_timers.clear();
-  g_alive_since = kNever;
   g_flood = 0;
 }
 

@@ -82,7 +82,7 @@ static void come_or_go(Id id) {
   change_person(id, p);
 }
 
-void live_one_moment(std::uint64_t moment) {
+static void live_one_moment(std::uint64_t moment) {
   const std::uint64_t dice = mix(g_world.settings.seed ^ 0x11FE, moment);
   const int what = roll(dice, 100);
   if (!is_online()) return;
@@ -94,6 +94,19 @@ void live_one_moment(std::uint64_t moment) {
   } else if (Chat* chat = random_chat(dice >> 8)) {
     what < 60 ? write(*chat, dice >> 40) : change(*chat, dice >> 40);
   }
+}
+
+// From the next moment on; so many of them are a second.
+static void live_on(double since, std::uint64_t moment) {
+  const double due = since + static_cast<double>(moment + 1) / g_world.settings.rate;
+  happen_at(due, [since, moment] {
+    live_one_moment(moment);
+    live_on(since, moment + 1);
+  });
+}
+
+void begin_life() {
+  if (g_world.settings.rate > 0) live_on(now(), 0);
 }
 
 }  // namespace world

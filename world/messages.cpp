@@ -270,17 +270,14 @@ Id append_message(Chat& chat, Message m) {
   return id;
 }
 
-Id receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to) {
+void receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to) {
   tell_chat(chat);
   Message m;
   m.sender = sender;
   m.text = text;
   m.reply_to = reply_to;
-  m.outgoing = sender == kMe;
-  m.mention = sender != kMe && text.find(kMyName) != std::string_view::npos;
-  const Id id = append_message(chat, std::move(m));
-  tell_new_message(chat, id);
-  return id;
+  m.mention = text.find(kMyName) != std::string_view::npos;
+  tell_new_message(chat, append_message(chat, std::move(m)));
 }
 
 static void tell_interaction(Chat& chat, Id id) {

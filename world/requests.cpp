@@ -34,13 +34,6 @@ static const RequestRow* find_row(std::string_view request) {
   return found == rows.end() ? nullptr : found->second;
 }
 
-static std::string why_not_write(const Chat& chat) {
-  if (chat.kind == ChatKind::kDeleted) return refuse("USER_DELETED");
-  return refuse(chat.is_channel() && chat.standing != Standing::kBanned
-                    ? "Need administrator rights in the channel chat"
-                    : "Have no write access to the chat");
-}
-
 // Fills in what the request names; the error when that is not as the row wants it.
 static std::string look_up(Asked& asked, unsigned needs) {
   asked.chat = told_chat(asked.json.number("chat_id"));
@@ -68,8 +61,11 @@ static std::string look_up(Asked& asked, unsigned needs) {
   for (const auto& condition : conditions) {
     if ((needs & condition.needs) != 0 && !condition.met) return refuse(condition.otherwise);
   }
-  const bool silent = (needs & kWritable) != 0 && !can_write(*asked.chat);
-  return silent ? why_not_write(*asked.chat) : "";
+  if ((needs & kWritable) == 0 || can_write(*asked.chat)) return {};
+  return refuse(asked.chat->kind == ChatKind::kDeleted ? "USER_DELETED"
+                : asked.chat->is_channel() && asked.chat->standing != Standing::kBanned
+                    ? "Need administrator rights in the channel chat"
+                    : "Have no write access to the chat");
 }
 
 // Why there is no answer now: the row, if there is one, is of another stage of the login.

@@ -13,14 +13,8 @@ static constexpr double kSendSeconds = 0.4;
 
 // ---- contents
 
-// Each of these fills what the message holds, or gives the error with which the service would not
+// Both of these fill what the message holds, or give the error with which the service would not
 // take it.
-static std::string read_text(const Json& content, Message& m) {
-  m.text = trim(content["text"].string("text"));
-  if (m.text.empty()) return refuse("Message must be non-empty");
-  return utf16_length(m.text) > kMostText ? refuse("Message text is too long") : "";
-}
-
 static std::string read_file(const Json& file, Message& m) {
   const std::string path(file.string("path"));
   struct stat status {};
@@ -35,7 +29,11 @@ static std::string read_file(const Json& file, Message& m) {
 
 static std::string read_content(const Json& content, Message& m) {
   if (content.is_null()) return refuse("Can't send message without content");
-  if (content.type() == "inputMessageText") return read_text(content, m);
+  if (content.type() == "inputMessageText") {
+    m.text = trim(content["text"].string("text"));
+    if (m.text.empty()) return refuse("Message must be non-empty");
+    return utf16_length(m.text) > kMostText ? refuse("Message text is too long") : "";
+  }
   const auto file =
       std::find_if(content.items.begin(), content.items.end(),
                    [](const Json& member) { return member.type() == "inputFileLocal"; });

@@ -178,6 +178,7 @@ double now();  // seconds of the world's clock since the start
 Id date_now();
 void tell(std::string text);  // an update
 void tell(const char* shape, std::initializer_list<Value> values = {});
+void happen_at(double time, std::function<void()> what);
 void later(double seconds, std::function<void()> what);
 std::string error_text(int code, std::string_view message);
 std::string refuse(std::string_view message);  // error 400
@@ -188,7 +189,6 @@ void set_connection(std::string_view state);  // and tells it
 void tell_connection(std::string_view state);
 void come_online();  // step by step
 void when_online(std::function<void()> what);
-void begin_life();
 
 // ---- login.cpp
 
@@ -321,8 +321,8 @@ struct Thread {
 Thread find_thread(const Chat& chat, const Message& message);
 std::vector<Id> thread_ids(const Thread& thread);  // all that is in it, the oldest first
 Id append_message(Chat& chat, Message message);    // stores it as the chat's next; tells nothing
-// A new one in the chat, with its updates; returns its id.
-Id receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to = 0);
+// A new one of somebody else in the chat, with its updates.
+void receive_message(Chat& chat, Id sender, std::string_view text, Id reply_to = 0);
 void receive_next(Chat& chat);  // as the seed has it
 void tell_new_message(Chat& chat, Id id);
 void delete_messages(Chat& chat, const std::vector<Id>& ids);
@@ -382,7 +382,7 @@ void steer_from_start();
 
 // ---- life.cpp
 
-void live_one_moment(std::uint64_t moment);
+void begin_life();
 void be_answered(Chat& chat, Id message);  // somebody answers what was written
 
 }  // namespace world
