@@ -136,18 +136,17 @@ static std::string forward_messages(Asked& asked) {
   if (asked.json["message_ids"].items.size() > kMostForwarded)
     return refuse("Too many messages to forward");
   std::vector<Id> ids;
-  for (Message& m : asked_messages(asked, *from)) {
+  for (const Message& m : asked_messages(asked, *from)) {
     if (!can_react(*from, m)) continue;  // the same can be forwarded
-    if (m.forward_from == 0) {
-      m.forward_from = m.sender;
-      m.forward_message = m.sender < 0 ? m.id : 0;
-    }
-    m.reply_to = m.reply_chat = m.thread = m.edit_date = 0;
-    m.topic = 0;
-    m.mention = false;
-    m.quote.clear();
-    m.reactions.clear();
-    ids.push_back(begin_send(*asked.chat, std::move(m)));
+    const bool again = m.forward_from != 0;
+    Message copy;
+    copy.content = m.content;
+    copy.text = m.text;
+    copy.file = m.file;
+    copy.seconds = m.seconds;
+    copy.forward_from = again ? m.forward_from : m.sender;
+    copy.forward_message = again ? m.forward_message : m.sender < 0 ? m.id : 0;
+    ids.push_back(begin_send(*asked.chat, std::move(copy)));
   }
   if (ids.empty()) return refuse("There are no messages to forward");
   return messages_text(*asked.chat, ids, ids.size());
