@@ -180,8 +180,7 @@ static std::string group_full_text(const Chat& chat) {
 }
 
 Id slow_wait(const Chat& chat) {
-  if (!chat.has("slow") || chat.sent_last == 0) return 0;
-  return std::max<Id>(chat.sent_last + kSlowSeconds - date_now(), 0);
+  return chat.has("slow") ? std::max<Id>(chat.sent_last + kSlowSeconds - date_now(), 0) : 0;
 }
 
 // ---- texts of chats
