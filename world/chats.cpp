@@ -290,18 +290,13 @@ void set_standing(Chat& chat, Standing standing) {
 
 // ---- requests
 
-static std::string open_chat(Asked& asked) {
+static std::string open_or_close(Asked& asked) {
   Chat& chat = *asked.chat;
-  chat.open = true;
-  if (chat.is_group() && !chat.is_channel()) {
+  chat.open = asked.json.type() == "openChat";
+  if (chat.open && chat.is_group() && !chat.is_channel()) {
     tell("updateChatOnlineMemberCount chat_id online_member_count",
          {chat.id, 1 + chat.members / 3});
   }
-  return {};
-}
-
-static std::string close_chat(Asked& asked) {
-  asked.chat->open = false;
   return {};
 }
 
@@ -338,21 +333,19 @@ static std::string set_notifications(Asked& asked) {
   return {};
 }
 
-// The text of the group with that id of its own, which the client must know.
-static std::string with_group(const Asked& asked, std::string (*text)(const Chat&)) {
+// A group is asked for by an id of its own, and the client must know it.
+static std::string get_group(Asked& asked) {
   const Id basic = asked.json.number("basic_group_id"), super = asked.json.number("supergroup_id");
   const bool possible = std::max(basic, super) < 1000000000 && std::min(basic, super) >= 0;
   const Chat* chat = possible ? told_chat(super != 0 ? kSupergroups - super : -basic) : nullptr;
-  if (chat != nullptr) return text(*chat);
-  return refuse(super != 0 ? "Supergroup not found" : "Basic group not found");
+  if (chat == nullptr) return refuse(super != 0 ? "Supergroup not found" : "Basic group not found");
+  return ends_with(asked.json.type(), "FullInfo") ? group_full_text(*chat) : group_text(*chat);
 }
-static std::string get_group(Asked& asked) { return with_group(asked, group_text); }
-static std::string get_group_full(Asked& asked) { return with_group(asked, group_full_text); }
 
 const Requests kChatRequests = {
     {"getChat", kChat, [](Asked& asked) { return chat_text(*asked.chat); }},
-    {"openChat", kChat, open_chat},
-    {"closeChat", kChat, close_chat},
+    {"openChat", kChat, open_or_close},
+    {"closeChat", kChat, open_or_close},
     {"createPrivateChat", kNothing, create_private_chat},
     {"joinChat", kChat, join_chat},
     {"leaveChat", kChat, leave_chat},
@@ -360,9 +353,9 @@ const Requests kChatRequests = {
     {"getScopeNotificationSettings", kNothing,
      [](Asked&) { return object("scopeNotificationSettings show_preview=true"); }},
     {"getBasicGroup", kNothing, get_group},
-    {"getBasicGroupFullInfo", kNothing, get_group_full},
+    {"getBasicGroupFullInfo", kNothing, get_group},
     {"getSupergroup", kNothing, get_group},
-    {"getSupergroupFullInfo", kNothing, get_group_full},
+    {"getSupergroupFullInfo", kNothing, get_group},
 };
 
 }  // namespace world

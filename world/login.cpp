@@ -249,15 +249,12 @@ void close_world() {
   close_client();
 }
 
-static std::string close(Asked&) {
-  close_world();
-  return {};
-}
-
-static std::string log_out(Asked&) {
-  enter(kLoggingOut);
-  std::error_code ignored;
-  std::filesystem::remove(login_file(), ignored);
+static std::string end(Asked& asked) {
+  if (asked.json.type() == "logOut") {
+    enter(kLoggingOut);
+    std::error_code ignored;
+    std::filesystem::remove(login_file(), ignored);
+  }
   close_world();
   return {};
 }
@@ -271,10 +268,10 @@ static std::string check_email_code(Asked& asked) {
 const Requests kLoginRequests = {
     {"getAuthorizationState", kNothing, [](Asked&) { return state_text(); }, kAnyStage},
     {"setOption", kNothing, set_option, kAnyStage},
-    {"close", kNothing, close, kAnyStage},
+    {"close", kNothing, end, kAnyStage},
     {"setNetworkType", kNothing, set_network, kWithParameters},
     {"getCurrentState", kNothing, get_current_state, kWithParameters},
-    {"logOut", kNothing, log_out, kWithParameters},
+    {"logOut", kNothing, end, kWithParameters},
     {"setTdlibParameters", kNothing, set_parameters, kParameters},
     {"setAuthenticationPhoneNumber", kNothing, set_phone, kLoggingIn},
     {"checkAuthenticationCode", kNothing, check_code, kCode},

@@ -55,21 +55,14 @@ static std::string add_proxy(Asked& asked) {
   return added_text(id);
 }
 
-// Enables or removes one.
-static std::string change_proxy(Asked& asked) {
+// Enables, disables or removes.
+static std::string change_proxies(Asked& asked) {
+  const bool disable = asked.json.type() == "disableProxy";
+  const bool remove = asked.json.type() == "removeProxy";
   const Id id = asked.json.number("proxy_id");
-  if (g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
-  if (asked.json.type() == "enableProxy") {
-    use_proxy(id);
-  } else {
-    if (id == g_enabled_proxy) use_proxy(0);
-    g_proxies.erase(id);
-  }
-  return {};
-}
-
-static std::string disable_proxy(Asked&) {
-  use_proxy(0);
+  if (!disable && g_proxies.count(id) == 0) return refuse("Unknown proxy identifier");
+  if (!remove || id == g_enabled_proxy) use_proxy(remove || disable ? 0 : id);
+  if (remove) g_proxies.erase(id);
   return {};
 }
 
@@ -88,9 +81,9 @@ static std::string ping_proxy(Asked& asked) {
 
 const Requests kProxyRequests = {
     {"addProxy", kNothing, add_proxy, kWithParameters},
-    {"enableProxy", kNothing, change_proxy, kWithParameters},
-    {"disableProxy", kNothing, disable_proxy, kWithParameters},
-    {"removeProxy", kNothing, change_proxy, kWithParameters},
+    {"enableProxy", kNothing, change_proxies, kWithParameters},
+    {"disableProxy", kNothing, change_proxies, kWithParameters},
+    {"removeProxy", kNothing, change_proxies, kWithParameters},
     {"getProxies", kNothing, get_proxies, kWithParameters},
     {"pingProxy", kNothing, ping_proxy, kWithParameters},
 };
