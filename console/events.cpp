@@ -1,6 +1,6 @@
 // Every type of event that the console makes something of: how it is told, what it changes.
 #include <algorithm>
-#include <charconv>
+#include <cstdlib>
 
 #include "console/client.h"
 #include "console/text.h"
@@ -154,11 +154,8 @@ void on_message_sent(Client& c, const Event& e, std::string_view argument) {
 
 void on_messages_deleted(Client& c, const Event& e, std::string_view) {
   if (e.on("from_cache")) return;  // they still exist
-  for (const std::string_view text : array_items(e.str("message_ids"))) {
-    std::int64_t id = 0;
-    std::from_chars(text.data(), text.data() + text.size(), id);
-    c.messages.erase(id);
-  }
+  for (const std::string_view id : array_items(e.str("message_ids")))
+    c.messages.erase(std::strtoll(std::string(id).c_str(), nullptr, 10));
 }
 
 void on_notify(Client& c, const Event& e, std::string_view) {

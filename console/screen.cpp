@@ -166,11 +166,8 @@ void draw_input(const Client& c, const Screen& s, Box box) {
   const std::string_view behind = std::string_view(s.input).substr(s.cursor);
   const int room = box.w - columns(prompt) - 1;
   while (!before.empty() && columns(before) > room) take_char(before);
-  const auto stars = [](std::string_view text) {
-    return std::string(static_cast<std::size_t>(columns(text)), '*');
-  };
-  const std::string shown =
-      is_secret(c) ? stars(before) + stars(behind) : std::string(before) + std::string(behind);
+  std::string shown = std::string(before) + std::string(behind);
+  if (is_secret(c)) shown.assign(static_cast<std::size_t>(columns(shown)), '*');
   put(box, kBold + kKeyword + prompt + kPlain + shown);
   move(box.y, std::min(columns(prompt) + columns(before), box.w - 1));
   curs_set(s.focus ? 0 : 1);
