@@ -12,30 +12,30 @@ static constexpr int kSlowSeconds = 30;
 
 // clang-format off
 static constexpr Role kRoles[] = {
-    {"World",          K::kBot,             1,   0, S::kMember,        0, "pinned"},
-    {"",               K::kPrivate,       200,   0, S::kMember,        3, ""},         // Ann
-    {"",               K::kPrivate,        60,   0, S::kMember,        0, "pinned"},   // Bob
-    {"",               K::kPrivate,        45,   0, S::kMember,       12, ""},
-    {"",               K::kPrivate,        30,   0, S::kMember,        0, ""},
-    {"",               K::kPrivate,        20,   0, S::kMember,        0, "muted"},
-    {"",               K::kDeleted,        10,   0, S::kMember,        0, ""},
-    {"",               K::kBot,            15,   0, S::kMember,        1, ""},         // weather
-    {"",               K::kSecret,         12,   0, S::kMember,        2, ""},         // Zoë
-    {"",               K::kPrivate,         0,   0, S::kMember,        0, ""},         // nothing yet
-    {"Family",         K::kBasic,    300,   6, S::kMember,        5, "named"},
-    {"Old class",      K::kBasic,     80,  22, S::kLeft,          0, ""},
-    {"Builders",       K::kSuper, 100000, 420, S::kMember,      250, "muted public"},
-    {"Gallery",        K::kSuper,    400,  30, S::kMember,        0, "gallery"},
-    {"Our street",     K::kSuper,    120,  35, S::kOwner,         0, ""},
-    {"Slow talk",      K::kSuper,     90,  80, S::kMember,        4, "slow"},
-    {"Club",           K::kForum,         240,  60, S::kMember,        7, "named"},
-    {"News",           K::kChannel,       150, 900, S::kMember,        9, "linked public"},
-    {"News talk",      K::kSuper,   2400, 310, S::kMember,        0, "linked"},
-    {"Notices",        K::kChannel,        40, 120, S::kMember,        0, "muted"},
-    {"My channel",     K::kChannel,        25,  12, S::kAdministrator, 0, ""},
-    {"Closed club",    K::kSuper,     50,  70, S::kBanned,        0, ""},
-    {"Former friends", K::kSuper,    110,  18, S::kLeft,          0, "public"},
-    {"Archive",        K::kBasic,     70,   9, S::kMember,        0, "archived"},
+    {"World",          K::kBot,          1,   0, S::kMember,          0, "pinned"},
+    {"",               K::kPrivate,    200,   0, S::kMember,          3, ""},  // Ann
+    {"",               K::kPrivate,     60,   0, S::kMember,          0, "pinned"},  // Bob
+    {"",               K::kPrivate,     45,   0, S::kMember,         12, ""},
+    {"",               K::kPrivate,     30,   0, S::kMember,          0, ""},
+    {"",               K::kPrivate,     20,   0, S::kMember,          0, "muted"},
+    {"",               K::kDeleted,     10,   0, S::kMember,          0, ""},
+    {"",               K::kBot,         15,   0, S::kMember,          1, ""},  // weather
+    {"",               K::kSecret,      12,   0, S::kMember,          2, ""},  // Zoë
+    {"",               K::kPrivate,      0,   0, S::kMember,          0, ""},  // nothing yet
+    {"Family",         K::kBasic,      300,   6, S::kMember,          5, "named"},
+    {"Old class",      K::kBasic,       80,  22, S::kLeft,            0, ""},
+    {"Builders",       K::kSuper,   100000, 420, S::kMember,        250, "muted public"},
+    {"Gallery",        K::kSuper,      400,  30, S::kMember,          0, "gallery"},
+    {"Our street",     K::kSuper,      120,  35, S::kOwner,           0, ""},
+    {"Slow talk",      K::kSuper,       90,  80, S::kMember,          4, "slow"},
+    {"Club",           K::kForum,      240,  60, S::kMember,          7, "named"},
+    {"News",           K::kChannel,    150, 900, S::kMember,          9, "linked public"},
+    {"News talk",      K::kSuper,     2400, 310, S::kMember,          0, "linked"},
+    {"Notices",        K::kChannel,     40, 120, S::kMember,          0, "muted"},
+    {"My channel",     K::kChannel,     25,  12, S::kAdministrator,   0, ""},
+    {"Closed club",    K::kSuper,       50,  70, S::kBanned,          0, ""},
+    {"Former friends", K::kSuper,      110,  18, S::kLeft,            0, "public"},
+    {"Archive",        K::kBasic,       70,   9, S::kMember,          0, "archived"},
 };
 // clang-format on
 static_assert(sizeof kRoles / sizeof *kRoles == kFirstChats);
