@@ -3,6 +3,7 @@
 #include "commands/search.h"
 #include "frame/channels.h"
 #include "frame/in_flight.h"
+#include "frame/protocol.h"
 #include "json/text.h"
 #include "state/chat_events.h"
 #include "state/message.h"
@@ -19,6 +20,7 @@ void emit_pinned_event(std::string_view type, std::int64_t chat_id, const Messag
   append_int_member(event, "id", message.id);
   append_bool_member(event, "outgoing", message.outgoing);
   append_string_member(event, "text", text);
+  if (at_level2()) append_message_details(event, message);
   end_event(event);
 }
 

@@ -76,16 +76,23 @@ FollowedChat parse_followed_chat(std::string_view fields) {
   return followed;
 }
 
-// What level 2 adds to a found message: its date and its sender, each where it is known.
-void append_found_details(std::string& event, const MessagePreview& message,
-                          std::int64_t sender_user_id) {
+// A message's date and its sender, each where it is known.
+void append_date_and_sender(std::string& event, const MessagePreview& message,
+                            std::int64_t sender_user_id) {
   if (message.date >= 1) append_int_member(event, "date", message.date);
   if (sender_user_id >= 1) append_int_member(event, "sender_user_id", sender_user_id);
   const std::string name = find_sender(message, sender_user_id).name;
   if (!name.empty()) append_string_member(event, "sender_name", name);
 }
 
-// The same of the last message of a found chat.
+// What level 2 adds to a found message.
+void append_found_details(std::string& event, const MessagePreview& message,
+                          std::int64_t sender_user_id) {
+  append_date_and_sender(event, message, sender_user_id);
+  append_message_details(event, message);
+}
+
+// What it adds to a found chat: the same of its last message as far as the list shows it.
 void append_found_details(std::string& event, std::string_view message_json) {
   MessagePreview message;
   std::int64_t sender_user_id = 0;
@@ -93,7 +100,7 @@ void append_found_details(std::string& event, std::string_view message_json) {
       !parse_first_message(message_json, kChatPreview, message, sender_user_id)) {
     return;
   }
-  append_found_details(event, message, sender_user_id);
+  append_date_and_sender(event, message, sender_user_id);
 }
 
 // Where a search goes on; 0: there is no more.

@@ -149,5 +149,6 @@ void emit_chat_last_message_event(std::int64_t chat_id, const MessagePreview& la
   append_positive(event, "date", last.date);
   append_non_empty(event, "content_type", last.content_type);
   append_non_empty(event, "text", last.text);
+  if (at_level2()) append_message_details(event, last);
   end_event(event);
 }
