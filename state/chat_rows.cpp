@@ -22,10 +22,8 @@ void show_chat(ChatTable& table, const ChatDescription& chat) {
   set_chat_member(table, chat.id, true);
   MuteState mute;
   mute.known = chat_muted(table, chat.id, mute.muted);
-  Chat& record = chat_record(table, chat.id);
-  record.row_written = true;
+  chat_record(table, chat.id).row_written = true;
   if (at_level2()) note_chat_place(table, chat.id, chat.order);
-  if (chat.unread_count >= 0) record.unread_count = chat.unread_count;
   emit_chat_event(chat, mute);
   settle_hub_notification(table, chat.id);
 }

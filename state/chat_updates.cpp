@@ -89,7 +89,6 @@ void on_chat_read_inbox(ChatTable& table, const TdClient& td, std::string_view t
   if (chat_id == 0 || chat_filtered(table, chat_id)) return;
   ensure_chat_known(table, td, chat_id);
   const std::int64_t unread = std::max<std::int64_t>(member_int(text, "unread_count"), 0);
-  chat_record(table, chat_id).unread_count = unread;
   std::string event = begin_chat_event("chat_unread", chat_id);
   append_int_member(event, "unread_count", unread);
   const std::int64_t last_read = member_int(text, "last_read_inbox_message_id", 0);

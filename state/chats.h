@@ -35,7 +35,6 @@ struct PendingHubNotification {
 
 struct Chat {
   std::string title;
-  std::int64_t unread_count = -1;  // last one reported; -1: none
   // The raw object as last received; null: never. Most chats have the same one and share it.
   std::shared_ptr<const std::string> notification_settings;
   ChatNotifySettingsCache notify;
