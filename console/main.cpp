@@ -56,7 +56,7 @@ int run_plain(Client& c) {
     follow(c, open ? STDIN_FILENO : -1);
     if (!open || drain(STDIN_FILENO, part, on_input) != 0) continue;
     open = false;
-    on_input("/quit");
+    if (!c.quitting) on_input("/quit");
   }
   if (c.note_is_error) print(c.note);
   return c.backend.status;

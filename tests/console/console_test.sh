@@ -78,9 +78,10 @@ exec 3>"$dir/input"
 wait_for 60 grep -q 'chat .*Ann Archer' "$dir/lines" || { cat "$dir/lines" >&2 && exit 1; }
 printf '/open Ann\nHello\n' >&3
 wait_for 60 grep -q 'Good to hear you' "$dir/lines" || { cat "$dir/lines" >&2 && exit 1; }
-exec 3>&-
+printf '/quit\n' >&3
+exec 3>&- # is no second one, which would not wait
 wait "$plain"
-grep -q 'The backend has ended: ' "$dir/lines"
+grep -q 'The backend has ended: quit' "$dir/lines"
 
 # A backend that writes what none should: a torn line, an event that is missing, control characters,
 # bytes that are no UTF-8, a line of 1 MB. It puts its file aside and dies.
