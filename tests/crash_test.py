@@ -150,7 +150,8 @@ class Crash(unittest.TestCase):
                     r"obj=\S+ off=0xH sym=\S+ ra1=\(nil\) obj=\? off=0 sym=\?\n"
                     r"td_backend: /proc/self/pmap summary \(OOM\) stacks=[1-9]\d* bytes=[1-9]\d* "
                     r"heaps=[1-9]\d* bytes=[1-9]\d*\n"
-                    r"td_backend: /proc/self/vmstat begin \(OOM\)\nName:(.|\n)*\nThreads:(.|\n)*\n"
+                    r"td_backend: /proc/self/vmstat begin \(OOM\)\nName:(.|\n)*\n"
+                    r"VmPeak:(.|\n)*\nThreads:(.|\n)*\n"
                     r"td_backend: /proc/self/vmstat end\nFATAL bad_alloc: std::bad_alloc$"))
                 self.assertEqual(run.log_lines() + run.events() + run.replies(), [])
                 with Backend(env={"TDLIB_DB_DIR": str(run.dir / "tdlib-db")}) as after:
